@@ -1,0 +1,23 @@
+// Where debug-trace lines go. A host installs a sink per thread (the runtime
+// captures the lines of one call this way) or for the whole process.
+#pragma once
+
+#include <string_view>
+
+namespace vyr {
+
+using TraceSinkFn = void (*)(void *user, std::u16string_view line) noexcept;
+
+struct TraceSink {
+  TraceSinkFn fn = nullptr;
+  void *user = nullptr;
+};
+
+// Installs the sink of the calling thread and returns the one it replaces.
+TraceSink setThreadTraceSink(TraceSink sink) noexcept;
+// Installs the sink used by threads that have none of their own.
+void setProcessTraceSink(TraceSink sink) noexcept;
+// Hands one line (without newline) to the thread's sink, else the process sink.
+void writeTraceLine(std::u16string_view line) noexcept;
+
+}  // namespace vyr

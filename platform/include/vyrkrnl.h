@@ -1,0 +1,12 @@
+/*
+ * vyrkrnl.h - the platform kernel as the business-function libraries see it.
+ * One header per area, all included here; a library includes this file.
+ */
+#ifndef VYRKRNL_H
+#define VYRKRNL_H
+
+#include "vyrtypes.h"
+#include "vyrmath.h"
+#include "vyrdate.h"
+
+#endif /* VYRKRNL_H */

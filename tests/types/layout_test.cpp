@@ -1,0 +1,44 @@
+// The value types cross the ABI byte for byte: check the layouts callers rely on.
+#include <cstddef>
+
+#include <gtest/gtest.h>
+
+#include "vyrtypes.h"
+
+namespace {
+
+#pragma pack(push, 1)
+struct AmountThenFlag {
+  MATH_NUMERIC mnAmount;
+  JCHAR cFlag;
+  JCHAR szName[11];
+  VYRDATE jdDate;
+  UTIME utStamp;
+  MATH_NUMERIC mnSecond;
+};
+#pragma pack(pop)
+
+TEST(Layout, MathNumericFieldsSitWhereTheAbiSays) {
+  struct Field {
+    size_t offset, expected;
+  } const fields[] = {
+      {offsetof(MATH_NUMERIC, String), 0},         {offsetof(MATH_NUMERIC, Sign), 33},
+      {offsetof(MATH_NUMERIC, nLength), 34},       {offsetof(MATH_NUMERIC, nDecimalPosition), 35},
+      {offsetof(MATH_NUMERIC, szCurrency), 37},    {offsetof(MATH_NUMERIC, nCurrencyDecimals), 45},
+      {offsetof(MATH_NUMERIC, nPrecision), 47},    {sizeof(MATH_NUMERIC), 49},
+      {sizeof(VYRDATE), 6},                        {offsetof(VYRDATE, nMonth), 2},
+      {offsetof(VYRDATE, nDay), 4},                {sizeof(CallMapEntry), 8},
+  };
+  for (const Field &f : fields) EXPECT_EQ(f.offset, f.expected);
+}
+
+TEST(Layout, PackedStructPlacesFlagDirectlyAfterMathNumeric) {
+  EXPECT_EQ(offsetof(AmountThenFlag, cFlag), 49u);
+  EXPECT_EQ(offsetof(AmountThenFlag, szName), 51u);
+  EXPECT_EQ(offsetof(AmountThenFlag, jdDate), 73u);
+  EXPECT_EQ(offsetof(AmountThenFlag, utStamp), 79u);
+  EXPECT_EQ(offsetof(AmountThenFlag, mnSecond), 91u);
+  EXPECT_EQ(sizeof(AmountThenFlag), 140u);
+}
+
+}  // namespace
