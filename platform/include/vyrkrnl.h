@@ -8,5 +8,9 @@
 #include "vyrtypes.h"
 #include "vyrmath.h"
 #include "vyrdate.h"
+#include "vyrbhvr.h"
+#include "vyrdstmpl.h"
+#include "vyrdb.h"
+#include "vyrcache.h"
 
 #endif /* VYRKRNL_H */
