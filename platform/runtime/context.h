@@ -80,6 +80,10 @@ LPBHVRCOM createContext(const std::map<std::string, std::string> &settings = {},
                         std::string *error = nullptr);
 // Releases resources still registered, then the context.
 void freeContext(LPBHVRCOM context) noexcept;
+// TRUE when the pointer is a context created here and not yet freed. Operations
+// that receive a context from a library (as a report handle, say) check it
+// before looking inside, so a wrong pointer is refused instead of followed.
+bool isLiveContext(const void *pointer) noexcept;
 LPVOID userEnvironment(LPBHVRCOM context) noexcept;
 bool setSetting(LPBHVRCOM context, std::string_view key, std::string_view value, std::string *error);
 std::string setting(LPBHVRCOM context, std::string_view key);
