@@ -2,9 +2,11 @@
 // captures the lines of one call this way) or for the whole process.
 #pragma once
 
+#include "vyrtypes.h"
+
 #include <string_view>
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 using TraceSinkFn = void (*)(void *user, std::u16string_view line) noexcept;
 

@@ -16,7 +16,7 @@
 #include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 struct ErrorRecord {
   ID item = 0;
@@ -58,7 +58,7 @@ struct tagBHVRCOM {
   bool pimResponseStored = false;
 };
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 // ---- Settings --------------------------------------------------------------
 
