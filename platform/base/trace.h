@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+#include "vyrtypes.h"
+
 namespace vyr {
 
 using TraceSinkFn = void (*)(void *user, std::u16string_view line) noexcept;
@@ -14,10 +16,16 @@ struct TraceSink {
 };
 
 // Installs the sink of the calling thread and returns the one it replaces.
-TraceSink setThreadTraceSink(TraceSink sink) noexcept;
-// Installs the sink used by threads that have none of their own.
-void setProcessTraceSink(TraceSink sink) noexcept;
+VYR_EXPORT TraceSink setThreadTraceSink(TraceSink sink) noexcept;
+// Installs the sink used by threads that have none of their own. Calls to the
+// process sink are serialised, and once this returns the old sink is neither
+// running nor called again, so its user data may be released.
+VYR_EXPORT void setProcessTraceSink(TraceSink sink) noexcept;
 // Hands one line (without newline) to the thread's sink, else the process sink.
-void writeTraceLine(std::u16string_view line) noexcept;
+// A line written from inside a sink is dropped rather than recursing.
+VYR_EXPORT void writeTraceLine(std::u16string_view line) noexcept;
+// Whether a line written now from this thread would reach a sink, so callers
+// can skip formatting text nobody reads.
+VYR_EXPORT bool traceEnabled() noexcept;
 
 }  // namespace vyr
