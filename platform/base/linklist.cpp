@@ -26,8 +26,10 @@ VYR_EXPORT BOOL AddLinkListItem(LPLINKLIST lpList, void *lpItem) {
   if (!lpList || !lpItem) return FALSE;
   auto *node = new (std::nothrow) tagLINKLISTPOS{lpItem, nullptr};
   if (!node) return FALSE;
-  if (lpList->tail) lpList->tail->next = node;
-  else lpList->head = node;
+  if (lpList->tail)
+    lpList->tail->next = node;
+  else
+    lpList->head = node;
   lpList->tail = node;
   ++lpList->count;
   return TRUE;

@@ -124,8 +124,10 @@ VYR_EXPORT void vyrFreeInternal(void *lpBlock, const char *szFile, int nLine) {
     std::lock_guard<std::mutex> guard(r.lock);
     known = r.blocks.erase(lpBlock) > 0;
   }
-  if (known) std::free(lpBlock);
-  else traceUnknown("vyrFree", lpBlock, szFile, nLine);
+  if (known)
+    std::free(lpBlock);
+  else
+    traceUnknown("vyrFree", lpBlock, szFile, nLine);
 }
 
 VYR_EXPORT size_t vyrMemoryOutstanding(void) {
@@ -148,12 +150,15 @@ VYR_EXPORT size_t vyrMemoryReport(void) {
   try {
     std::lock_guard<std::mutex> guard(r.lock);
     live.reserve(r.blocks.size());
-    for (const auto &[block, info] : r.blocks) live.push_back({info.file, info.line, info.size, block});
+    for (const auto &[block, info] : r.blocks)
+      live.push_back({info.file, info.line, info.size, block});
   } catch (...) {
     return 0;
   }
   std::sort(live.begin(), live.end(), [](const Live &a, const Live &b) {
-    return *a.file != *b.file ? *a.file < *b.file : a.line != b.line ? a.line < b.line : a.block < b.block;
+    return *a.file != *b.file ? *a.file < *b.file
+           : a.line != b.line ? a.line < b.line
+                              : a.block < b.block;
   });
   for (const Live &block : live) {
     JCHAR name[256];

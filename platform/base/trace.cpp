@@ -59,8 +59,7 @@ void writeTraceLine(std::u16string_view line) noexcept {
 }
 
 bool traceEnabled() noexcept {
-  return !tInSink &&
-         (tThreadSink.fn || processSink().installed.load(std::memory_order_acquire));
+  return !tInSink && (tThreadSink.fn || processSink().installed.load(std::memory_order_acquire));
 }
 
 }  // namespace vyr

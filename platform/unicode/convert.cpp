@@ -46,6 +46,11 @@ std::u16string_view jcharView(const JCHAR *text) noexcept {
   return text ? std::u16string_view(text) : std::u16string_view();
 }
 
+locale_t cLocale() noexcept {
+  static const locale_t locale = newlocale(LC_ALL_MASK, "C", locale_t(0));
+  return locale;
+}
+
 }  // namespace vyr
 
 // Decodes UTF-8 into at most nSize - 1 JCHAR plus a terminator, stopping before
@@ -86,4 +91,6 @@ VYR_EXPORT size_t vyrFromUnicode(char *lpszDest, const JCHAR *lpszSrc, size_t nS
 
 VYR_EXPORT JCHAR vyrToJCHAR(char c) { return JCHAR(static_cast<unsigned char>(c)); }
 
-VYR_EXPORT int vyrUTF16ByteOrder(void) { return std::endian::native == std::endian::little ? 1 : 0; }
+VYR_EXPORT int vyrUTF16ByteOrder(void) {
+  return std::endian::native == std::endian::little ? 1 : 0;
+}

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <memory>
 #include <string>
 #include <type_traits>
 
@@ -20,15 +19,16 @@
 
 namespace {
 
-locale_t cLocale() {
-  static const locale_t locale = newlocale(LC_ALL_MASK, "C", locale_t(0));
-  return locale;
-}
+// Widths past INT_MAX cannot be reported in an int, so such a format fails
+// as in C. Numeric precisions are held far lower: the C library builds those
+// digits in scratch memory.
+constexpr size_t kMaxWidth = INT_MAX;
+constexpr size_t kMaxNumericPrecision = 1 << 16;
 
 // Switches the calling thread to the C locale for the guard's lifetime.
 class CLocaleScope {
  public:
-  CLocaleScope() : previous_(cLocale() ? uselocale(cLocale()) : locale_t(0)) {}
+  CLocaleScope() : previous_(vyr::cLocale() ? uselocale(vyr::cLocale()) : locale_t(0)) {}
   ~CLocaleScope() {
     if (previous_) uselocale(previous_);
   }
@@ -49,7 +49,9 @@ class Sink {
     ++count_;
   }
   void repeat(JCHAR c, size_t n) {
-    for (size_t i = 0; i < n; ++i) put(c);
+    const size_t room = count_ + 1 < size_ ? size_ - 1 - count_ : 0;
+    for (size_t i = 0; i < n && i < room; ++i) out_[count_ + i] = c;
+    count_ += n;
   }
   void terminate() {
     if (size_ > 0) out_[count_ < size_ ? count_ : size_ - 1] = 0;
@@ -67,7 +69,7 @@ struct Spec {
   size_t width = 0;
   bool hasPrecision = false;
   size_t precision = 0;
-  // Length modifier as the C library spells it: "", "hh", "h", "l", "ll", "L", "j", "z", "t".
+  // Integer length modifier as the C library spells it: "", "hh", "h", "l", "ll", "j", "z", "t".
   const char *length = "";
   bool longDouble = false;  // 'L' before a floating conversion
 };
@@ -93,25 +95,23 @@ void emitJcharString(Sink &sink, const Spec &spec, const JCHAR *s) {
   });
 }
 
-// A char string is UTF-8; precision counts the JCHAR it becomes, and a
-// character that would straddle the limit is left out whole.
+// A char string is UTF-8. As in C, a precision counts bytes, so an array that
+// is not terminated within it is never overrun; a character cut by the limit
+// is left out whole.
 void emitUtf8String(Sink &sink, const Spec &spec, const char *s) {
   if (!s) s = "(null)";
-  const size_t limit = spec.hasPrecision ? spec.precision : SIZE_MAX;
-  const size_t bytes = spec.hasPrecision ? strnlen(s, limit) : std::strlen(s);
-  size_t units = 0, used = 0;
-  while (used < bytes) {
+  size_t bytes = spec.hasPrecision ? strnlen(s, spec.precision) : std::strlen(s);
+  if (spec.hasPrecision && bytes == spec.precision) U8_TRUNCATE_IF_INCOMPLETE(s, 0, bytes);
+  size_t units = 0;
+  for (size_t i = 0; i < bytes;) {
     UChar32 c;
-    size_t next = used;
-    U8_NEXT_OR_FFFD(s, next, bytes, c);
-    if (units + U16_LENGTH(c) > limit) break;
+    U8_NEXT_OR_FFFD(s, i, bytes, c);
     units += U16_LENGTH(c);
-    used = next;
   }
   padded(sink, spec, units, [&] {
-    for (size_t i = 0; i < used;) {
+    for (size_t i = 0; i < bytes;) {
       UChar32 c;
-      U8_NEXT_OR_FFFD(s, i, used, c);
+      U8_NEXT_OR_FFFD(s, i, bytes, c);
       JCHAR buffer[2];
       size_t n = 0;
       U16_APPEND_UNSAFE(buffer, n, c);
@@ -135,7 +135,7 @@ bool formatDigits(std::string &out, const Spec &spec, char conversion, Value val
   if (spec.space) format[n++] = ' ';
   if (spec.alternate) format[n++] = '#';
   if (spec.hasPrecision) {
-    if (spec.precision > INT_MAX) return false;
+    if (spec.precision > kMaxNumericPrecision) return false;
     n += size_t(std::snprintf(format + n, sizeof format - n, ".%zu", spec.precision));
   }
   for (const char *l = spec.length; *l;) format[n++] = *l++;
@@ -166,24 +166,26 @@ void emitDigits(Sink &sink, const Spec &spec, const std::string &digits, bool ze
     return;
   }
   size_t prefix = 0;
-  if (prefix < digits.size() && (digits[0] == '-' || digits[0] == '+' || digits[0] == ' ')) ++prefix;
+  if (prefix < digits.size() && (digits[0] == '-' || digits[0] == '+' || digits[0] == ' '))
+    ++prefix;
   if (prefix + 1 < digits.size() && digits[prefix] == '0' &&
       (digits[prefix + 1] == 'x' || digits[prefix + 1] == 'X'))
     prefix += 2;
   for (size_t i = 0; i < prefix; ++i) sink.put(JCHAR(digits[i]));
   sink.repeat(u'0', pad);
-  for (size_t i = prefix; i < digits.size(); ++i) sink.put(JCHAR(static_cast<unsigned char>(digits[i])));
+  for (size_t i = prefix; i < digits.size(); ++i)
+    sink.put(JCHAR(static_cast<unsigned char>(digits[i])));
 }
 
 bool isFinite(const std::string &digits) {
   return digits.find_first_of("nNiI") == std::string::npos;
 }
 
-// Reads a decimal field of the format, saturating far past any sane width.
+// Reads a decimal field of the format, saturating just past kMaxWidth.
 size_t readCount(const JCHAR *&p) {
   size_t value = 0;
   while (*p >= u'0' && *p <= u'9') {
-    if (value < (size_t(1) << 40)) value = value * 10 + size_t(*p - u'0');
+    if (value <= kMaxWidth) value = value * 10 + size_t(*p - u'0');
     ++p;
   }
   return value;
@@ -195,12 +197,18 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
   const JCHAR *const start = p - 1;
   Spec spec;
   for (;; ++p) {
-    if (*p == u'-') spec.left = true;
-    else if (*p == u'+') spec.plus = true;
-    else if (*p == u' ') spec.space = true;
-    else if (*p == u'0') spec.zero = true;
-    else if (*p == u'#') spec.alternate = true;
-    else break;
+    if (*p == u'-')
+      spec.left = true;
+    else if (*p == u'+')
+      spec.plus = true;
+    else if (*p == u' ')
+      spec.space = true;
+    else if (*p == u'0')
+      spec.zero = true;
+    else if (*p == u'#')
+      spec.alternate = true;
+    else
+      break;
   }
   if (*p == u'*') {
     ++p;
@@ -222,6 +230,7 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
       spec.precision = readCount(p);
     }
   }
+  if (spec.width > kMaxWidth || spec.precision > kMaxWidth) return false;
   bool longText = false;
   if (*p == u'h') {
     ++p;
@@ -261,23 +270,33 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
       return true;
     case u's':
     case u'S':
-      if (longText || conversion == u'S') emitJcharString(sink, spec, va_arg(args, const JCHAR *));
-      else emitUtf8String(sink, spec, va_arg(args, const char *));
+      if (longText || conversion == u'S')
+        emitJcharString(sink, spec, va_arg(args, const JCHAR *));
+      else
+        emitUtf8String(sink, spec, va_arg(args, const char *));
       return true;
     case u'c':
     case u'C':
-      if (longText || conversion == u'C') emitChar(sink, spec, JCHAR(va_arg(args, unsigned)));
-      else emitChar(sink, spec, JCHAR(static_cast<unsigned char>(va_arg(args, int))));
+      if (longText || conversion == u'C')
+        emitChar(sink, spec, JCHAR(va_arg(args, unsigned)));
+      else
+        emitChar(sink, spec, JCHAR(static_cast<unsigned char>(va_arg(args, int))));
       return true;
     case u'd':
     case u'i': {
       bool ok;
-      if (length == "l") ok = formatDigits(scratch, spec, 'd', va_arg(args, long));
-      else if (length == "ll") ok = formatDigits(scratch, spec, 'd', va_arg(args, long long));
-      else if (length == "j") ok = formatDigits(scratch, spec, 'd', va_arg(args, intmax_t));
-      else if (length == "z") ok = formatDigits(scratch, spec, 'd', va_arg(args, std::make_signed_t<size_t>));
-      else if (length == "t") ok = formatDigits(scratch, spec, 'd', va_arg(args, ptrdiff_t));
-      else ok = formatDigits(scratch, spec, 'd', va_arg(args, int));
+      if (length == "l")
+        ok = formatDigits(scratch, spec, 'd', va_arg(args, long));
+      else if (length == "ll")
+        ok = formatDigits(scratch, spec, 'd', va_arg(args, long long));
+      else if (length == "j")
+        ok = formatDigits(scratch, spec, 'd', va_arg(args, intmax_t));
+      else if (length == "z")
+        ok = formatDigits(scratch, spec, 'd', va_arg(args, std::make_signed_t<size_t>));
+      else if (length == "t")
+        ok = formatDigits(scratch, spec, 'd', va_arg(args, ptrdiff_t));
+      else
+        ok = formatDigits(scratch, spec, 'd', va_arg(args, int));
       if (!ok) return false;
       emitDigits(sink, spec, scratch, !spec.hasPrecision);
       return true;
@@ -288,12 +307,18 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
     case u'o': {
       const char c = char(conversion);
       bool ok;
-      if (length == "l") ok = formatDigits(scratch, spec, c, va_arg(args, unsigned long));
-      else if (length == "ll") ok = formatDigits(scratch, spec, c, va_arg(args, unsigned long long));
-      else if (length == "j") ok = formatDigits(scratch, spec, c, va_arg(args, uintmax_t));
-      else if (length == "z") ok = formatDigits(scratch, spec, c, va_arg(args, size_t));
-      else if (length == "t") ok = formatDigits(scratch, spec, c, va_arg(args, std::make_unsigned_t<ptrdiff_t>));
-      else ok = formatDigits(scratch, spec, c, va_arg(args, unsigned));
+      if (length == "l")
+        ok = formatDigits(scratch, spec, c, va_arg(args, unsigned long));
+      else if (length == "ll")
+        ok = formatDigits(scratch, spec, c, va_arg(args, unsigned long long));
+      else if (length == "j")
+        ok = formatDigits(scratch, spec, c, va_arg(args, uintmax_t));
+      else if (length == "z")
+        ok = formatDigits(scratch, spec, c, va_arg(args, size_t));
+      else if (length == "t")
+        ok = formatDigits(scratch, spec, c, va_arg(args, std::make_unsigned_t<ptrdiff_t>));
+      else
+        ok = formatDigits(scratch, spec, c, va_arg(args, unsigned));
       if (!ok) return false;
       emitDigits(sink, spec, scratch, !spec.hasPrecision);
       return true;
@@ -361,8 +386,11 @@ bool scanFormatIsNumeric(std::u16string_view format) {
     if (format[i] != u'%') continue;
     ++i;
     if (i < format.size() && format[i] == u'%') continue;
-    while (i < format.size() && (format[i] == u'*' || (format[i] >= u'0' && format[i] <= u'9'))) ++i;
-    while (i < format.size() && std::u16string_view(u"hlLqjzt").find(format[i]) != std::u16string_view::npos) ++i;
+    while (i < format.size() && (format[i] == u'*' || (format[i] >= u'0' && format[i] <= u'9')))
+      ++i;
+    while (i < format.size() &&
+           std::u16string_view(u"hlLqjzt").find(format[i]) != std::u16string_view::npos)
+      ++i;
     if (i >= format.size() ||
         std::u16string_view(u"diuoxXfFeEgGaA").find(format[i]) == std::u16string_view::npos)
       return false;
@@ -468,8 +496,9 @@ VYR_EXPORT size_t vyrStrftime(JCHAR *lpszOut, size_t nMax, const JCHAR *lpszForm
     for (size_t size = 256;; size *= 2) {
       if (size > most) size = most;
       bytes.resize(size);
-      written = cLocale() ? strftime_l(bytes.data(), size, format.c_str(), lpTm, cLocale())
-                          : std::strftime(bytes.data(), size, format.c_str(), lpTm);
+      written = vyr::cLocale()
+                    ? strftime_l(bytes.data(), size, format.c_str(), lpTm, vyr::cLocale())
+                    : std::strftime(bytes.data(), size, format.c_str(), lpTm);
       if (written > 0 || size >= most || size >= (size_t(1) << 20)) break;
     }
     if (written == 0) return 0;

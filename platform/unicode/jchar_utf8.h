@@ -4,6 +4,7 @@
 // catch it.
 #pragma once
 
+#include <clocale>
 #include <string>
 #include <string_view>
 
@@ -15,5 +16,8 @@ VYR_EXPORT std::string toUtf8(std::u16string_view text);
 VYR_EXPORT std::u16string fromUtf8(std::string_view text);
 // A terminated JCHAR string as a view; null reads as empty.
 VYR_EXPORT std::u16string_view jcharView(const JCHAR *text) noexcept;
+// The C locale, for number text that must not follow a locale the host set;
+// (locale_t)0 if it could not be created.
+VYR_EXPORT locale_t cLocale() noexcept;
 
 }  // namespace vyr

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -45,14 +46,9 @@ std::string asciiPrefix(const JCHAR *s) {
   return out;
 }
 
-locale_t cLocale() {
-  static const locale_t locale = newlocale(LC_ALL_MASK, "C", locale_t(0));
-  return locale;
-}
-
 template <typename Result, typename Parse>
 Result parseNumber(const JCHAR *s, JCHAR **end, Parse parse) {
-  if (end) *end = const_cast<JCHAR *>(orEmpty(s));
+  if (end) *end = const_cast<JCHAR *>(s);
   if (!s) return Result(0);
   try {
     const std::string text = asciiPrefix(s);
@@ -222,15 +218,13 @@ VYR_EXPORT JCHAR *vyrMemset(JCHAR *lpDest, JCHAR c, size_t n) {
 }
 
 VYR_EXPORT long vyrStrtol(const JCHAR *lpsz, JCHAR **lppszEnd, int nBase) {
-  return parseNumber<long>(lpsz, lppszEnd, [nBase](const char *s, char **end) {
-    return std::strtol(s, end, nBase);
-  });
+  return parseNumber<long>(
+      lpsz, lppszEnd, [nBase](const char *s, char **end) { return std::strtol(s, end, nBase); });
 }
 
 VYR_EXPORT unsigned long vyrStrtoul(const JCHAR *lpsz, JCHAR **lppszEnd, int nBase) {
-  return parseNumber<unsigned long>(lpsz, lppszEnd, [nBase](const char *s, char **end) {
-    return std::strtoul(s, end, nBase);
-  });
+  return parseNumber<unsigned long>(
+      lpsz, lppszEnd, [nBase](const char *s, char **end) { return std::strtoul(s, end, nBase); });
 }
 
 // atoi over a value that does not fit an int gives the nearest int, not the
@@ -245,7 +239,7 @@ VYR_EXPORT long vyrAtol(const JCHAR *lpsz) { return vyrStrtol(lpsz, nullptr, 10)
 // Always the C locale's decimal point, whatever locale the host set.
 VYR_EXPORT double vyrAtof(const JCHAR *lpsz) {
   return parseNumber<double>(lpsz, nullptr, [](const char *s, char **end) {
-    return cLocale() ? strtod_l(s, end, cLocale()) : std::strtod(s, end);
+    return vyr::cLocale() ? strtod_l(s, end, vyr::cLocale()) : std::strtod(s, end);
   });
 }
 
