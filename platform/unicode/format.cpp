@@ -64,7 +64,8 @@ class Sink {
   size_t count_ = 0;
 };
 
-struct Spec {
+// One conversion of a format: flags, width, precision and length modifier.
+struct Field {
   bool left = false, plus = false, space = false, zero = false, alternate = false;
   size_t width = 0;
   bool hasPrecision = false;
@@ -74,23 +75,23 @@ struct Spec {
   bool longDouble = false;  // 'L' before a floating conversion
 };
 
-// Pads text of the given length to the spec's width around emit().
+// Pads text of the given length to the field's width around emit().
 template <typename Emit>
-void padded(Sink &sink, const Spec &spec, size_t length, Emit emit) {
-  const size_t pad = spec.width > length ? spec.width - length : 0;
-  if (!spec.left) sink.repeat(u' ', pad);
+void padded(Sink &sink, const Field &field, size_t length, Emit emit) {
+  const size_t pad = field.width > length ? field.width - length : 0;
+  if (!field.left) sink.repeat(u' ', pad);
   emit();
-  if (spec.left) sink.repeat(u' ', pad);
+  if (field.left) sink.repeat(u' ', pad);
 }
 
-void emitJcharString(Sink &sink, const Spec &spec, const JCHAR *s) {
+void emitJcharString(Sink &sink, const Field &field, const JCHAR *s) {
   static const JCHAR kNull[] = u"(null)";
   if (!s) s = kNull;
   // With a precision the text need not be terminated within it.
   size_t length = 0;
-  const size_t limit = spec.hasPrecision ? spec.precision : SIZE_MAX;
+  const size_t limit = field.hasPrecision ? field.precision : SIZE_MAX;
   while (length < limit && s[length]) ++length;
-  padded(sink, spec, length, [&] {
+  padded(sink, field, length, [&] {
     for (size_t i = 0; i < length; ++i) sink.put(s[i]);
   });
 }
@@ -98,17 +99,17 @@ void emitJcharString(Sink &sink, const Spec &spec, const JCHAR *s) {
 // A char string is UTF-8. As in C, a precision counts bytes, so an array that
 // is not terminated within it is never overrun; a character cut by the limit
 // is left out whole.
-void emitUtf8String(Sink &sink, const Spec &spec, const char *s) {
+void emitUtf8String(Sink &sink, const Field &field, const char *s) {
   if (!s) s = "(null)";
-  size_t bytes = spec.hasPrecision ? strnlen(s, spec.precision) : std::strlen(s);
-  if (spec.hasPrecision && bytes == spec.precision) U8_TRUNCATE_IF_INCOMPLETE(s, 0, bytes);
+  size_t bytes = field.hasPrecision ? strnlen(s, field.precision) : std::strlen(s);
+  if (field.hasPrecision && bytes == field.precision) U8_TRUNCATE_IF_INCOMPLETE(s, 0, bytes);
   size_t units = 0;
   for (size_t i = 0; i < bytes;) {
     UChar32 c;
     U8_NEXT_OR_FFFD(s, i, bytes, c);
     units += U16_LENGTH(c);
   }
-  padded(sink, spec, units, [&] {
+  padded(sink, field, units, [&] {
     for (size_t i = 0; i < bytes;) {
       UChar32 c;
       U8_NEXT_OR_FFFD(s, i, bytes, c);
@@ -120,25 +121,25 @@ void emitUtf8String(Sink &sink, const Spec &spec, const char *s) {
   });
 }
 
-void emitChar(Sink &sink, const Spec &spec, JCHAR c) {
-  padded(sink, spec, 1, [&] { sink.put(c); });
+void emitChar(Sink &sink, const Field &field, JCHAR c) {
+  padded(sink, field, 1, [&] { sink.put(c); });
 }
 
 // The C library's text for one numeric conversion, without the width (padding
 // is ours, so a huge width never needs a huge scratch buffer).
 template <typename Value>
-bool formatDigits(std::string &out, const Spec &spec, char conversion, Value value) {
+bool formatDigits(std::string &out, const Field &field, char conversion, Value value) {
   char format[32];
   size_t n = 0;
   format[n++] = '%';
-  if (spec.plus) format[n++] = '+';
-  if (spec.space) format[n++] = ' ';
-  if (spec.alternate) format[n++] = '#';
-  if (spec.hasPrecision) {
-    if (spec.precision > kMaxNumericPrecision) return false;
-    n += size_t(std::snprintf(format + n, sizeof format - n, ".%zu", spec.precision));
+  if (field.plus) format[n++] = '+';
+  if (field.space) format[n++] = ' ';
+  if (field.alternate) format[n++] = '#';
+  if (field.hasPrecision) {
+    if (field.precision > kMaxNumericPrecision) return false;
+    n += size_t(std::snprintf(format + n, sizeof format - n, ".%zu", field.precision));
   }
-  for (const char *l = spec.length; *l;) format[n++] = *l++;
+  for (const char *l = field.length; *l;) format[n++] = *l++;
   format[n++] = conversion;
   format[n] = 0;
 
@@ -157,10 +158,10 @@ bool formatDigits(std::string &out, const Spec &spec, char conversion, Value val
 
 // Writes C-library digits, padding to width as the C library would: zeros go
 // after the sign and any 0x prefix, and only where zero padding applies.
-void emitDigits(Sink &sink, const Spec &spec, const std::string &digits, bool zeroPadAllowed) {
-  const size_t pad = spec.width > digits.size() ? spec.width - digits.size() : 0;
-  if (spec.left || !spec.zero || !zeroPadAllowed || pad == 0) {
-    padded(sink, spec, digits.size(), [&] {
+void emitDigits(Sink &sink, const Field &field, const std::string &digits, bool zeroPadAllowed) {
+  const size_t pad = field.width > digits.size() ? field.width - digits.size() : 0;
+  if (field.left || !field.zero || !zeroPadAllowed || pad == 0) {
+    padded(sink, field, digits.size(), [&] {
       for (char c : digits) sink.put(JCHAR(static_cast<unsigned char>(c)));
     });
     return;
@@ -192,76 +193,77 @@ size_t readCount(const JCHAR *&p) {
 }
 
 // Formats one conversion starting after its '%'; p is left after it. Returns
-// false when the C library refused the numeric text.
+// false for a width or precision too large to honour, or when the C library
+// refused the numeric text.
 bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch) {
   const JCHAR *const start = p - 1;
-  Spec spec;
+  Field field;
   for (;; ++p) {
     if (*p == u'-')
-      spec.left = true;
+      field.left = true;
     else if (*p == u'+')
-      spec.plus = true;
+      field.plus = true;
     else if (*p == u' ')
-      spec.space = true;
+      field.space = true;
     else if (*p == u'0')
-      spec.zero = true;
+      field.zero = true;
     else if (*p == u'#')
-      spec.alternate = true;
+      field.alternate = true;
     else
       break;
   }
   if (*p == u'*') {
     ++p;
     const int width = va_arg(args, int);
-    if (width < 0) spec.left = true;
-    spec.width = width < 0 ? size_t(-(long long)width) : size_t(width);
+    if (width < 0) field.left = true;
+    field.width = width < 0 ? size_t(-(long long)width) : size_t(width);
   } else {
-    spec.width = readCount(p);
+    field.width = readCount(p);
   }
   if (*p == u'.') {
     ++p;
-    spec.hasPrecision = true;
+    field.hasPrecision = true;
     if (*p == u'*') {
       ++p;
       const int precision = va_arg(args, int);
-      spec.hasPrecision = precision >= 0;
-      spec.precision = precision >= 0 ? size_t(precision) : 0;
+      field.hasPrecision = precision >= 0;
+      field.precision = precision >= 0 ? size_t(precision) : 0;
     } else {
-      spec.precision = readCount(p);
+      field.precision = readCount(p);
     }
   }
-  if (spec.width > kMaxWidth || spec.precision > kMaxWidth) return false;
+  if (field.width > kMaxWidth || field.precision > kMaxWidth) return false;
   bool longText = false;
   if (*p == u'h') {
     ++p;
-    spec.length = "h";
+    field.length = "h";
     if (*p == u'h') {
       ++p;
-      spec.length = "hh";
+      field.length = "hh";
     }
   } else if (*p == u'l') {
     ++p;
-    spec.length = "l";
+    field.length = "l";
     longText = true;
     if (*p == u'l') {
       ++p;
-      spec.length = "ll";
+      field.length = "ll";
     }
   } else if (*p == u'L' || *p == u'q') {
-    spec.longDouble = *p == u'L';
+    field.longDouble = *p == u'L';
     ++p;
-    spec.length = "ll";
+    field.length = "ll";
   } else if (*p == u'j' || *p == u'z' || *p == u't') {
-    spec.length = *p == u'j' ? "j" : *p == u'z' ? "z" : "t";
+    field.length = *p == u'j' ? "j" : *p == u'z' ? "z" : "t";
     ++p;
   } else if (*p == u'I' && p[1] == u'6' && p[2] == u'4') {
     // The 64-bit size prefix some callers carry over from other compilers.
     p += 3;
-    spec.length = "ll";
+    field.length = "ll";
   } else if (*p == u'I' && p[1] == u'3' && p[2] == u'2') {
     p += 3;
   }
-  const std::string_view length(spec.length);
+  const std::string_view length(field.length);
   const JCHAR conversion = *p;
   if (conversion) ++p;
   switch (conversion) {
@@ -271,34 +273,34 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
     case u's':
     case u'S':
       if (longText || conversion == u'S')
-        emitJcharString(sink, spec, va_arg(args, const JCHAR *));
+        emitJcharString(sink, field, va_arg(args, const JCHAR *));
       else
-        emitUtf8String(sink, spec, va_arg(args, const char *));
+        emitUtf8String(sink, field, va_arg(args, const char *));
       return true;
     case u'c':
     case u'C':
       if (longText || conversion == u'C')
-        emitChar(sink, spec, JCHAR(va_arg(args, unsigned)));
+        emitChar(sink, field, JCHAR(va_arg(args, unsigned)));
       else
-        emitChar(sink, spec, JCHAR(static_cast<unsigned char>(va_arg(args, int))));
+        emitChar(sink, field, JCHAR(static_cast<unsigned char>(va_arg(args, int))));
       return true;
     case u'd':
     case u'i': {
       bool ok;
       if (length == "l")
-        ok = formatDigits(scratch, spec, 'd', va_arg(args, long));
+        ok = formatDigits(scratch, field, 'd', va_arg(args, long));
       else if (length == "ll")
-        ok = formatDigits(scratch, spec, 'd', va_arg(args, long long));
+        ok = formatDigits(scratch, field, 'd', va_arg(args, long long));
       else if (length == "j")
-        ok = formatDigits(scratch, spec, 'd', va_arg(args, intmax_t));
+        ok = formatDigits(scratch, field, 'd', va_arg(args, intmax_t));
       else if (length == "z")
-        ok = formatDigits(scratch, spec, 'd', va_arg(args, std::make_signed_t<size_t>));
+        ok = formatDigits(scratch, field, 'd', va_arg(args, std::make_signed_t<size_t>));
       else if (length == "t")
-        ok = formatDigits(scratch, spec, 'd', va_arg(args, ptrdiff_t));
+        ok = formatDigits(scratch, field, 'd', va_arg(args, ptrdiff_t));
       else
-        ok = formatDigits(scratch, spec, 'd', va_arg(args, int));
+        ok = formatDigits(scratch, field, 'd', va_arg(args, int));
       if (!ok) return false;
-      emitDigits(sink, spec, scratch, !spec.hasPrecision);
+      emitDigits(sink, field, scratch, !field.hasPrecision);
       return true;
     }
     case u'u':
@@ -308,19 +310,19 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
       const char c = char(conversion);
       bool ok;
       if (length == "l")
-        ok = formatDigits(scratch, spec, c, va_arg(args, unsigned long));
+        ok = formatDigits(scratch, field, c, va_arg(args, unsigned long));
       else if (length == "ll")
-        ok = formatDigits(scratch, spec, c, va_arg(args, unsigned long long));
+        ok = formatDigits(scratch, field, c, va_arg(args, unsigned long long));
       else if (length == "j")
-        ok = formatDigits(scratch, spec, c, va_arg(args, uintmax_t));
+        ok = formatDigits(scratch, field, c, va_arg(args, uintmax_t));
       else if (length == "z")
-        ok = formatDigits(scratch, spec, c, va_arg(args, size_t));
+        ok = formatDigits(scratch, field, c, va_arg(args, size_t));
       else if (length == "t")
-        ok = formatDigits(scratch, spec, c, va_arg(args, std::make_unsigned_t<ptrdiff_t>));
+        ok = formatDigits(scratch, field, c, va_arg(args, std::make_unsigned_t<ptrdiff_t>));
       else
-        ok = formatDigits(scratch, spec, c, va_arg(args, unsigned));
+        ok = formatDigits(scratch, field, c, va_arg(args, unsigned));
       if (!ok) return false;
-      emitDigits(sink, spec, scratch, !spec.hasPrecision);
+      emitDigits(sink, field, scratch, !field.hasPrecision);
       return true;
     }
     case u'f':
@@ -332,25 +334,25 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
     case u'a':
     case u'A': {
       const char c = char(conversion);
-      Spec floating = spec;
+      Field floating = field;
       floating.length = "";
       bool ok;
-      if (spec.longDouble) {
+      if (field.longDouble) {
         floating.length = "L";
         ok = formatDigits(scratch, floating, c, va_arg(args, long double));
       } else {
         ok = formatDigits(scratch, floating, c, va_arg(args, double));
       }
       if (!ok) return false;
-      emitDigits(sink, spec, scratch, isFinite(scratch));
+      emitDigits(sink, field, scratch, isFinite(scratch));
       return true;
     }
     case u'p': {
-      Spec pointer = spec;
+      Field pointer = field;
       pointer.length = "";
       pointer.hasPrecision = false;
       if (!formatDigits(scratch, pointer, 'p', va_arg(args, void *))) return false;
-      emitDigits(sink, spec, scratch, false);
+      emitDigits(sink, field, scratch, false);
       return true;
     }
     default:
