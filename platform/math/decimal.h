@@ -157,10 +157,20 @@ bool fit(U magnitude, int scale, bool negative, Decimal &out) {
 // most 32 places, non-digits skipped), nDecimalPosition clamped to 0..32.
 inline Decimal read(const MATH_NUMERIC &value) noexcept {
   Decimal d;
+  // 64-bit steps while they suffice: 128-bit multiplication is the slow part.
+  uint64_t chunk = 0;
+  int chunkDigits = 0;
   for (int i = 0; i < kDigits && value.String[i] != '\0'; ++i) {
     const char c = value.String[i];
-    if (c >= '0' && c <= '9') d.magnitude = d.magnitude * 10 + static_cast<unsigned>(c - '0');
+    if (c < '0' || c > '9') continue;
+    chunk = chunk * 10 + static_cast<unsigned>(c - '0');
+    if (++chunkDigits == 19) {
+      d.magnitude = d.magnitude * kPow10Narrow[19] + chunk;
+      chunk = 0;
+      chunkDigits = 0;
+    }
   }
+  d.magnitude = d.magnitude * kPow10Narrow[static_cast<size_t>(chunkDigits)] + chunk;
   d.scale = std::clamp<int>(value.nDecimalPosition, 0, kDigits);
   d.negative = value.Sign == '-' && d.magnitude != 0;
   return d;
@@ -179,10 +189,17 @@ template <class Char>
 int spellDigits(u128 magnitude, int minDigits, Char *out) noexcept {
   char reversed[40];
   int n = 0;
-  do {
-    reversed[n++] = static_cast<char>('0' + static_cast<int>(magnitude % 10));
-    magnitude /= 10;
-  } while (magnitude != 0 && n < 40);
+  // Peel 19 digits at a time so the per-digit work is 64-bit.
+  for (;;) {
+    uint64_t chunk = static_cast<uint64_t>(magnitude % kPow10Narrow[19]);
+    magnitude /= kPow10Narrow[19];
+    const int stop = magnitude != 0 ? n + 19 : 0;
+    do {
+      reversed[n++] = static_cast<char>('0' + chunk % 10);
+      chunk /= 10;
+    } while ((chunk != 0 || n < stop) && n < 40);
+    if (magnitude == 0 || n >= 40) break;
+  }
   while (n < minDigits && n < 40) reversed[n++] = '0';
   for (int i = 0; i < n; ++i) out[i] = static_cast<Char>(reversed[n - 1 - i]);
   return n;
@@ -295,6 +312,18 @@ inline Result roundTo(const Decimal &value, int places, Rounding mode) {
                 value.negative);
 }
 
+// magnitude * 10^shift, in U.
+template <class U>
+U scaled(u128 magnitude, int shift) {
+  return widen<U>(magnitude) * pow10<U>(shift);
+}
+
+// True when magnitude * 10^shift stays below 10^37, so that a sum or an
+// integer quotient of two such numbers is still a 128-bit value below 10^38.
+inline bool fitsNarrow(u128 magnitude, int shift) noexcept {
+  return shift <= 37 && magnitude < pow10<u128>(37 - shift);
+}
+
 struct Division {
   Result quotient;
   Result remainder;
@@ -315,10 +344,12 @@ Division divide(const Decimal &dividend, const Decimal &divisor, int places, boo
   const Rounding mode = round ? Rounding::HalfAwayFromZero : Rounding::TowardZero;
 
   // Integer digits of the quotient decide how many decimals fit.
-  const int exponent0 = divisor.scale - dividend.scale;
-  U256 n0 = widen<U256>(dividend.magnitude), d0 = widen<U256>(divisor.magnitude);
-  if (exponent0 >= 0) n0 *= pow10<U256>(exponent0); else d0 *= pow10<U256>(-exponent0);
-  const int integerDigits = digitCount(U256(n0 / d0));
+  const int up0 = std::max(divisor.scale - dividend.scale, 0);
+  const int down0 = std::max(dividend.scale - divisor.scale, 0);
+  const int integerDigits =
+      kNarrow && fitsNarrow(dividend.magnitude, up0) && fitsNarrow(divisor.magnitude, down0)
+          ? digitCount(u128(scaled<u128>(dividend.magnitude, up0) / scaled<u128>(divisor.magnitude, down0)))
+          : digitCount(U256(scaled<U256>(dividend.magnitude, up0) / scaled<U256>(divisor.magnitude, down0)));
   if (integerDigits > kDigits) {
     out.quotient.ok = out.remainder.ok = false;
     return out;
@@ -326,27 +357,34 @@ Division divide(const Decimal &dividend, const Decimal &divisor, int places, boo
   if (places < 0 || places > kDigits) places = kDigits;
   places = std::min(places, kDigits - std::max(integerDigits, 1));
 
-  // quotient * 10^places = dividend * 10^exponent / divisor (magnitudes).
-  const int exponent = divisor.scale - dividend.scale + places;
-  if (kNarrow && exponent >= 0 && exponent <= 38 &&
-      dividend.magnitude < pow10<u128>(kMaxPow10<u128> - exponent)) {
-    out.quotient = fitted(divideRounded(dividend.magnitude * pow10<u128>(exponent), divisor.magnitude,
-                                        mode, negative),
+  // quotient * 10^places = dividend * 10^up / (divisor * 10^down) on magnitudes.
+  const int up = std::max(divisor.scale - dividend.scale + places, 0);
+  const int down = std::max(dividend.scale - divisor.scale - places, 0);
+  if (kNarrow && fitsNarrow(dividend.magnitude, up) && fitsNarrow(divisor.magnitude, down)) {
+    out.quotient = fitted(divideRounded(scaled<u128>(dividend.magnitude, up),
+                                        scaled<u128>(divisor.magnitude, down), mode, negative),
                           places, negative);
   } else {
-    U512 n = widen<U512>(dividend.magnitude), d = widen<U512>(divisor.magnitude);
-    if (exponent >= 0) n *= pow10<U512>(exponent); else d *= pow10<U512>(-exponent);
-    out.quotient = fitted(divideRounded(n, d, mode, negative), places, negative);
+    out.quotient = fitted(divideRounded(scaled<U512>(dividend.magnitude, up),
+                                        scaled<U512>(divisor.magnitude, down), mode, negative),
+                          places, negative);
   }
 
   // Remainder at the finer of the two scales it involves, exact before fitting.
   const Decimal &q = out.quotient.value;
   const int scale = std::max(dividend.scale, q.scale + divisor.scale);
-  const U512 left = widen<U512>(dividend.magnitude) * pow10<U512>(scale - dividend.scale);
-  const U512 right = widen<U512>(q.magnitude) * widen<U512>(divisor.magnitude) *
-                     pow10<U512>(scale - q.scale - divisor.scale);
-  const bool rightNegative = q.negative != divisor.negative;
-  out.remainder = addAligned(left, dividend.negative, right, !rightNegative, scale);
+  const int leftShift = scale - dividend.scale, rightShift = scale - q.scale - divisor.scale;
+  const bool subtrahendNegative = !(q.negative != divisor.negative);
+  u128 product;
+  if (kNarrow && fitsNarrow(dividend.magnitude, leftShift) &&
+      !__builtin_mul_overflow(q.magnitude, divisor.magnitude, &product) && fitsNarrow(product, rightShift)) {
+    out.remainder = addAligned(scaled<u128>(dividend.magnitude, leftShift), dividend.negative,
+                               scaled<u128>(product, rightShift), subtrahendNegative, scale);
+  } else {
+    out.remainder = addAligned(scaled<U512>(dividend.magnitude, leftShift), dividend.negative,
+                               U512(widen<U512>(q.magnitude) * scaled<U512>(divisor.magnitude, rightShift)),
+                               subtrahendNegative, scale);
+  }
   return out;
 }
 
