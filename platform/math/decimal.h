@@ -22,9 +22,9 @@ __extension__ typedef unsigned __int128 u128;
 using U256 = boost::multiprecision::uint256_t;
 using U512 = boost::multiprecision::uint512_t;
 
+// Digit positions of a record; a canonical value keeps a digit before the
+// point, so it carries 31 decimals at most.
 inline constexpr int kDigits = MAXLEN_MATH_NUMERIC;
-// A canonical value keeps a digit before the point, so 31 decimals at most.
-inline constexpr int kMaxScale = kDigits - 1;
 
 struct Decimal {
   u128 magnitude = 0;  // below 10^32 (10^33 for unfitted intermediate values)

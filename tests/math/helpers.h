@@ -1,5 +1,4 @@
-// Shared helpers of the MATH_NUMERIC tests: values are written and read as
-// narrow text so the tables stay readable.
+// Shared helpers of the MATH_NUMERIC tests: values go in and out as narrow text.
 #pragma once
 
 #include <cstring>
@@ -15,18 +14,12 @@ namespace mathtest {
 
 inline std::u16string wide(std::string_view text) { return std::u16string(text.begin(), text.end()); }
 
-inline std::string narrow(const JCHAR *text) {
-  std::string out;
-  for (; *text; ++text) out += static_cast<char>(*text);
-  return out;
-}
+inline std::string narrow(const JCHAR *text) { return std::string(text, text + std::char_traits<JCHAR>::length(text)); }
 
 // A value parsed in the current number format; the parse must succeed.
 inline MATH_NUMERIC num(std::string_view text) {
-  MATH_NUMERIC value;
-  std::memset(&value, 0, sizeof value);
-  const std::u16string w = wide(text);
-  EXPECT_EQ(ParseNumericString(&value, w.c_str()), ER_SUCCESS) << text;
+  MATH_NUMERIC value{};
+  EXPECT_EQ(ParseNumericString(&value, wide(text).c_str()), ER_SUCCESS) << text;
   return value;
 }
 
@@ -39,23 +32,12 @@ inline std::string str(const MATH_NUMERIC &value) {
 // The record every operation leaves behind (an unparsable text excepted).
 inline void expectCanonical(const MATH_NUMERIC &v) {
   const int length = v.nLength, decimals = v.nDecimalPosition, precision = v.nPrecision;
-  ASSERT_GE(length, 1);
-  ASSERT_LE(length, 32);
+  ASSERT_TRUE(length >= 1 && length <= 32 && decimals >= 0 && decimals < length && precision == 32)
+      << length << " " << decimals << " " << precision;
   ASSERT_EQ(static_cast<int>(strnlen(v.String, sizeof v.String)), length);
-  bool nonzero = false;
-  for (int i = 0; i < length; ++i) {
-    ASSERT_TRUE(v.String[i] >= '0' && v.String[i] <= '9') << v.String;
-    nonzero = nonzero || v.String[i] != '0';
-  }
-  ASSERT_GE(decimals, 0);
-  ASSERT_LT(decimals, length);
-  if (length > decimals + 1) {
-    ASSERT_NE(v.String[0], '0') << v.String;
-  }
-  if (v.Sign != 0) {
-    ASSERT_TRUE(v.Sign == '-' && nonzero);
-  }
-  ASSERT_EQ(precision, 32);
+  ASSERT_EQ(std::strspn(v.String, "0123456789"), static_cast<size_t>(length)) << v.String;
+  ASSERT_TRUE(length == decimals + 1 || v.String[0] != '0') << v.String;
+  ASSERT_TRUE(v.Sign == 0 || (v.Sign == '-' && std::strspn(v.String, "0") < static_cast<size_t>(length)));
 }
 
 // Comma as decimal separator, point for grouping.
