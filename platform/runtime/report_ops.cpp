@@ -1,5 +1,6 @@
 // The report runtime's operations (vyrreport.h) over the report state a host
 // attached to the behaviour context that serves as the report handle.
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
@@ -73,7 +74,7 @@ ReportSection *sectionNamed(HREPORT handle, const JCHAR *name, const JCHAR *vers
 BOOL copyOut(std::u16string_view text, JCHAR *out, size_t nSize) noexcept {
   if (out == nullptr || nSize == 0) return FALSE;
   const size_t n = text.size() < nSize - 1 ? text.size() : nSize - 1;
-  std::memcpy(out, text.data(), n * sizeof(JCHAR));
+  std::copy_n(text.data(), n, out);
   out[n] = 0;
   return TRUE;
 }
