@@ -16,6 +16,9 @@
 #include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
+// Hosts (the command, the HTTP service, tests) use this interface from outside the platform library.
+#pragma GCC visibility push(default)
+
 namespace vyr {
 
 struct ErrorRecord {
@@ -142,3 +145,5 @@ using MessageBoxHandler = void (*)(std::u16string_view text, std::u16string_view
 void setMessageBoxHandler(MessageBoxHandler handler) noexcept;
 
 }  // namespace vyr
+
+#pragma GCC visibility pop
