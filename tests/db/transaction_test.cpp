@@ -2,6 +2,7 @@
 // handles released with their context.
 #include <atomic>
 #include <chrono>
+#include <latch>
 #include <thread>
 
 #include "db_fixture.h"
@@ -45,12 +46,15 @@ class Transactions : public dbtest::DbTest {
   }
 };
 
-// Takes `count` numbers one at a time, each by fetch for update and update current.
-void increment(LPBHVRCOM context, int count, std::atomic<int> *failures) {
+// Takes `count` numbers one at a time, each by fetch for update and update
+// current, with a pause between the two where a lost update would slip in.
+void increment(LPBHVRCOM context, int count, std::latch *start, std::atomic<int> *failures) {
   HUSER user = nullptr;
   HREQUEST counters = nullptr;
-  if (VDB_InitBhvr(context, &user, nullptr, 0) != 1 ||
-      VDB_OpenTable(user, u"F00022", 1, nullptr, 0, nullptr, &counters) != 1) {
+  const bool opened = VDB_InitBhvr(context, &user, nullptr, 0) == 1 &&
+                      VDB_OpenTable(user, u"F00022", 1, nullptr, 0, nullptr, &counters) == 1;
+  start->arrive_and_wait();
+  if (!opened) {
     ++*failures;
     return;
   }
@@ -63,6 +67,7 @@ void increment(LPBHVRCOM context, int count, std::atomic<int> *failures) {
       continue;
     }
     c.ukid = number(std::to_string(std::stoll(text(c.ukid)) + 1));
+    std::this_thread::sleep_for(std::chrono::microseconds(50));
     if (VDB_UpdateCurrent(counters, &c) != 1) ++*failures;
   }
   VDB_CloseTable(counters);
@@ -73,9 +78,10 @@ TEST_F(Transactions, ConcurrentFetchForUpdateLosesNoIncrement) {
   addCounter(u"SHARED", "1000");
   constexpr int kPerThread = 150;
   std::atomic<int> failures{0};
+  std::latch start(2);
   LPBHVRCOM first = extraContext(), second = extraContext();
-  std::thread a(increment, first, kPerThread, &failures);
-  std::thread b(increment, second, kPerThread, &failures);
+  std::thread a(increment, first, kPerThread, &start, &failures);
+  std::thread b(increment, second, kPerThread, &start, &failures);
   a.join();
   b.join();
   EXPECT_EQ(failures.load(), 0);
