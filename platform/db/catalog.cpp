@@ -74,6 +74,7 @@ TableDef build(const schema::TableSpec &spec, std::vector<std::string> &problems
       index.descending.push_back(key.descending);
     }
     if (index.columns.empty()) problem("index " + std::to_string(ix.id) + " has no key column");
+    if (index.columns.size() > 32) problem("index " + std::to_string(ix.id) + " has more than 32 key columns");
     table.indexes.push_back(std::move(index));
   }
   // Updates of the row last fetched find it again by index 1.

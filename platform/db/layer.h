@@ -159,7 +159,8 @@ struct Request {
   ID index = 1;
   std::vector<Field> fields;
   size_t rowSize = 0;
-  std::vector<int> keySqlColumns;  // select column of each index 1 column
+  std::vector<int> keyFields;      // per index 1 column: its position in fields, -1 when not selected
+  std::vector<int> keySqlColumns;  // per index 1 column: where the select has it
   int selectWidth = 0;             // select columns: fields, then index 1 columns not among them
 
   std::vector<Condition> selection;
@@ -178,8 +179,11 @@ struct Request {
   enum class Scan : uint8_t { None, Active, Done } scan = Scan::None;
   Statement *scanStatement = nullptr;
 
+  // The row last fetched, as fetched: UpdateCurrent finds it again by its index 1 values,
+  // taken from this copy (selected columns) or from currentKey (the others, read at fetch).
   bool hasCurrent = false;
-  std::vector<Value> currentKey;  // index 1 values of the row last fetched
+  std::vector<unsigned char> currentRecord;
+  std::vector<Value> currentKey;
 
   bool holdsLock = false;
   bool lockForScan = false;

@@ -86,16 +86,44 @@ void writePaddedField(void *field, size_t width, std::u16string_view text) {
 }
 
 void fieldToStored(const void *field, size_t width, std::string &out) {
-  thread_local std::u16string buffer;
+  // ASCII goes straight across; anything else takes the general road.
   out.clear();
-  appendUtf8(out, readField(field, width, buffer));
+  const auto *in = static_cast<const unsigned char *>(field);
+  size_t kept = 0;  // length without trailing blanks
+  for (size_t i = 0; i < width; ++i) {
+    JCHAR c;
+    std::memcpy(&c, in + i * sizeof(JCHAR), sizeof c);
+    if (c == u'\0') break;
+    if (c >= 0x80) {
+      std::u16string buffer;
+      out.clear();
+      appendUtf8(out, readField(field, width, buffer));
+      return;
+    }
+    out.push_back(static_cast<char>(c));
+    if (c != u' ') kept = out.size();
+  }
+  out.resize(kept);
 }
 
 void storedToField(std::string_view stored, void *field, size_t width) {
-  thread_local std::u16string buffer;
-  buffer.resize(width);
-  const size_t n = fromUtf8(stored, buffer.data(), width);
-  writePaddedField(field, width, std::u16string_view(buffer.data(), n));
+  auto *out = static_cast<unsigned char *>(field);
+  size_t n = 0;
+  while (n < stored.size() && n < width && static_cast<unsigned char>(stored[n]) < 0x80) {
+    const JCHAR c = static_cast<unsigned char>(stored[n]);
+    std::memcpy(out + n * sizeof(JCHAR), &c, sizeof c);
+    ++n;
+  }
+  if (n < stored.size() && n < width) {
+    std::u16string buffer(width, u'\0');
+    buffer.resize(fromUtf8(stored, buffer.data(), width));
+    writePaddedField(field, width, buffer);
+    return;
+  }
+  const JCHAR blank = u' ';
+  for (size_t i = n; i < width; ++i) std::memcpy(out + i * sizeof(JCHAR), &blank, sizeof blank);
+  const JCHAR terminator = 0;
+  std::memcpy(out + width * sizeof(JCHAR), &terminator, sizeof terminator);
 }
 
 // ---- Exact numbers ---------------------------------------------------------------

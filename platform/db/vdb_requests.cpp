@@ -311,15 +311,13 @@ void readInto(Request &request, Statement &statement, const Field &field, unsign
   unsigned char *out = row + field.offset;
   const int c = field.sqlColumn;
   switch (column.kind) {
-    case ColumnKind::String:
-      storedToField(statement.isNull(c) ? std::string_view() : statement.readText(c), out, column.width);
+    case ColumnKind::String:  // NULL reads as empty text: blanks
+      storedToField(statement.readText(c), out, column.width);
       break;
     case ColumnKind::Char: {
       JCHAR ch = u' ';
-      if (!statement.isNull(c)) {
-        JCHAR first;
-        if (fromUtf8(statement.readText(c), &first, 1) == 1) ch = first;
-      }
+      JCHAR first;
+      if (fromUtf8(statement.readText(c), &first, 1) == 1) ch = first;
       std::memcpy(out, &ch, sizeof ch);
       break;
     }
@@ -366,13 +364,15 @@ void readInto(Request &request, Statement &statement, const Field &field, unsign
   }
 }
 
-// Reads the current row into the record and remembers its index 1 values.
+// Reads the current row into the record and keeps what finds it again.
 void readRow(Request &request, Statement &statement, void *row) {
   auto *out = static_cast<unsigned char *>(row);
   for (const Field &field : request.fields) readInto(request, statement, field, out);
+  request.currentRecord.assign(out, out + request.rowSize);
   const IndexDef &primary = *request.table->primary();
   request.currentKey.resize(primary.columns.size());
   for (size_t k = 0; k < primary.columns.size(); ++k) {
+    if (request.keyFields[k] >= 0) continue;  // taken from currentRecord when needed
     const ColumnDef &column = request.table->columns[primary.columns[k]];
     const int c = request.keySqlColumns[k];
     Value &value = request.currentKey[k];
@@ -384,6 +384,21 @@ void readRow(Request &request, Statement &statement, void *row) {
       value.setInt(statement.readInt(c));
   }
   request.hasCurrent = true;
+}
+
+// The index 1 values of the current row, for finding it again.
+bool currentKeyValues(Request &request) {
+  const IndexDef &primary = *request.table->primary();
+  Value zone;
+  std::string why;
+  for (size_t k = 0; k < primary.columns.size(); ++k) {
+    if (request.keyFields[k] < 0) continue;
+    const Field &field = request.fields[static_cast<size_t>(request.keyFields[k])];
+    if (!storedValue(request, field.column, request.currentRecord.data() + field.offset, request.currentKey[k], zone,
+                     why))
+      return false;
+  }
+  return true;
 }
 
 uint32_t intern(std::vector<std::string> &shapes, std::string signature) {
@@ -581,10 +596,12 @@ ID openTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColum
   int width = 0;
   for (const Field &field : request->fields) width += sqlWidth(table->columns[field.column]);
   for (size_t primaryColumn : table->primary()->columns) {
-    int sqlColumn = -1;
-    for (const Field &field : request->fields)
-      if (field.column == primaryColumn) sqlColumn = field.sqlColumn;
-    request->keySqlColumns.push_back(sqlColumn >= 0 ? sqlColumn : width++);
+    int fieldPosition = -1;
+    for (size_t f = 0; f < request->fields.size(); ++f)
+      if (request->fields[f].column == primaryColumn) fieldPosition = static_cast<int>(f);
+    request->keyFields.push_back(fieldPosition);
+    request->keySqlColumns.push_back(fieldPosition >= 0 ? request->fields[static_cast<size_t>(fieldPosition)].sqlColumn
+                                                        : width++);
   }
   request->selectWidth = width;
   request->blobs.resize(table->columns.size());
@@ -778,6 +795,10 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
   }
   const IndexDef &primary = *request.table->primary();
   const std::vector<size_t> columns = requestColumns(request);
+  if (!currentKeyValues(request)) {
+    a.fail("the row fetched last cannot be found again");
+    return kFailure;
+  }
   uint64_t nullKeys = 0;
   for (size_t k = 0; k < request.currentKey.size(); ++k)
     if (request.currentKey[k].kind == Value::Kind::Null) nullKeys |= uint64_t{1} << k;
@@ -798,10 +819,9 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
         if (changed == 0) {
           a.fail("the row fetched last is no longer in " + nameText(*request.table));
         } else {
-          // Key columns written with new values: the row is now found by those.
-          for (size_t i = 0; i < columns.size(); ++i)
-            for (size_t k = 0; k < primary.columns.size(); ++k)
-              if (primary.columns[k] == columns[i]) request.currentKey[k] = request.writeValues[2 * i];
+          // Key columns may have new values: the row is now found by those.
+          const auto *written = static_cast<const unsigned char *>(lpRow);
+          request.currentRecord.assign(written, written + request.rowSize);
           result = VDB_SUCCESS;
         }
       }

@@ -64,7 +64,7 @@ VYR_EXPORT ID VDB_InitEnv(LPBHVRCOM lpBhvrCom, HENV *lphEnv, const JCHAR *lpszEn
 VYR_EXPORT ID VDB_InitSecondaryEnv(LPBHVRCOM lpBhvrCom, const JCHAR *lpszEnvironment, HENV *lphEnv);
 /* Frees an environment opened by VDB_InitEnv or VDB_InitSecondaryEnv. */
 VYR_EXPORT ID VDB_FreeEnv(HENV hEnv);
-/* The environment a user handle works on. */
+/* The environment a user handle works on (the handle's own: not to be freed by the caller). */
 VYR_EXPORT ID VDB_GetEnv(HUSER hUser, HENV *lphEnv);
 /* The environment's name, at most nSize JCHAR with the terminator. */
 VYR_EXPORT ID VDB_GetEnvironment(HENV hEnv, JCHAR *lpszName, size_t nSize);

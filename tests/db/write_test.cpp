@@ -2,6 +2,8 @@
 // of numbers, dates, timestamps and binary columns.
 #include <numeric>
 
+#include "db/catalog.h"
+
 #include "db_fixture.h"
 
 namespace {
@@ -42,7 +44,28 @@ struct Rate {  // F0015: CRCD, CRDC, AN8, RTTYP, EFT, CRR
   VYRDATE eft;
   MATH_NUMERIC crr;
 };
+struct Named {  // F00022, every column
+  JCHAR obnm[11];
+  MATH_NUMERIC ukid;
+};
+struct Counter {  // F00022: UKID only (the key column OBNM is not selected)
+  MATH_NUMERIC ukid;
+};
+struct Kinds {  // ZKINDS, every column
+  int32_t count;
+  JCHAR flag;
+  MATH_NUMERIC amount;
+};
 #pragma pack(pop)
+
+// A table of this test program only, for the kinds the library tables do not use.
+const vyr::db::schema::CatalogSection kTestTables([] {
+  using namespace vyr::db::schema;
+  return std::vector<TableSpec>{
+      {u"ZKINDS", "test: integer and character columns",
+       {integer(u"CNT"), chr(u"FLAG"), num(u"AMT", 6, 3)},
+       {unique(1, {asc(u"CNT")}), index(2, {desc(u"FLAG"), asc(u"AMT")})}}};
+});
 
 class Write : public dbtest::DbTest {
  protected:
@@ -216,6 +239,76 @@ TEST_F(Write, BinaryColumnRoundTripsByteForByte) {
   EXPECT_EQ(size, 0u);
   EXPECT_NE(VDB_SetBLOBSize(policies, u"QXUSR", 4), 1u);  // not a binary column
   VDB_CloseTable(policies);
+}
+
+TEST_F(Write, UpdateCurrentFindsItsRowByIndexOneEvenUnselectedOrChanged) {
+  HREQUEST counters = open(u"F00022", 1, {u"UKID"});
+  HREQUEST whole = open(u"F00022");
+  for (const char16_t *name : {u"A", u"B"}) {
+    Named row{};
+    set(row.obnm, name);
+    row.ukid = number("1");
+    ASSERT_EQ(VDB_InsertTable(whole, &row), 1u);
+  }
+  JCHAR key[11];
+  set(key, u"B");
+  Counter c{};
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, key, 1, &c, 0), 1u);
+  c.ukid = number("7");
+  ASSERT_EQ(VDB_UpdateCurrent(counters, &c), 1u);
+
+  HREQUEST parties = open(u"F0101", 1, {u"AN8", u"ALPH"});
+  Party p{number("1"), {}};
+  set(p.alph, u"One");
+  ASSERT_EQ(VDB_InsertTable(parties, &p), 1u);
+  ASSERT_EQ(VDB_FetchKeyed(parties, 1, &p.an8, 1, &p, 0), 1u);
+  p.an8 = number("2");  // the key itself changes
+  ASSERT_EQ(VDB_UpdateCurrent(parties, &p), 1u);
+  set(p.alph, u"Two");
+  ASSERT_EQ(VDB_UpdateCurrent(parties, &p), 1u);  // found again by its new key
+  EXPECT_EQ(names(parties), std::vector<std::string>{"2:Two"});
+  ASSERT_EQ(VDB_ClearColBuffer(parties), 1u);
+  EXPECT_NE(VDB_UpdateCurrent(parties, &p), 1u);
+  VDB_CloseTable(parties);
+  VDB_CloseTable(whole);
+  VDB_CloseTable(counters);
+
+  LPBHVRCOM observer = extraContext();
+  HUSER other = nullptr;
+  ASSERT_EQ(VDB_InitBhvr(observer, &other, nullptr, 0), 1u);
+  HREQUEST check = nullptr;
+  ASSERT_EQ(VDB_OpenTable(other, u"F00022", 1, nullptr, 0, nullptr, &check), 1u);
+  Named row{};
+  ASSERT_EQ(VDB_SelectKeyed(check, 1, nullptr, 0), 1u);
+  std::vector<std::string> values;
+  while (VDB_Fetch(check, &row, 0) == 1) values.push_back(text(row.ukid));
+  EXPECT_EQ(values, (std::vector<std::string>{"1", "7"}));  // only B changed
+  VDB_FreeBhvr(other);
+}
+
+TEST_F(Write, IntegerAndCharacterColumns) {
+  HREQUEST kinds = open(u"ZKINDS", 2);
+  const struct {
+    int32_t count;
+    JCHAR flag;
+    const char *amount;
+  } rows[] = {{-2147483647 - 1, u'Y', "1.5"}, {0, u' ', "-999.999"}, {2147483647, u'Y', "0.001"}, {7, u'\xE9', "2"}};
+  for (const auto &r : rows) {
+    Kinds k{r.count, r.flag, number(r.amount)};
+    ASSERT_EQ(VDB_InsertTable(kinds, &k), 1u);
+  }
+  // Index 2: FLAG descending, then AMT.
+  ASSERT_EQ(VDB_SelectKeyed(kinds, 2, nullptr, 0), 1u);
+  Kinds k{};
+  std::vector<std::string> order;
+  while (VDB_Fetch(kinds, &k, 0) == 1)
+    order.push_back(std::to_string(k.count) + "/" + std::to_string(static_cast<int>(k.flag)) + "/" + text(k.amount));
+  EXPECT_EQ(order, (std::vector<std::string>{"7/233/2.000", "2147483647/89/0.001", "-2147483648/89/1.500",
+                                             "0/32/-999.999"}));
+  const JCHAR blank = u' ';
+  ASSERT_EQ(VDB_FetchKeyed(kinds, 2, &blank, 1, &k, 0), 1u);  // a blank flag was stored blank
+  EXPECT_EQ(k.count, 0);
+  VDB_CloseTable(kinds);
 }
 
 }  // namespace
