@@ -12,7 +12,8 @@
 
 #include "vyrtypes.h"
 
-namespace vyr::db {
+namespace vyr VYR_HOST_API {
+namespace db {
 
 enum class ColumnKind : uint8_t {
   String,   // JCHAR[width + 1], blank-padded on fetch
@@ -50,28 +51,28 @@ struct TableDef {
 // ---- Declaring tables (schema/*.cpp) ----------------------------------------
 
 namespace schema {
-VYR_EXPORT ColumnDef str(std::u16string_view alias, uint16_t width);
-VYR_EXPORT ColumnDef chr(std::u16string_view alias);
-VYR_EXPORT ColumnDef num(std::u16string_view alias, uint16_t digits, uint8_t decimals = 0);
-VYR_EXPORT ColumnDef integer(std::u16string_view alias);
-VYR_EXPORT ColumnDef date(std::u16string_view alias);
-VYR_EXPORT ColumnDef utime(std::u16string_view alias);
-VYR_EXPORT ColumnDef binary(std::u16string_view alias);
+ColumnDef str(std::u16string_view alias, uint16_t width);
+ColumnDef chr(std::u16string_view alias);
+ColumnDef num(std::u16string_view alias, uint16_t digits, uint8_t decimals = 0);
+ColumnDef integer(std::u16string_view alias);
+ColumnDef date(std::u16string_view alias);
+ColumnDef utime(std::u16string_view alias);
+ColumnDef binary(std::u16string_view alias);
 
 struct KeyColumn {
   std::u16string_view alias;
   bool descending = false;
 };
-VYR_EXPORT KeyColumn asc(std::u16string_view alias);
-VYR_EXPORT KeyColumn desc(std::u16string_view alias);
+KeyColumn asc(std::u16string_view alias);
+KeyColumn desc(std::u16string_view alias);
 
 struct IndexSpec {
   ID id;
   std::vector<KeyColumn> keys;
   bool unique = false;
 };
-VYR_EXPORT IndexSpec unique(ID id, std::vector<KeyColumn> keys);
-VYR_EXPORT IndexSpec index(ID id, std::vector<KeyColumn> keys);
+IndexSpec unique(ID id, std::vector<KeyColumn> keys);
+IndexSpec index(ID id, std::vector<KeyColumn> keys);
 
 struct TableSpec {
   std::u16string_view name;
@@ -83,7 +84,7 @@ struct TableSpec {
 // Adds tables to the catalogue. A schema file calls it from a static
 // initialiser (see CatalogSection); a table declared twice keeps its first
 // declaration and the second is reported by catalogProblems().
-VYR_EXPORT void addTables(std::vector<TableSpec> tables);
+void addTables(std::vector<TableSpec> tables);
 
 struct CatalogSection {
   explicit CatalogSection(std::vector<TableSpec> (*declare)()) { addTables(declare()); }
@@ -93,20 +94,21 @@ struct CatalogSection {
 // ---- Looking things up -------------------------------------------------------
 
 // Every table, in declaration order.
-VYR_EXPORT std::vector<const TableDef *> allTables();
+std::vector<const TableDef *> allTables();
 // A table by name (trailing blanks ignored); NULL when unknown.
-VYR_EXPORT const TableDef *findTable(std::u16string_view name);
+const TableDef *findTable(std::u16string_view name);
 // Position of a column in its table (trailing blanks ignored); -1 when unknown.
-VYR_EXPORT int findColumn(const TableDef &table, std::u16string_view alias);
+int findColumn(const TableDef &table, std::u16string_view alias);
 // An index by id; NULL when the table has no such index.
-VYR_EXPORT const IndexDef *findIndex(const TableDef &table, ID id);
+const IndexDef *findIndex(const TableDef &table, ID id);
 // Declaration mistakes (unknown key column, duplicate alias, gaps in index ids,
 // digits beyond what an exact 64-bit column holds, ...), one line each.
-VYR_EXPORT std::vector<std::string> catalogProblems();
+std::vector<std::string> catalogProblems();
 
 // Bytes a column occupies in a packed row or key record.
-VYR_EXPORT size_t recordSize(const ColumnDef &column);
+size_t recordSize(const ColumnDef &column);
 // Largest digit count a number column may declare (values are kept as scaled 64-bit integers).
 constexpr unsigned kMaxNumberDigits = 18;
 
-}  // namespace vyr::db
+}  // namespace db
+}  // namespace vyr

@@ -15,24 +15,26 @@
 
 #include "vyrtypes.h"
 
-namespace vyr::db {
+namespace vyr VYR_HOST_API {
+namespace db {
 
 // A handle named `name` on the database at location (opened and its tables
 // created when this process first uses it). Put it into a context's
 // environment, pass it to VDB_InitUser, and release it with VDB_FreeEnv.
 // NULL with *error when the database cannot be opened.
-VYR_EXPORT HENV openEnvironment(std::u16string_view name, const std::string &location, std::string *error);
+HENV openEnvironment(std::u16string_view name, const std::string &location, std::string *error);
 
 // Creates every catalogue table and index the database at location lacks.
-VYR_EXPORT bool initDatabase(const std::string &location, std::string *error);
+bool initDatabase(const std::string &location, std::string *error);
 
 // The environment of a context: the handle its host set, else the one its
 // settings name, opened on first use and released with the context. NULL when
 // the settings give no location (*error empty) or it cannot be opened (*error says why).
-VYR_EXPORT HENV contextEnvironment(LPBHVRCOM context, std::string *error);
+HENV contextEnvironment(LPBHVRCOM context, std::string *error);
 
 // Closes the databases no handle uses any more (their pooled connections);
 // returns how many. Databases stay open between calls otherwise.
-VYR_EXPORT size_t closeUnusedEnvironments();
+size_t closeUnusedEnvironments();
 
-}  // namespace vyr::db
+}  // namespace db
+}  // namespace vyr

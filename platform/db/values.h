@@ -9,28 +9,29 @@
 
 #include "vyrtypes.h"
 
-namespace vyr::db {
+namespace vyr VYR_HOST_API {
+namespace db {
 
 // ---- Text ---------------------------------------------------------------------
 
 // Appends the UTF-8 form of UTF-16 text (a lone surrogate becomes U+FFFD).
-VYR_EXPORT void appendUtf8(std::string &out, std::u16string_view text);
-VYR_EXPORT std::string toUtf8(std::u16string_view text);
+void appendUtf8(std::string &out, std::u16string_view text);
+std::string toUtf8(std::u16string_view text);
 // Writes UTF-8 text as UTF-16 into out, at most capacity units (a character
 // that would not fit whole is left out); returns the number written.
-VYR_EXPORT size_t fromUtf8(std::string_view text, JCHAR *out, size_t capacity);
-VYR_EXPORT std::u16string fromUtf8(std::string_view text);
+size_t fromUtf8(std::string_view text, JCHAR *out, size_t capacity);
+std::u16string fromUtf8(std::string_view text);
 
 // The characters of a JCHAR field (up to its terminator, at most width),
 // without trailing blanks, copied out of a possibly misaligned record into
 // buffer. Nothing after the terminator is read.
-VYR_EXPORT std::u16string_view readField(const void *field, size_t width, std::u16string &buffer);
+std::u16string_view readField(const void *field, size_t width, std::u16string &buffer);
 // Writes text into a field of width + 1 positions: blank-padded to width and terminated.
-VYR_EXPORT void writePaddedField(void *field, size_t width, std::u16string_view text);
+void writePaddedField(void *field, size_t width, std::u16string_view text);
 // UTF-8 form of a JCHAR field without trailing blanks (what the database stores).
-VYR_EXPORT void fieldToStored(const void *field, size_t width, std::string &out);
+void fieldToStored(const void *field, size_t width, std::string &out);
 // Fills a JCHAR field of width + 1 positions from stored UTF-8 text: blank-padded, terminated.
-VYR_EXPORT void storedToField(std::string_view stored, void *field, size_t width);
+void storedToField(std::string_view stored, void *field, size_t width);
 
 // ---- Exact numbers ---------------------------------------------------------------
 
@@ -45,18 +46,19 @@ enum class NumberFit {
 
 // value * 10^decimals of a MATH_NUMERIC, rounded as asked, for a column of
 // `digits` digits with `decimals` of them after the point.
-VYR_EXPORT NumberFit mathToScaled(const MATH_NUMERIC &value, unsigned digits, unsigned decimals, Rounding rounding,
+NumberFit mathToScaled(const MATH_NUMERIC &value, unsigned digits, unsigned decimals, Rounding rounding,
                        int64_t *scaled);
 // The MATH_NUMERIC of scaled / 10^decimals (at least decimals + 1 digits, no sign on zero).
-VYR_EXPORT void scaledToMath(int64_t scaled, unsigned decimals, MATH_NUMERIC *out);
+void scaledToMath(int64_t scaled, unsigned decimals, MATH_NUMERIC *out);
 
 // ---- Dates and timestamps ----------------------------------------------------------
 
 enum class DateForm { Null, Valid, Invalid };
 // yyyymmdd of a valid date; all zero is null, anything else not a calendar date is invalid.
-VYR_EXPORT DateForm dateToStored(const VYRDATE &date, int64_t *stored);
-VYR_EXPORT VYRDATE storedToDate(int64_t stored);
+DateForm dateToStored(const VYRDATE &date, int64_t *stored);
+VYRDATE storedToDate(int64_t stored);
 
-VYR_EXPORT bool isNullUTime(const UTIME &time);
+bool isNullUTime(const UTIME &time);
 
-}  // namespace vyr::db
+}  // namespace db
+}  // namespace vyr

@@ -16,10 +16,7 @@
 #include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
-// Hosts (the command, the HTTP service, tests) use this interface from outside the platform library.
-#pragma GCC visibility push(default)
-
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 struct ErrorRecord {
   ID item = 0;
@@ -61,7 +58,7 @@ struct tagBHVRCOM {
   bool pimResponseStored = false;
 };
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 // ---- Settings --------------------------------------------------------------
 
@@ -83,6 +80,10 @@ LPBHVRCOM createContext(const std::map<std::string, std::string> &settings = {},
                         std::string *error = nullptr);
 // Releases resources still registered, then the context.
 void freeContext(LPBHVRCOM context) noexcept;
+// TRUE when the pointer is a context created here and not yet freed. Operations
+// that receive a context from a library (as a report handle, say) check it
+// before looking inside, so a wrong pointer is refused instead of followed.
+bool isLiveContext(const void *pointer) noexcept;
 LPVOID userEnvironment(LPBHVRCOM context) noexcept;
 bool setSetting(LPBHVRCOM context, std::string_view key, std::string_view value, std::string *error);
 std::string setting(LPBHVRCOM context, std::string_view key);
@@ -145,5 +146,3 @@ using MessageBoxHandler = void (*)(std::u16string_view text, std::u16string_view
 void setMessageBoxHandler(MessageBoxHandler handler) noexcept;
 
 }  // namespace vyr
-
-#pragma GCC visibility pop

@@ -2,9 +2,11 @@
 // behaviour context that is current on the calling thread.
 #pragma once
 
+#include "vyrtypes.h"
+
 #include <string>
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 struct ThreadSettings {
   char16_t decimalSeparator = u'.';
