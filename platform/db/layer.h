@@ -200,6 +200,8 @@ struct User {
   std::mutex lock;  // one operation at a time on the handle and its requests
   uint64_t id = 0;
   LPBHVRCOM context = nullptr;
+  // The context's "fail" setting, so operations ask for forced failures only when it names any.
+  const std::string *failSetting = nullptr;
   std::shared_ptr<Environment> environment;  // null: the context names no database
   std::u16string environmentName;
   uint64_t envHandle = 0;

@@ -46,7 +46,7 @@ bool access(HREQUEST hRequest, std::string_view operation, Access &a) {
   a.guard = std::unique_lock<std::mutex>(a.user->lock);
   a.operation = operation;
   if (a.request->closed || a.user->closed) return false;
-  if (faultRequested(a.user->context, operation, a.request->table->name)) {
+  if (!a.user->failSetting->empty() && faultRequested(a.user->context, operation, a.request->table->name)) {
     a.fail("failure forced by the fail setting for " + nameText(*a.request->table));
     return false;
   }

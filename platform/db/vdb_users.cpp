@@ -32,6 +32,7 @@ std::u16string nameOf(const JCHAR *text) {
 ID newUser(LPBHVRCOM context, HENV hEnv, bool userTransaction, std::string_view operation, HUSER *out) {
   auto user = std::make_shared<User>();
   user->context = context;
+  user->failSetting = &context->settings["fail"];  // map nodes stay put while the context lives
   user->userTransaction = userTransaction;
   if (hEnv == nullptr) {
     std::string error;

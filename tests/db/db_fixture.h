@@ -63,8 +63,6 @@ std::u16string str(const JCHAR (&field)[N]) {
 
 inline void setName(NID &nid, std::u16string_view name) { set(nid, name); }
 
-inline std::vector<std::u16string> &traceOf(LPBHVRCOM context) { return context->trace; }
-
 // True when some trace line of the context contains every fragment.
 inline bool traced(LPBHVRCOM context, std::initializer_list<std::u16string_view> fragments) {
   for (const std::u16string &line : context->trace) {
