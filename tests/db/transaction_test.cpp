@@ -1,5 +1,8 @@
 // Fetch for update, user-handle transactions, concurrent handles, and
 // handles released with their context.
+#include <spawn.h>
+#include <sys/wait.h>
+
 #include <atomic>
 #include <chrono>
 #include <latch>
@@ -72,6 +75,39 @@ void increment(LPBHVRCOM context, int count, std::latch *start, std::atomic<int>
   }
   VDB_CloseTable(counters);
   VDB_FreeBhvr(user);
+}
+
+constexpr int kPerProcess = 150;
+
+// The same work from a second process: when the test below starts this program
+// with VDBTEST_COUNTER_DB set, it increments the counter in that file and exits
+// before any test runs.
+const bool kCounterProcess = [] {
+  const char *path = std::getenv("VDBTEST_COUNTER_DB");
+  if (path == nullptr) return false;
+  LPBHVRCOM context = vyr::createContext({{"env", "TEST"}, {"env.TEST", path}});
+  std::atomic<int> failures{0};
+  std::latch start(1);
+  increment(context, kPerProcess, &start, &failures);
+  vyr::freeContext(context);
+  std::_Exit(failures == 0 ? 0 : 1);
+}();
+
+TEST_F(Transactions, TwoProcessesShareTheFileWithoutLosingIncrements) {
+  addCounter(u"SHARED", "0");
+  const std::string variable = "VDBTEST_COUNTER_DB=" + path_;
+  char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
+  char *const envp[] = {const_cast<char *>(variable.c_str()), nullptr};
+  pid_t child = 0;
+  ASSERT_EQ(posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, argv, envp), 0);
+  std::atomic<int> failures{0};
+  std::latch start(1);
+  increment(extraContext(), kPerProcess, &start, &failures);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(failures.load(), 0);
+  EXPECT_EQ(committed(u"SHARED"), std::to_string(2 * kPerProcess));
 }
 
 TEST_F(Transactions, ConcurrentFetchForUpdateLosesNoIncrement) {
