@@ -31,12 +31,23 @@ class Statement {
   virtual void bindInt(int position, int64_t value) = 0;
   virtual void bindText(int position, std::string_view utf8) = 0;
   virtual void bindBlob(int position, const void *data, size_t size) = 0;
+  // An exact number given as value * 10^decimals. An engine with a decimal
+  // type stores it as such; the default keeps the scaled integer.
+  virtual void bindNumber(int position, int64_t scaled, unsigned decimals) {
+    (void)decimals;
+    bindInt(position, scaled);
+  }
   virtual StepResult step() = 0;
   // Columns of the current row, numbered from 0.
   virtual bool isNull(int column) = 0;
   virtual int64_t readInt(int column) = 0;
   virtual std::string_view readText(int column) = 0;
   virtual std::string_view readBlob(int column) = 0;
+  // A number column as value * 10^decimals (see bindNumber).
+  virtual int64_t readNumber(int column, unsigned decimals) {
+    (void)decimals;
+    return readInt(column);
+  }
   // Ends the current execution (releasing what it holds) so the statement can run again.
   virtual void reset() = 0;
   // Rows the last completed insert, update or delete changed.

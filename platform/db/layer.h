@@ -96,14 +96,16 @@ Registry<EnvHandle> &envHandles();
 // ---- Values ---------------------------------------------------------------------------
 
 struct Value {
-  enum class Kind : uint8_t { Null, Int, Text, Blob } kind = Kind::Null;
-  int64_t integer = 0;
+  enum class Kind : uint8_t { Null, Int, Number, Text, Blob } kind = Kind::Null;
+  int64_t integer = 0;    // Int, and Number scaled by 10^decimals
+  unsigned decimals = 0;  // Number
   std::string text;
   const void *blob = nullptr;
   size_t blobSize = 0;
 
   void setNull() { kind = Kind::Null; }
   void setInt(int64_t v) { kind = Kind::Int, integer = v; }
+  void setNumber(int64_t scaled, unsigned places) { kind = Kind::Number, integer = scaled, decimals = places; }
 };
 
 // ---- Requests ----------------------------------------------------------------------------
@@ -161,7 +163,6 @@ struct Request {
   size_t rowSize = 0;
   std::vector<int> keyFields;      // per index 1 column: its position in fields, -1 when not selected
   std::vector<int> keySqlColumns;  // per index 1 column: where the select has it
-  int selectWidth = 0;             // select columns: fields, then index 1 columns not among them
 
   std::vector<Condition> selection;
   uint32_t selectionShape = 0;

@@ -143,7 +143,7 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
                 " digits with " + std::to_string(column.decimals) + " decimals";
           return false;
         default:
-          main.setInt(scaled);
+          main.setNumber(scaled, column.decimals);
           return true;
       }
     }
@@ -252,7 +252,7 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
       }
       if (fit == NumberFit::TooLarge || (fit == NumberFit::Rounded && equality))
         scaled = equality || number.Sign != '-' ? kBeyondAnyNumber : -kBeyondAnyNumber;
-      out.setInt(scaled);
+      out.setNumber(scaled, column.decimals);
       return true;
     }
     case ColumnKind::Integer: {
@@ -296,6 +296,9 @@ void bind(Statement &statement, int &position, const Value &value) {
     case Value::Kind::Int:
       statement.bindInt(position++, value.integer);
       break;
+    case Value::Kind::Number:
+      statement.bindNumber(position++, value.integer, value.decimals);
+      break;
     case Value::Kind::Text:
       statement.bindText(position++, value.text);
       break;
@@ -323,7 +326,7 @@ void readInto(Request &request, Statement &statement, const Field &field, unsign
     }
     case ColumnKind::Number: {
       MATH_NUMERIC number;
-      scaledToMath(statement.readInt(c), column.decimals, &number);
+      scaledToMath(statement.readNumber(c, column.decimals), column.decimals, &number);
       std::memcpy(out, &number, sizeof number);
       break;
     }
@@ -380,6 +383,8 @@ void readRow(Request &request, Statement &statement, void *row) {
       value.setNull();
     else if (column.kind == ColumnKind::String || column.kind == ColumnKind::Char)
       value.kind = Value::Kind::Text, value.text.assign(statement.readText(c));
+    else if (column.kind == ColumnKind::Number)
+      value.setNumber(statement.readNumber(c, column.decimals), column.decimals);
     else
       value.setInt(statement.readInt(c));
   }
@@ -603,7 +608,6 @@ ID openTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColum
     request->keySqlColumns.push_back(fieldPosition >= 0 ? request->fields[static_cast<size_t>(fieldPosition)].sqlColumn
                                                         : width++);
   }
-  request->selectWidth = width;
   request->blobs.resize(table->columns.size());
   request->id = requests().add(request);
   user->requests.push_back(request->id);
