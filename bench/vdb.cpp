@@ -92,9 +92,8 @@ struct Fixture {
     VDB_OpenTable(user, u"F0911", 1, nullptr, 0, nullptr, &ledger);
 
     sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE, nullptr);
-    sqlite3_prepare_v2(raw,
-                       "SELECT AN8, ALKY, TAX, ALPH, AT1, MCU, USER, PID, UPMJ FROM F0101 WHERE AN8 = ?1",
-                       -1, &rawFetch, nullptr);
+    sqlite3_prepare_v2(raw, "SELECT AN8, ALKY, TAX, ALPH, AT1, MCU, USER, PID, UPMJ FROM F0101 WHERE AN8 = ?1", -1,
+                       &rawFetch, nullptr);
     sqlite3_prepare_v2(raw,
                        "SELECT DCT, DOC, KCO, DGJ, JELN, LT, EXTL, ANI, AA, CRCD, EXA FROM F0911 "
                        "WHERE DCT = ?1 AND DOC = ?2 AND KCO = ?3 ORDER BY DGJ, JELN, LT, EXTL",

@@ -51,9 +51,9 @@ TableDef build(const schema::TableSpec &spec, std::vector<std::string> &problems
     // A timestamp keeps its display zone in a second column named ALIAS_TZ.
     if (c.kind == ColumnKind::UTime)
       for (const ColumnDef &other : table.columns)
-        if (other.alias == c.alias + u"_TZ") problem("column " + toUtf8(other.alias) + " clashes with the zone column of " + alias);
-    if (c.kind == ColumnKind::Number &&
-        (c.width == 0 || c.width > kMaxNumberDigits || c.decimals > c.width))
+        if (other.alias == c.alias + u"_TZ")
+          problem("column " + toUtf8(other.alias) + " clashes with the zone column of " + alias);
+    if (c.kind == ColumnKind::Number && (c.width == 0 || c.width > kMaxNumberDigits || c.decimals > c.width))
       problem("number column " + alias + " needs 1 to 18 digits and no more decimals than digits");
   }
   for (size_t i = 0; i < spec.indexes.size(); ++i) {

@@ -35,8 +35,8 @@ struct ColumnDef {
 struct IndexDef {
   ID id = 0;
   bool unique = false;
-  std::vector<size_t> columns;    // positions in TableDef::columns, in key order
-  std::vector<bool> descending;   // one per key column
+  std::vector<size_t> columns;   // positions in TableDef::columns, in key order
+  std::vector<bool> descending;  // one per key column
 };
 
 struct TableDef {
@@ -111,4 +111,4 @@ size_t recordSize(const ColumnDef &column);
 constexpr unsigned kMaxNumberDigits = 18;
 
 }  // namespace db
-}  // namespace vyr
+}  // namespace VYR_HOST_API

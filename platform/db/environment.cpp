@@ -214,9 +214,9 @@ bool acquireLock(User &user, Request &request, std::string_view operation) {
     if (!ensureTransaction(user, operation)) return false;
   } else if (!user.inTransaction) {
     if (!user.connection->connection->beginWrite()) {
-      traceFailure(user.context, operation,
-                   "cannot lock " + toUtf8(request.table->name) + " for update: " +
-                       user.connection->connection->lastError());
+      traceFailure(
+          user.context, operation,
+          "cannot lock " + toUtf8(request.table->name) + " for update: " + user.connection->connection->lastError());
       return false;
     }
     user.inTransaction = true;

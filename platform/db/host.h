@@ -37,4 +37,4 @@ HENV contextEnvironment(LPBHVRCOM context, std::string *error);
 size_t closeUnusedEnvironments();
 
 }  // namespace db
-}  // namespace vyr
+}  // namespace VYR_HOST_API

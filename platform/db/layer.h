@@ -150,7 +150,7 @@ struct Field {
 struct BlobState {
   bool declared = false;
   uint32_t declaredSize = 0;
-  std::string fetched;      // bytes of the last fetch, handed out by pointer
+  std::string fetched;  // bytes of the last fetch, handed out by pointer
   bool fetchedNull = true;
 };
 
@@ -189,7 +189,7 @@ struct Request {
   bool holdsLock = false;
   bool lockForScan = false;
 
-  std::vector<BlobState> blobs;  // one per table column (used for binary ones)
+  std::vector<BlobState> blobs;    // one per table column (used for binary ones)
   std::vector<Value> keyValues;    // key of the statement being run
   std::vector<Value> writeValues;  // written values of the statement being run (two per column)
   bool closed = false;

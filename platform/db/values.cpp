@@ -23,8 +23,8 @@ void appendUtf8(std::string &out, std::u16string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   int32_t written = 0;
   u_strToUTF8WithSub(out.data() + start, static_cast<int32_t>(text.size() * 3), &written,
-                     reinterpret_cast<const UChar *>(text.data()), static_cast<int32_t>(text.size()), 0xFFFD,
-                     nullptr, &status);
+                     reinterpret_cast<const UChar *>(text.data()), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
+                     &status);
   out.resize(U_SUCCESS(status) ? start + static_cast<size_t>(written) : start);
 }
 
@@ -157,7 +157,7 @@ NumberFit mathToScaled(const MATH_NUMERIC &value, unsigned digits, unsigned deci
   if (static_cast<unsigned>(position) <= decimals) {
     const Wide factor = powerOfTen(decimals - static_cast<unsigned>(position));
     if (mantissa >= limit) return NumberFit::TooLarge;  // factor >= 1 keeps it too large
-    result = mantissa * factor;                          // below 10^36: no overflow
+    result = mantissa * factor;                         // below 10^36: no overflow
     if (negative) result = -result;
   } else {
     const Wide divisor = powerOfTen(static_cast<unsigned>(position) - decimals);

@@ -61,4 +61,4 @@ VYRDATE storedToDate(int64_t stored);
 bool isNullUTime(const UTIME &time);
 
 }  // namespace db
-}  // namespace vyr
+}  // namespace VYR_HOST_API

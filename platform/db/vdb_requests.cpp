@@ -550,8 +550,7 @@ bool ensureConnection(User &user, std::string_view operation) {
   if (user.connection) return true;
   if (!user.environment) {
     const std::string name = toUtf8(user.environmentName);
-    traceFailure(user.context, operation,
-                 "environment " + name + " has no database (setting env." + name + ")");
+    traceFailure(user.context, operation, "environment " + name + " has no database (setting env." + name + ")");
     return false;
   }
   std::string error;
@@ -565,8 +564,7 @@ bool ensureConnection(User &user, std::string_view operation) {
 
 // ---- Operations -----------------------------------------------------------------------------
 
-ID openTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns, ID nColumns,
-             HREQUEST *lphRequest) {
+ID openTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns, ID nColumns, HREQUEST *lphRequest) {
   if (lphRequest) *lphRequest = nullptr;
   std::shared_ptr<User> user = users().find(handleId(hUser));
   if (!user) return kFailure;
@@ -580,7 +578,8 @@ ID openTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColum
   if (lpszTable == nullptr) return fail("no table name");
   std::u16string buffer;
   const std::u16string_view tableName = readField(lpszTable, 64, buffer);
-  if (faultRequested(user->context, op, tableName)) return fail("failure forced by the fail setting for " + toUtf8(tableName));
+  if (faultRequested(user->context, op, tableName))
+    return fail("failure forced by the fail setting for " + toUtf8(tableName));
   if (lphRequest == nullptr) return fail("no place for the request handle (null lphRequest)");
   const TableDef *table = findTable(tableName);
   if (table == nullptr) return fail("unknown table '" + toUtf8(tableName) + "'");
@@ -847,8 +846,9 @@ ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
   ID result = kFailure;
   if (resolveKeys(a, idIndex, lpKey, nKeys, false, index, keys, nullKeys) && ensureTransaction(user, op)) {
     const Shape shape{Op::Delete, index->id, keys, nullKeys, 0, 0, 0, false};
-    Statement *statement = statementFor(
-        a, shape, [&] { return deleteSql(*request.table, *index, keys, nullKeys, user.environment->backend->dialect()); });
+    Statement *statement = statementFor(a, shape, [&] {
+      return deleteSql(*request.table, *index, keys, nullKeys, user.environment->backend->dialect());
+    });
     if (statement != nullptr) {
       int position = 1;
       for (size_t k = 0; k < request.keyValues.size(); ++k)
@@ -1106,17 +1106,22 @@ Result guarded(Result failure, Body &&body) noexcept {
 
 VYR_EXPORT ID VDB_OpenTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns, ID nColumns,
                             const JCHAR *, HREQUEST *lphRequest) {
-  return guarded<ID>(kFailure, [&]() -> ID { return openTable(hUser, lpszTable, idIndex, lpColumns, nColumns, lphRequest); });
+  return guarded<ID>(kFailure,
+                     [&]() -> ID { return openTable(hUser, lpszTable, idIndex, lpColumns, nColumns, lphRequest); });
 }
 
-VYR_EXPORT ID VDB_CloseTable(HREQUEST hRequest) { return guarded<ID>(kFailure, [&]() -> ID { return closeTable(hRequest); }); }
+VYR_EXPORT ID VDB_CloseTable(HREQUEST hRequest) {
+  return guarded<ID>(kFailure, [&]() -> ID { return closeTable(hRequest); });
+}
 
 VYR_EXPORT ID VDB_FetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow, int) {
-  return guarded<ID>(kFailure, [&]() -> ID { return fetchKeyed(hRequest, idIndex, lpKey, nKeys, lpRow, false, "VDB_FetchKeyed"); });
+  return guarded<ID>(
+      kFailure, [&]() -> ID { return fetchKeyed(hRequest, idIndex, lpKey, nKeys, lpRow, false, "VDB_FetchKeyed"); });
 }
 
 VYR_EXPORT ID VDB_SelectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
-  return guarded<ID>(kFailure, [&]() -> ID { return selectKeyed(hRequest, idIndex, lpKey, nKeys, false, "VDB_SelectKeyed"); });
+  return guarded<ID>(kFailure,
+                     [&]() -> ID { return selectKeyed(hRequest, idIndex, lpKey, nKeys, false, "VDB_SelectKeyed"); });
 }
 
 VYR_EXPORT ID VDB_Fetch(HREQUEST hRequest, void *lpRow, int) {
@@ -1124,7 +1129,8 @@ VYR_EXPORT ID VDB_Fetch(HREQUEST hRequest, void *lpRow, int) {
 }
 
 VYR_EXPORT ID VDB_SetSelection(HREQUEST hRequest, const SELECTSTRUCT *lpSelection, short nEntries) {
-  return guarded<ID>(kFailure, [&]() -> ID { return setSelection(hRequest, lpSelection, nEntries, "VDB_SetSelection"); });
+  return guarded<ID>(kFailure,
+                     [&]() -> ID { return setSelection(hRequest, lpSelection, nEntries, "VDB_SetSelection"); });
 }
 
 VYR_EXPORT ID VDB_ClearSelection(HREQUEST hRequest) {
@@ -1153,7 +1159,8 @@ VYR_EXPORT ID VDB_InsertTable(HREQUEST hRequest, const void *lpRow) {
 }
 
 VYR_EXPORT ID VDB_InsertTableCols(HREQUEST hRequest, const NID *lpColumns, ID nColumns, const void *lpRow) {
-  return guarded<ID>(kFailure, [&]() -> ID { return insertRow(hRequest, lpColumns, nColumns, false, lpRow, "VDB_InsertTableCols"); });
+  return guarded<ID>(
+      kFailure, [&]() -> ID { return insertRow(hRequest, lpColumns, nColumns, false, lpRow, "VDB_InsertTableCols"); });
 }
 
 VYR_EXPORT ID VDB_UpdateTable(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, const void *lpRow) {
@@ -1184,13 +1191,15 @@ VYR_EXPORT ID VDB_DeleteTable(HREQUEST hRequest, ID idIndex, const void *lpKey, 
   return guarded<ID>(kFailure, [&]() -> ID { return deleteRows(hRequest, idIndex, lpKey, nKeys); });
 }
 
-VYR_EXPORT ID VDB_FetchKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow,
-                                      int) {
-  return guarded<ID>(kFailure, [&]() -> ID { return fetchKeyed(hRequest, idIndex, lpKey, nKeys, lpRow, true, "VDB_FetchKeyedForUpdate"); });
+VYR_EXPORT ID VDB_FetchKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow, int) {
+  return guarded<ID>(kFailure, [&]() -> ID {
+    return fetchKeyed(hRequest, idIndex, lpKey, nKeys, lpRow, true, "VDB_FetchKeyedForUpdate");
+  });
 }
 
 VYR_EXPORT ID VDB_SelectKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
-  return guarded<ID>(kFailure, [&]() -> ID { return selectKeyed(hRequest, idIndex, lpKey, nKeys, true, "VDB_SelectKeyedForUpdate"); });
+  return guarded<ID>(
+      kFailure, [&]() -> ID { return selectKeyed(hRequest, idIndex, lpKey, nKeys, true, "VDB_SelectKeyedForUpdate"); });
 }
 
 VYR_EXPORT ID VDB_FetchForUpdate(HREQUEST hRequest, void *lpRow, int) {
@@ -1207,10 +1216,13 @@ VYR_EXPORT void *VDB_BuildKeyBuffer(HREQUEST hRequest, ID idIndex) {
 
 VYR_EXPORT ID VDB_AssignColumnValue(HREQUEST hRequest, void *lpKey, ID idIndex, const JCHAR *lpszColumn,
                                     const void *lpValue) {
-  return guarded<ID>(kFailure, [&]() -> ID { return assignColumnValue(hRequest, lpKey, idIndex, lpszColumn, lpValue); });
+  return guarded<ID>(kFailure,
+                     [&]() -> ID { return assignColumnValue(hRequest, lpKey, idIndex, lpszColumn, lpValue); });
 }
 
-VYR_EXPORT ID VDB_FreeKeyBuffer(void *lpKey) { return guarded<ID>(kFailure, [&]() -> ID { return freeKeyBuffer(lpKey); }); }
+VYR_EXPORT ID VDB_FreeKeyBuffer(void *lpKey) {
+  return guarded<ID>(kFailure, [&]() -> ID { return freeKeyBuffer(lpKey); });
+}
 
 VYR_EXPORT ID VDB_SetBLOBSize(HREQUEST hRequest, const JCHAR *lpszColumn, uint32_t nSize) {
   return guarded<ID>(kFailure, [&]() -> ID {
@@ -1240,11 +1252,13 @@ VYR_EXPORT ID VDB_GetBLOBSize(HREQUEST hRequest, const JCHAR *lpszColumn, uint32
 }
 
 VYR_EXPORT ID VDB_RetrieveF0010RowUsingCompanyNumber(HUSER hUser, const JCHAR *lpszCompany, void *lpRow) {
-  return guarded<ID>(kFailure, [&]() -> ID { return retrieveRow(hUser, u"F0010", 5, lpszCompany, lpRow,
-                                           "VDB_RetrieveF0010RowUsingCompanyNumber"); });
+  return guarded<ID>(kFailure, [&]() -> ID {
+    return retrieveRow(hUser, u"F0010", 5, lpszCompany, lpRow, "VDB_RetrieveF0010RowUsingCompanyNumber");
+  });
 }
 
 VYR_EXPORT ID VDB_RetrieveF0013RowUsingCurrencyCode(HUSER hUser, const JCHAR *lpszCurrency, void *lpRow) {
-  return guarded<ID>(kFailure, [&]() -> ID { return retrieveRow(hUser, u"F0013", 3, lpszCurrency, lpRow,
-                                           "VDB_RetrieveF0013RowUsingCurrencyCode"); });
+  return guarded<ID>(kFailure, [&]() -> ID {
+    return retrieveRow(hUser, u"F0013", 3, lpszCurrency, lpRow, "VDB_RetrieveF0013RowUsingCurrencyCode");
+  });
 }

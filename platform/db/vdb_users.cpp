@@ -105,8 +105,7 @@ ID newEnvironmentHandle(LPBHVRCOM context, const JCHAR *lpszName, std::string_vi
   if (!environment) {
     const std::string location = setting(context, "env." + utf8Name);
     if (location.empty()) {
-      traceFailure(context, operation,
-                   "environment " + utf8Name + " has no database (setting env." + utf8Name + ")");
+      traceFailure(context, operation, "environment " + utf8Name + " has no database (setting env." + utf8Name + ")");
       return kFailure;
     }
     std::string error;
@@ -231,8 +230,7 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser) {
         request->scanStatement->reset();
     const bool rolledBack = user->connection->connection->rollback();
     if (!rolledBack)
-      traceFailure(user->context, "VDB_RollbackUser",
-                   "rollback failed: " + user->connection->connection->lastError());
+      traceFailure(user->context, "VDB_RollbackUser", "rollback failed: " + user->connection->connection->lastError());
     endTransaction(*user, true);
     return rolledBack ? VDB_SUCCESS : kFailure;
   } catch (...) {

@@ -79,27 +79,37 @@ TEST_F(BadInput, EachMistakeFailsWithATraceLineNamingIt) {
       {"update current before a fetch", [&] { return VDB_UpdateCurrent(parties_, &row); }, u"no current row"},
       {"insert without a record", [&] { return VDB_InsertTable(parties_, nullptr); }, u"no row record"},
       {"delete with a null key", [&] { return VDB_DeleteTable(parties_, 1, nullptr, 1); }, u"no key record"},
-      {"number too large", [&] {
+      {"number too large",
+       [&] {
          Party big{number("123456789"), {}};
          return VDB_InsertTable(parties_, &big);
-       }, u"does not fit its 8 digits"},
-      {"selection comparison code", [&] {
+       },
+       u"does not fit its 8 digits"},
+      {"selection comparison code",
+       [&] {
          entry.nComparison = 6;
          return VDB_SetSelection(parties_, &entry, 1);
-       }, u"comparison code 6"},
-      {"selection connector", [&] {
+       },
+       u"comparison code 6"},
+      {"selection connector",
+       [&] {
          entry.nComparison = VDB_CMP_EQ, entry.nAndOr = 2;
          return VDB_SetSelection(parties_, &entry, 1);
-       }, u"connector 2"},
-      {"null value with <", [&] {
+       },
+       u"connector 2"},
+      {"null value with <",
+       [&] {
          entry.nAndOr = VDB_AND, entry.nComparison = VDB_CMP_LT, entry.lpValue = nullptr;
          return VDB_SetSelection(parties_, &entry, 1);
-       }, u"null value compares only"},
+       },
+       u"null value compares only"},
       {"selection without entries", [&] { return VDB_SetSelection(parties_, nullptr, 2); }, u"no selection entries"},
-      {"sequencing direction", [&] {
+      {"sequencing direction",
+       [&] {
          sort.nDirection = 3;
          return VDB_SetSequencing(parties_, &sort, 1);
-       }, u"direction 3"},
+       },
+       u"direction 3"},
   };
   for (const Case &c : cases) {
     context_->trace.clear();

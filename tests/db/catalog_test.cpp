@@ -1,8 +1,8 @@
 // The catalogue declares what the business functions read: check the shapes
 // they depend on, and that declaration mistakes are caught.
-#include <gtest/gtest.h>
-
 #include "db/catalog.h"
+
+#include <gtest/gtest.h>
 
 namespace {
 
@@ -22,9 +22,9 @@ std::vector<std::u16string> keyAliases(const TableDef &table, ID id) {
 
 TEST(Catalog, EveryDeclaredTableIsConsistentAndPresent) {
   EXPECT_EQ(catalogProblems(), std::vector<std::string>{});
-  for (const char16_t *name : {u"F0002", u"F00021", u"F00022", u"F0005", u"F0007", u"F0008", u"F0010", u"F0013",
-                               u"F0015", u"F0101", u"F0411", u"F03B11", u"F0911", u"F01301", u"F01302", u"F01331",
-                               u"F7306", u"F90CA001", u"F98QXSEC"}) {
+  for (const char16_t *name :
+       {u"F0002", u"F00021", u"F00022", u"F0005", u"F0007", u"F0008", u"F0010", u"F0013", u"F0015", u"F0101", u"F0411",
+        u"F03B11", u"F0911", u"F01301", u"F01302", u"F01331", u"F7306", u"F90CA001", u"F98QXSEC"}) {
     const TableDef *table = findTable(name);
     ASSERT_NE(table, nullptr) << std::string(name, name + std::char_traits<char16_t>::length(name));
     EXPECT_TRUE(table->primary()->unique);
@@ -35,8 +35,8 @@ TEST(Catalog, EveryDeclaredTableIsConsistentAndPresent) {
 
 TEST(Catalog, ShapesTheBusinessFunctionsRelyOn) {
   const TableDef &rates = *findTable(u"F0015");
-  EXPECT_EQ(aliases(rates), (std::vector<std::u16string>{u"CRCD", u"CRDC", u"AN8", u"RTTYP", u"EFT", u"CSR",
-                                                          u"CRCM", u"CRCX", u"CRR", u"CRRD"}));
+  EXPECT_EQ(aliases(rates), (std::vector<std::u16string>{u"CRCD", u"CRDC", u"AN8", u"RTTYP", u"EFT", u"CSR", u"CRCM",
+                                                         u"CRCX", u"CRR", u"CRRD"}));
   EXPECT_EQ(keyAliases(rates, 3), (std::vector<std::u16string>{u"CRCD", u"CRDC", u"AN8", u"RTTYP", u"EFT"}));
   EXPECT_EQ(findIndex(rates, 3)->descending, (std::vector<bool>{false, false, false, false, true}));
   EXPECT_EQ(rates.columns[static_cast<size_t>(findColumn(rates, u"CRR"))].decimals, 7);

@@ -240,7 +240,7 @@ TEST_F(Fetch, KeyBuffersAreBuiltColumnByColumn) {
   EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRDC", u"EUR"), 1u);
   EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"AN8", &zero), 1u);
   EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"RTTYP", u""), 1u);
-  EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRR", &zero), 1u);   // not a key column
+  EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRR", &zero), 1u);    // not a key column
   EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 1, u"CRCD", u"USD"), 1u);  // built for index 3
   Rate r{};
   EXPECT_EQ(VDB_FetchKeyed(rates_, 3, keyBuffer, 4, &r, 0), 1u);

@@ -1,8 +1,9 @@
 // Conversions between record forms and stored values: exact numbers with
 // rounding and range checks, calendar dates, and UTF-16 text.
+#include "db/values.h"
+
 #include <gtest/gtest.h>
 
-#include "db/values.h"
 #include "db_fixture.h"
 
 namespace {
@@ -75,9 +76,9 @@ TEST(Values, DatesAreCalendarDatesOrNull) {
     VYRDATE date;
     DateForm form;
   } const cases[] = {
-      {{2024, 2, 29}, DateForm::Valid}, {{2023, 2, 29}, DateForm::Invalid}, {{0, 0, 0}, DateForm::Null},
-      {{2024, 13, 1}, DateForm::Invalid}, {{2024, 0, 1}, DateForm::Invalid}, {{1, 1, 1}, DateForm::Valid},
-      {{9999, 12, 31}, DateForm::Valid}, {{-5, 1, 1}, DateForm::Invalid},  {{2024, 4, 31}, DateForm::Invalid},
+      {{2024, 2, 29}, DateForm::Valid},   {{2023, 2, 29}, DateForm::Invalid}, {{0, 0, 0}, DateForm::Null},
+      {{2024, 13, 1}, DateForm::Invalid}, {{2024, 0, 1}, DateForm::Invalid},  {{1, 1, 1}, DateForm::Valid},
+      {{9999, 12, 31}, DateForm::Valid},  {{-5, 1, 1}, DateForm::Invalid},    {{2024, 4, 31}, DateForm::Invalid},
   };
   for (const Case &c : cases) {
     int64_t stored = 0;

@@ -3,7 +3,6 @@
 #include <numeric>
 
 #include "db/catalog.h"
-
 #include "db_fixture.h"
 
 namespace {
@@ -61,10 +60,10 @@ struct Kinds {  // ZKINDS, every column
 // A table of this test program only, for the kinds the library tables do not use.
 const vyr::db::schema::CatalogSection kTestTables([] {
   using namespace vyr::db::schema;
-  return std::vector<TableSpec>{
-      {u"ZKINDS", "test: integer and character columns",
-       {integer(u"CNT"), chr(u"FLAG"), num(u"AMT", 6, 3)},
-       {unique(1, {asc(u"CNT")}), index(2, {desc(u"FLAG"), asc(u"AMT")})}}};
+  return std::vector<TableSpec>{{u"ZKINDS",
+                                 "test: integer and character columns",
+                                 {integer(u"CNT"), chr(u"FLAG"), num(u"AMT", 6, 3)},
+                                 {unique(1, {asc(u"CNT")}), index(2, {desc(u"FLAG"), asc(u"AMT")})}}};
 });
 
 class Write : public dbtest::DbTest {
@@ -146,8 +145,11 @@ TEST_F(Write, NumbersDatesAndTimestampsRoundTripExactly) {
   Rate rate{}, back{};
   struct Case {
     const char *stored, *fetched;
-  } const cases[] = {{"1.2345678", "1.2345678"}, {"-12345678.1234567", "-12345678.1234567"},
-                     {"0.000000049", "0.0000000"}, {"0.00000005", "0.0000001"}, {"3", "3.0000000"}};
+  } const cases[] = {{"1.2345678", "1.2345678"},
+                     {"-12345678.1234567", "-12345678.1234567"},
+                     {"0.000000049", "0.0000000"},
+                     {"0.00000005", "0.0000001"},
+                     {"3", "3.0000000"}};
   int day = 1;
   for (const Case &c : cases) {
     set(rate.crcd, u"EUR"), set(rate.crdc, u"USD");
@@ -303,8 +305,8 @@ TEST_F(Write, IntegerAndCharacterColumns) {
   std::vector<std::string> order;
   while (VDB_Fetch(kinds, &k, 0) == 1)
     order.push_back(std::to_string(k.count) + "/" + std::to_string(static_cast<int>(k.flag)) + "/" + text(k.amount));
-  EXPECT_EQ(order, (std::vector<std::string>{"7/233/2.000", "2147483647/89/0.001", "-2147483648/89/1.500",
-                                             "0/32/-999.999"}));
+  EXPECT_EQ(order,
+            (std::vector<std::string>{"7/233/2.000", "2147483647/89/0.001", "-2147483648/89/1.500", "0/32/-999.999"}));
   const JCHAR blank = u' ';
   ASSERT_EQ(VDB_FetchKeyed(kinds, 2, &blank, 1, &k, 0), 1u);  // a blank flag was stored blank
   EXPECT_EQ(k.count, 0);

@@ -56,13 +56,11 @@ class SqliteStatement final : public Statement {
   int64_t readInt(int column) override { return sqlite3_column_int64(stmt_, column); }
   std::string_view readText(int column) override {
     const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt_, column));
-    return text ? std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(stmt_, column)))
-                : std::string_view();
+    return text ? std::string_view(text, static_cast<size_t>(sqlite3_column_bytes(stmt_, column))) : std::string_view();
   }
   std::string_view readBlob(int column) override {
     const auto *data = static_cast<const char *>(sqlite3_column_blob(stmt_, column));
-    return data ? std::string_view(data, static_cast<size_t>(sqlite3_column_bytes(stmt_, column)))
-                : std::string_view();
+    return data ? std::string_view(data, static_cast<size_t>(sqlite3_column_bytes(stmt_, column))) : std::string_view();
   }
   void reset() override { sqlite3_reset(stmt_); }
   int64_t changes() override { return changes_; }
@@ -82,8 +80,8 @@ class SqliteConnection final : public Connection {
 
   std::unique_ptr<Statement> prepare(const std::string &sql) override {
     sqlite3_stmt *stmt = nullptr;
-    const int rc = sqlite3_prepare_v3(db_, sql.c_str(), static_cast<int>(sql.size() + 1),
-                                      SQLITE_PREPARE_PERSISTENT, &stmt, nullptr);
+    const int rc = sqlite3_prepare_v3(db_, sql.c_str(), static_cast<int>(sql.size() + 1), SQLITE_PREPARE_PERSISTENT,
+                                      &stmt, nullptr);
     if (rc != SQLITE_OK || stmt == nullptr) {
       sqlite3_finalize(stmt);
       return nullptr;
