@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "vyrtypes.h"
+
 namespace vyr {
 
 struct ThreadSettings {
@@ -14,12 +16,12 @@ struct ThreadSettings {
 
 // The settings of the context current on this thread, or the defaults above
 // when none is current. The reference stays valid while that context is current.
-const ThreadSettings &currentSettings() noexcept;
+VYR_EXPORT const ThreadSettings &currentSettings() noexcept;
 
 // Makes a settings record current on this thread for the guard's lifetime;
 // the previous one comes back when the guard ends, so nested calls restore
 // the outer context. The record must outlive the guard.
-class CurrentSettingsScope {
+class VYR_EXPORT CurrentSettingsScope {
  public:
   explicit CurrentSettingsScope(const ThreadSettings *settings) noexcept;
   ~CurrentSettingsScope();
