@@ -35,6 +35,9 @@
 
 /* Marks an entry point that leaves its shared object (everything else is hidden). */
 #define VYR_EXPORT __attribute__((visibility("default")))
+/* Platform internals that hosts (the command, the service, tests) call: wrap
+ * them in `namespace vyr VYR_HOST_API { ... }`. */
+#define VYR_HOST_API __attribute__((visibility("default")))
 /* A platform operation as the libraries import it. */
 #define VYRAPI VYR_EXTERN_C VYR_EXPORT
 

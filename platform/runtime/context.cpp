@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <mutex>
+#include <unordered_set>
 
 namespace vyr {
 namespace {
@@ -30,7 +32,16 @@ void deriveThreadSettings(tagBHVRCOM &context) {
   context.threadSettings.dateMask.assign(mask.begin(), mask.end());
 }
 
+std::mutex gLiveMutex;
+std::unordered_set<const void *> gLiveContexts;
+
 }  // namespace
+
+bool isLiveContext(const void *pointer) noexcept {
+  if (pointer == nullptr) return false;
+  std::lock_guard lock(gLiveMutex);
+  return gLiveContexts.count(pointer) != 0;
+}
 
 const std::vector<SettingKey> &settingKeys() {
   static const std::vector<SettingKey> keys = {
@@ -99,6 +110,10 @@ LPBHVRCOM createContext(const std::map<std::string, std::string> &settings, std:
       context->settings[key] = value;
     }
     deriveThreadSettings(*context);
+    {
+      std::lock_guard lock(gLiveMutex);
+      gLiveContexts.insert(context);
+    }
     return context;
   } catch (const std::exception &e) {
     if (error) *error = e.what();
@@ -108,6 +123,10 @@ LPBHVRCOM createContext(const std::map<std::string, std::string> &settings, std:
 
 void freeContext(LPBHVRCOM context) noexcept {
   if (context == nullptr) return;
+  {
+    std::lock_guard lock(gLiveMutex);
+    gLiveContexts.erase(context);
+  }
   // Release in reverse order of acquisition, as the functions themselves would.
   while (!context->resources.empty()) {
     ContextResource resource = context->resources.back();

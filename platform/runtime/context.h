@@ -16,7 +16,7 @@
 #include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 struct ErrorRecord {
   ID item = 0;
@@ -58,7 +58,7 @@ struct tagBHVRCOM {
   bool pimResponseStored = false;
 };
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 // ---- Settings --------------------------------------------------------------
 
@@ -68,35 +68,39 @@ struct SettingKey {
   const char *meaning;
 };
 // Every setting the runtime knows, with its default and meaning.
-VYR_EXPORT const std::vector<SettingKey> &settingKeys();
+const std::vector<SettingKey> &settingKeys();
 // Checks a value for its key; on failure returns false and explains in *error.
-VYR_EXPORT bool validSetting(std::string_view key, std::string_view value, std::string *error);
+bool validSetting(std::string_view key, std::string_view value, std::string *error);
 
 // ---- Contexts --------------------------------------------------------------
 
 // A new context with the defaults, then the given settings applied (invalid
 // ones are refused: returns NULL and explains in *error).
-VYR_EXPORT LPBHVRCOM createContext(const std::map<std::string, std::string> &settings = {},
+LPBHVRCOM createContext(const std::map<std::string, std::string> &settings = {},
                         std::string *error = nullptr);
 // Releases resources still registered, then the context.
-VYR_EXPORT void freeContext(LPBHVRCOM context) noexcept;
-VYR_EXPORT LPVOID userEnvironment(LPBHVRCOM context) noexcept;
-VYR_EXPORT bool setSetting(LPBHVRCOM context, std::string_view key, std::string_view value, std::string *error);
-VYR_EXPORT std::string setting(LPBHVRCOM context, std::string_view key);
+void freeContext(LPBHVRCOM context) noexcept;
+// TRUE when the pointer is a context created here and not yet freed. Operations
+// that receive a context from a library (as a report handle, say) check it
+// before looking inside, so a wrong pointer is refused instead of followed.
+bool isLiveContext(const void *pointer) noexcept;
+LPVOID userEnvironment(LPBHVRCOM context) noexcept;
+bool setSetting(LPBHVRCOM context, std::string_view key, std::string_view value, std::string *error);
+std::string setting(LPBHVRCOM context, std::string_view key);
 
-VYR_EXPORT void registerResource(LPBHVRCOM context, ContextResource resource);
-VYR_EXPORT void unregisterResource(LPBHVRCOM context, void *handle) noexcept;
+void registerResource(LPBHVRCOM context, ContextResource resource);
+void unregisterResource(LPBHVRCOM context, void *handle) noexcept;
 
 // The context current on this thread (the one whose function is running), or NULL.
-VYR_EXPORT LPBHVRCOM currentContext() noexcept;
+LPBHVRCOM currentContext() noexcept;
 // Makes context current and returns the one it replaces (ContextScope uses it).
-VYR_EXPORT LPBHVRCOM exchangeCurrentContext(LPBHVRCOM context) noexcept;
+LPBHVRCOM exchangeCurrentContext(LPBHVRCOM context) noexcept;
 
 // Makes a context current on this thread for the guard's lifetime: its number
 // and date format, and its trace capture (lines go to context->trace). The
 // previous context comes back when the guard ends, so nested calls restore
 // the outer one. A null context makes none current.
-class VYR_EXPORT ContextScope {
+class ContextScope {
  public:
   explicit ContextScope(LPBHVRCOM context) noexcept;
   ~ContextScope();
@@ -113,32 +117,32 @@ class VYR_EXPORT ContextScope {
 // separated by commas, each optionally narrowed by a detail
 // ("VDB_InitBhvr,VDB_OpenTable:F0007,vyrCacheInit:GeoCodeInit"). Layers ask
 // before doing the real work, so every failure path can be exercised.
-VYR_EXPORT bool faultRequested(LPBHVRCOM context, std::string_view operation, std::u16string_view detail = {}) noexcept;
+bool faultRequested(LPBHVRCOM context, std::string_view operation, std::u16string_view detail = {}) noexcept;
 
 // ---- Business functions ----------------------------------------------------
 
 // Adds a library's entries (or single entries a host or test defines at run
 // time). Names are unique; a later entry with a known name replaces it.
-VYR_EXPORT void registerCatalog(const BSFN_CATALOG_ENTRY *entries, size_t count);
-VYR_EXPORT void registerFunction(const BSFN_CATALOG_ENTRY &entry);
+void registerCatalog(const BSFN_CATALOG_ENTRY *entries, size_t count);
+void registerFunction(const BSFN_CATALOG_ENTRY &entry);
 // dlopens a library and registers the catalogue its symbol returns.
-VYR_EXPORT bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string *error);
-VYR_EXPORT const BSFN_CATALOG_ENTRY *findFunction(std::string_view name);
-VYR_EXPORT const BSFN_CATALOG_ENTRY *findFunction(std::u16string_view name);
+bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string *error);
+const BSFN_CATALOG_ENTRY *findFunction(std::string_view name);
+const BSFN_CATALOG_ENTRY *findFunction(std::u16string_view name);
 // Every registered function, sorted by name.
-VYR_EXPORT std::vector<const BSFN_CATALOG_ENTRY *> allFunctions();
-VYR_EXPORT const DSTMPL *findTemplate(std::string_view name);
+std::vector<const BSFN_CATALOG_ENTRY *> allFunctions();
+const DSTMPL *findTemplate(std::string_view name);
 
 // Runs a business function on the context: makes the context current (its
 // settings, its trace capture), calls, restores what was current before, and
 // returns the function's code. Nothing thrown inside escapes: it becomes
 // ER_ERROR with error "BSFNEX" on the context.
-VYR_EXPORT ID callFunction(LPBHVRCOM context, const BSFN_CATALOG_ENTRY &entry, void *lpDS);
+ID callFunction(LPBHVRCOM context, const BSFN_CATALOG_ENTRY &entry, void *lpDS);
 
 // ---- Message box -----------------------------------------------------------
 
 using MessageBoxHandler = void (*)(std::u16string_view text, std::u16string_view caption) noexcept;
 // Installs the process's handler (the default writes "caption: text" to stderr).
-VYR_EXPORT void setMessageBoxHandler(MessageBoxHandler handler) noexcept;
+void setMessageBoxHandler(MessageBoxHandler handler) noexcept;
 
 }  // namespace vyr

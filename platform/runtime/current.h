@@ -2,11 +2,11 @@
 // behaviour context that is current on the calling thread.
 #pragma once
 
-#include <string>
-
 #include "vyrtypes.h"
 
-namespace vyr {
+#include <string>
+
+namespace vyr VYR_HOST_API {
 
 struct ThreadSettings {
   char16_t decimalSeparator = u'.';
@@ -16,12 +16,12 @@ struct ThreadSettings {
 
 // The settings of the context current on this thread, or the defaults above
 // when none is current. The reference stays valid while that context is current.
-VYR_EXPORT const ThreadSettings &currentSettings() noexcept;
+const ThreadSettings &currentSettings() noexcept;
 
 // Makes a settings record current on this thread for the guard's lifetime;
 // the previous one comes back when the guard ends, so nested calls restore
 // the outer context. The record must outlive the guard.
-class VYR_EXPORT CurrentSettingsScope {
+class CurrentSettingsScope {
  public:
   explicit CurrentSettingsScope(const ThreadSettings *settings) noexcept;
   ~CurrentSettingsScope();

@@ -21,21 +21,21 @@
 
 #include "vyrtypes.h"
 
-namespace vyr {
+namespace vyr VYR_HOST_API {
 
 // The kind's word ("string", "char", "math", ...), nullptr for an unknown kind.
-VYR_EXPORT const char *valueKindName(int kind) noexcept;
+const char *valueKindName(int kind) noexcept;
 // Bytes a value of the kind and width occupies; 0 for an unknown kind.
-VYR_EXPORT size_t valueSize(int kind, uint32_t width) noexcept;
+size_t valueSize(int kind, uint32_t width) noexcept;
 // INT, ID and SHORT: texts that are integers (JSON writes them as numbers).
-VYR_EXPORT bool valueIsInteger(int kind) noexcept;
+bool valueIsInteger(int kind) noexcept;
 
 // The text of the value at bytes; nullopt for a null date, UTIME or pointer.
-VYR_EXPORT std::optional<std::string> formatValue(int kind, uint32_t width, const void *bytes);
+std::optional<std::string> formatValue(int kind, uint32_t width, const void *bytes);
 // Sets the value at bytes from its text (UTF-8). When the text does not fit,
 // returns false with the reason in *error and leaves the bytes untouched.
-VYR_EXPORT bool parseValue(int kind, uint32_t width, std::string_view text, void *bytes, std::string *error);
+bool parseValue(int kind, uint32_t width, std::string_view text, void *bytes, std::string *error);
 // Sets the null value; only dates and UTIMEs have one.
-VYR_EXPORT bool parseNullValue(int kind, uint32_t width, void *bytes, std::string *error);
+bool parseNullValue(int kind, uint32_t width, void *bytes, std::string *error);
 
 }  // namespace vyr
