@@ -99,8 +99,13 @@ namespace {
 
 void traceCallProblem(LPBHVRCOM context, std::u16string_view what, std::u16string_view name) noexcept {
   try {
-    ContextScope scope(context);
-    writeTraceLine(u"vyrCallObject: " + std::u16string(what) + u" '" + std::u16string(name) + u"'");
+    const std::u16string line = u"vyrCallObject: " + std::u16string(what) + u" '" + std::u16string(name) + u"'";
+    if (context == nullptr) {
+      writeTraceLine(line);
+      return;
+    }
+    ContextScope scope(context);  // the line belongs to the context's trace
+    writeTraceLine(line);
   } catch (...) {
   }
 }
@@ -132,8 +137,8 @@ VYR_EXPORT ID vyrCallObject(const JCHAR *lpszFunctionName, LPBSFN lpfnEntry, LPB
   std::u16string_view name = vyr::jcharView(lpszFunctionName);
   // Names may come from blank-padded members.
   while (!name.empty() && name.back() == u' ') name.remove_suffix(1);
-  if (lpBhvrCom == nullptr) {
-    vyr::traceCallProblem(nullptr, u"no behaviour context to call", name);
+  if (!vyr::isLiveContext(lpBhvrCom)) {
+    vyr::traceCallProblem(nullptr, u"no usable behaviour context to call", name);
     return ER_ERROR;
   }
   LPBSFN entry = lpfnEntry;
@@ -153,13 +158,13 @@ VYR_EXPORT ID vyrCallObject(const JCHAR *lpszFunctionName, LPBSFN lpfnEntry, LPB
 }
 
 VYR_EXPORT void vyrSetEventRuleReturnCode(LPBHVRCOM lpBhvrCom, ID idReturnCode) {
-  if (lpBhvrCom != nullptr) lpBhvrCom->eventRuleReturnCode = idReturnCode;
+  if (vyr::isLiveContext(lpBhvrCom)) lpBhvrCom->eventRuleReturnCode = idReturnCode;
 }
 
 VYR_EXPORT ID vyrGetEventRuleReturnCode(LPBHVRCOM lpBhvrCom) {
-  return lpBhvrCom != nullptr ? lpBhvrCom->eventRuleReturnCode : ER_SUCCESS;
+  return vyr::isLiveContext(lpBhvrCom) ? lpBhvrCom->eventRuleReturnCode : ER_SUCCESS;
 }
 
 VYR_EXPORT HENV vyrGetBhvrEnvironment(LPBHVRCOM lpBhvrCom) {
-  return lpBhvrCom != nullptr ? lpBhvrCom->environment : nullptr;
+  return vyr::isLiveContext(lpBhvrCom) ? lpBhvrCom->environment : nullptr;
 }

@@ -51,7 +51,7 @@ void closeLeftOpen(void *handle) noexcept { vyrCloseDictionary(static_cast<LPDDD
 
 VYR_EXPORT LPDDDICT vyrOpenDictionaryX(LPBHVRCOM lpBhvrCom) {
   LPBHVRCOM context = lpBhvrCom ? lpBhvrCom : vyr::currentContext();
-  if (context == nullptr || vyr::faultRequested(context, "vyrOpenDictionaryX")) return nullptr;
+  if (!vyr::isLiveContext(context) || vyr::faultRequested(context, "vyrOpenDictionaryX")) return nullptr;
   try {
     vyr::Registry &r = vyr::registry();
     uintptr_t id;

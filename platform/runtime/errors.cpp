@@ -30,10 +30,10 @@ VYR_EXPORT void vyrErrorSetEx(LPBHVRCOM lpBhvrCom, LPVOID /*lpVoid*/, ID idItem,
     record.text = vyr::boundedView(static_cast<const JCHAR *>(lpSubstitution), kTextChars);
     record.source = boundedSource(szSource);
     record.line = nLine;
-    if (lpBhvrCom == nullptr) {
+    if (!vyr::isLiveContext(lpBhvrCom)) {
       // Nowhere to keep it: the trace is the only place a reader can find it.
       std::u16string line = u"Error " + record.id + u" on item " + vyr::asciiToJchar(std::to_string(idItem)) +
-                            u" without a behaviour context at " + vyr::fromUtf8(record.source) + u"(" +
+                            u" without a usable behaviour context at " + vyr::fromUtf8(record.source) + u"(" +
                             vyr::asciiToJchar(std::to_string(nLine)) + u")";
       if (!record.text.empty()) line += u": " + record.text;
       vyr::writeTraceLine(line);
@@ -46,13 +46,13 @@ VYR_EXPORT void vyrErrorSetEx(LPBHVRCOM lpBhvrCom, LPVOID /*lpVoid*/, ID idItem,
 }
 
 VYR_EXPORT int vyrErrorSetToFirstEx(LPBHVRCOM lpBhvrCom, LPVOID /*lpVoid*/) {
-  if (lpBhvrCom == nullptr) return 0;
+  if (!vyr::isLiveContext(lpBhvrCom)) return 0;
   lpBhvrCom->errorWalk = 0;
   return static_cast<int>(lpBhvrCom->errors.size());
 }
 
 VYR_EXPORT BOOL vyrErrorGetNextDDItemNameInfoEx(LPBHVRCOM lpBhvrCom, LPVOID /*lpVoid*/, LPVYRERRORINFO lpInfo) {
-  if (lpBhvrCom == nullptr || lpInfo == nullptr) return FALSE;
+  if (lpInfo == nullptr || !vyr::isLiveContext(lpBhvrCom)) return FALSE;
   if (lpBhvrCom->errorWalk >= lpBhvrCom->errors.size()) return FALSE;
   const vyr::ErrorRecord &record = lpBhvrCom->errors[lpBhvrCom->errorWalk++];
   *lpInfo = VYRERRORINFO{};

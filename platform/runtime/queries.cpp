@@ -34,7 +34,7 @@ ID answer(LPBHVRCOM context, const ItemKey (&items)[N], const JCHAR *lpszItem, J
   if (out == nullptr || nSize == 0) return ER_ERROR;
   out[0] = 0;
   if (context == nullptr) context = currentContext();
-  if (context == nullptr || lpszItem == nullptr) return ER_ERROR;
+  if (!isLiveContext(context) || lpszItem == nullptr) return ER_ERROR;
   const std::u16string_view wanted = trimmed(lpszItem);
   for (const ItemKey &item : items) {
     if (item.item != wanted) continue;

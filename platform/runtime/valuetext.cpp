@@ -281,11 +281,12 @@ bool parseUtime(std::string_view text, void *bytes, std::string *error) {
 bool parseInteger(std::string_view text, int64_t low, int64_t high, const char *what, int64_t *value,
                   std::string *error) {
   std::string_view digits = text;
+  // from_chars takes a '-' but no '+'; one sign at most either way.
   if (!digits.empty() && digits.front() == '+') digits.remove_prefix(1);
   int64_t read = 0;
   const auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), read);
-  if (digits.empty() || digits.front() == '+' || end != digits.data() + digits.size() ||
-      ec == std::errc::invalid_argument)
+  if (digits.empty() || (digits.size() < text.size() && (digits.front() == '-' || digits.front() == '+')) ||
+      end != digits.data() + digits.size() || ec == std::errc::invalid_argument)
     return fail(error, quoted(text) + " is not an integer");
   if (ec == std::errc::result_out_of_range || read < low || read > high)
     return fail(error, quoted(text) + " is outside the range of " + what + " (" + std::to_string(low) + " to " +
