@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -221,8 +222,9 @@ TEST_F(Command, ListDescribeHelpAndVersion) {
     r = run(args, "", kCommand, false);
     EXPECT_EQ(r.status, 0);
     for (const vyr::SettingKey &key : vyr::settingKeys()) {
-      EXPECT_NE(r.out.find(std::string("  ") + key.key + " "), std::string::npos) << key.key;
-      EXPECT_NE(r.out.find(key.meaning), std::string::npos) << key.key;
+      const size_t at = r.out.find(std::string("\n  ") + key.key + " ");
+      EXPECT_NE(at, std::string::npos) << key.key;
+      EXPECT_EQ(r.out.find(std::string(key.meaning) + " [" + key.defaultValue + "]\n"), r.out.find('\n', at + 1) - std::strlen(key.meaning) - std::strlen(key.defaultValue) - 3) << key.key;
     }
   }
   r = run({"--version"}, "", kCommand, false);

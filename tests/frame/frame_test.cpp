@@ -95,13 +95,9 @@ TEST_F(Frame, WriteToVYRLogTracesEveryMemberWithTheSignQuirk) {
   EXPECT_EQ(context->trace, kLogLines);
   EXPECT_TRUE(context->errors.empty());
   EXPECT_EQ(std::memcmp(&ds, &before, sizeof ds), 0) << "the data structure is only read";
-}
 
-TEST_F(Frame, NumbersAndDatesFollowTheUsersFormat) {
+  // Numbers and dates are shown in the user's format.
   LPBHVRCOM comma = vyr::createContext({{"decimal", "comma"}, {"dateformat", "DD.MM.YYYY"}});
-  DSD0900102 ds = filledLogRecord();
-  const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(std::string_view("WriteToVYRLog"));
-  ASSERT_NE(entry, nullptr);
   ASSERT_EQ(vyr::callFunction(comma, *entry, &ds), ER_SUCCESS);
   ASSERT_EQ(comma->trace.size(), kLogLines.size());
   EXPECT_EQ(comma->trace[11], u"1: '29.02.2024' 2: '' 3: ''");
@@ -131,21 +127,16 @@ TEST_F(Frame, MDDebugShowsTheSameTextInAMessageBox) {
 
 TEST_F(Frame, MissingArgumentsAreError4363OnItemZero) {
   DSD0900102 ds{};
-  LPVOID env = vyr::userEnvironment(context);
   for (LPBSFN fn : {LPBSFN(WriteToVYRLog), LPBSFN(MDDebug)}) {
-    struct Args {
-      LPBHVRCOM bhvr;
-      LPVOID user;
-      LPVOID ds;
-    } const cases[] = {{context, env, nullptr}, {context, nullptr, &ds}, {nullptr, env, &ds}};
-    for (const Args &a : cases) {
+    for (int missing = 0; missing < 3; ++missing) {
       context->errors.clear();
       context->trace.clear();
-      EXPECT_EQ(fn(a.bhvr, a.user, a.ds), ER_ERROR);
-      if (a.bhvr == nullptr) continue;  // the error has nowhere to go but the trace
+      EXPECT_EQ(fn(missing == 0 ? nullptr : context, missing == 1 ? nullptr : vyr::userEnvironment(context),
+                   missing == 2 ? nullptr : &ds),
+                ER_ERROR);
+      if (missing == 0) continue;  // without a context the error has nowhere to go but the trace
       ASSERT_EQ(context->errors.size(), 1u);
-      EXPECT_EQ(context->errors[0].id, u"4363");
-      EXPECT_EQ(context->errors[0].item, 0u);
+      EXPECT_TRUE(context->errors[0].id == u"4363" && context->errors[0].item == 0);
       EXPECT_TRUE(context->trace.empty()) << "nothing else happened";
     }
   }

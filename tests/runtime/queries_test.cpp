@@ -13,63 +13,47 @@ namespace {
 
 using Query = ID (*)(LPBHVRCOM, const JCHAR *, JCHAR *, size_t);
 
-std::u16string ask(Query query, LPBHVRCOM context, const JCHAR *item, ID *code, size_t size = 41) {
-  JCHAR out[64];
-  for (JCHAR &c : out) c = u'?';
-  *code = query(context, item, out, size);
-  return std::u16string(out);
-}
-
 TEST(Queries, AnswerFromSettingsWithDefaultsAndOverrides) {
-  std::string error;
-  LPBHVRCOM context = vyr::createContext({{"user", "JDOE"}, {"CTR", "JP"}, {"NNO", "2"}, {"env", "PROD"}}, &error);
-  ASSERT_NE(context, nullptr) << error;
+  LPBHVRCOM context = vyr::createContext({{"user", "JDOE"}, {"CTR", "JP"}, {"NNO", "2"}, {"env", "PROD"}});
+  ASSERT_NE(context, nullptr);
   struct Case {
     Query query;
+    LPBHVRCOM context;
     const JCHAR *item;
+    size_t size;
     std::u16string expected;
     ID code;
   } const cases[] = {
-      {vyrGetUserInfo, u"USER", u"JDOE", ER_SUCCESS},
-      {vyrGetUserInfo, u"CTR ", u"JP", ER_SUCCESS},  // items from fixed-width members
-      {vyrGetUserInfo, u"AN8", u"0", ER_SUCCESS},
-      {vyrGetUserInfo, u"ENV", u"PROD", ER_SUCCESS},
-      {vyrGetUserInfo, u"PROGRAM", u"FAMOFLAS", ER_SUCCESS},
-      {vyrGetUserInfo, u"LNGP", u"", ER_SUCCESS},
-      {vyrGetUserInfo, u"NNO", u"", ER_ERROR},  // a system constant, not a user item
-      {vyrGetUserInfo, u"user", u"", ER_ERROR},
-      {vyrGetUserInfo, nullptr, u"", ER_ERROR},
-      {vyrGetSystemConstantValues, u"NNO", u"2", ER_SUCCESS},
-      {vyrGetSystemConstantValues, u"XYZ", u"", ER_ERROR},
-      {vyrGetEnvironmentValue, u"CRMMSL", u"0", ER_SUCCESS},
-      {vyrGetEnvironmentValue, u"CTR", u"", ER_ERROR},
+      {vyrGetUserInfo, context, u"USER", 41, u"JDOE", ER_SUCCESS},
+      {vyrGetUserInfo, context, u"CTR ", 41, u"JP", ER_SUCCESS},  // items from blank-padded members
+      {vyrGetUserInfo, context, u"AN8", 41, u"0", ER_SUCCESS},
+      {vyrGetUserInfo, context, u"ENV", 41, u"PROD", ER_SUCCESS},
+      {vyrGetUserInfo, context, u"USER", 3, u"JD", ER_SUCCESS},  // cut to the buffer, terminated
+      {vyrGetUserInfo, context, u"NNO", 41, u"", ER_ERROR},  // a system constant, not a user item
+      {vyrGetUserInfo, context, nullptr, 41, u"", ER_ERROR},
+      {vyrGetUserInfo, nullptr, u"USER", 41, u"", ER_ERROR},  // none given, none current
+      {vyrGetSystemConstantValues, context, u"NNO", 41, u"2", ER_SUCCESS},
+      {vyrGetSystemConstantValues, context, u"XYZ", 41, u"", ER_ERROR},
+      {vyrGetEnvironmentValue, context, u"CRMMSL", 41, u"0", ER_SUCCESS},
   };
   for (const Case &c : cases) {
-    SCOPED_TRACE(testing::Message() << "item #" << (&c - cases));
-    ID code;
-    EXPECT_EQ(ask(c.query, context, c.item, &code), c.expected);
-    EXPECT_EQ(code, c.code);
+    SCOPED_TRACE(testing::Message() << "case #" << (&c - cases));
+    JCHAR out[64];
+    std::fill(std::begin(out), std::end(out), u'?');
+    EXPECT_EQ(c.query(c.context, c.item, out, c.size), c.code);
+    EXPECT_EQ(std::u16string(out), c.expected);
   }
-  ID code;
-  EXPECT_EQ(ask(vyrGetUserInfo, context, u"USER", &code, 3), u"JD") << "cut to the buffer, terminated";
-  EXPECT_EQ(vyrGetUserInfo(context, u"USER", nullptr, 10), ER_ERROR);
-  JCHAR one[1] = {u'?'};
-  EXPECT_EQ(vyrGetUserInfo(context, u"USER", one, 0), ER_ERROR);
-  EXPECT_EQ(one[0], u'?') << "size 0 writes nothing";
-
-  // Without a context the current one answers; with none current, nothing does.
-  EXPECT_EQ(ask(vyrGetUserInfo, nullptr, u"USER", &code), u"");
-  EXPECT_EQ(code, ER_ERROR);
+  JCHAR out[8] = {u'?'};
+  EXPECT_EQ(vyrGetUserInfo(context, u"USER", out, 0), ER_ERROR);
+  EXPECT_EQ(out[0], u'?') << "size 0 writes nothing";
   {
-    vyr::ContextScope scope(context);
-    EXPECT_EQ(ask(vyrGetUserInfo, nullptr, u"USER", &code), u"JDOE");
+    vyr::ContextScope scope(context);  // without a context given, the current one answers
+    EXPECT_EQ(vyrGetUserInfo(nullptr, u"USER", out, 8), ER_SUCCESS);
+    EXPECT_EQ(std::u16string(out), u"JDOE");
   }
-  JCHAR currency[4];
-  EXPECT_EQ(vyrGetCurrencyCode(context, currency, 4), ER_SUCCESS);
-  EXPECT_EQ(std::u16string(currency), u"");
-  ASSERT_TRUE(vyr::setSetting(context, "currency", "EUR", &error));
-  EXPECT_EQ(vyrGetCurrencyCode(context, currency, 4), ER_SUCCESS);
-  EXPECT_EQ(std::u16string(currency), u"EUR");
+  ASSERT_TRUE(vyr::setSetting(context, "currency", "EUR", nullptr));
+  EXPECT_EQ(vyrGetCurrencyCode(context, out, 4), ER_SUCCESS);
+  EXPECT_EQ(std::u16string(out), u"EUR");
   vyr::freeContext(context);
 }
 
@@ -78,8 +62,6 @@ TEST(Queries, ClientTypeAndDirectorySwitchFollowTheCurrentContext) {
   LPBHVRCOM plain = vyr::createContext();
   int enabled = -1;
   EXPECT_EQ(vyrGetClientType(), 1);
-  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(nullptr, &enabled), ER_SUCCESS);
-  EXPECT_EQ(enabled, 0);
   {
     vyr::ContextScope outer(mobile);
     EXPECT_EQ(vyrGetClientType(), 2);
@@ -88,6 +70,8 @@ TEST(Queries, ClientTypeAndDirectorySwitchFollowTheCurrentContext) {
     {
       vyr::ContextScope inner(plain);
       EXPECT_EQ(vyrGetClientType(), 1);
+      EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(nullptr, &enabled), ER_SUCCESS);
+      EXPECT_EQ(enabled, 0);
     }
     EXPECT_EQ(vyrGetClientType(), 2);
   }
@@ -96,7 +80,7 @@ TEST(Queries, ClientTypeAndDirectorySwitchFollowTheCurrentContext) {
   vyr::freeContext(plain);
 }
 
-TEST(Queries, CenturyChangeComesFromTheSettingAndItemsAreReleased) {
+TEST(Queries, CenturyChangeComesFromTheSettingAndEverythingIsReleased) {
   LPBHVRCOM context = vyr::createContext({{"CENTCHG", "30"}});
   LPDDDICT dict = vyrOpenDictionaryX(context);
   ASSERT_NE(dict, nullptr);
@@ -111,14 +95,13 @@ TEST(Queries, CenturyChangeComesFromTheSettingAndItemsAreReleased) {
   EXPECT_EQ(vyrAllocFetchDDItemFromDDItemName(dict, u"CENTCHG"), nullptr) << "a closed dictionary answers nothing";
   vyrCloseDictionary(dict);
 
-  LPBHVRCOM defaults = vyr::createContext();
-  dict = vyrOpenDictionaryX(defaults);
-  vyr::freeContext(defaults);  // closes what was left open
+  LPBHVRCOM other = vyr::createContext();
+  dict = vyrOpenDictionaryX(other);
+  vyr::freeContext(other);  // closes the dictionary left open (the leak check would see it otherwise)
   EXPECT_EQ(vyrAllocFetchDDItemFromDDItemName(dict, u"CENTCHG"), nullptr);
 
   ASSERT_TRUE(vyr::setSetting(context, "fail", "vyrOpenDictionaryX", nullptr));
   EXPECT_EQ(vyrOpenDictionaryX(context), nullptr);
-  EXPECT_EQ(vyrOpenDictionaryX(nullptr), nullptr);
   vyr::freeContext(context);
 }
 
@@ -129,46 +112,36 @@ TEST(Queries, ProcessFacts) {
     ASSERT_EQ(vyrCreateGuidString(guid, 37), ER_SUCCESS);
     const std::u16string text(guid);
     ASSERT_EQ(text.size(), 36u);
-    for (size_t p : {8, 13, 18, 23}) EXPECT_EQ(text[p], u'-');
-    EXPECT_EQ(text[14], u'4') << "a random GUID";
+    EXPECT_TRUE(text[8] == u'-' && text[13] == u'-' && text[18] == u'-' && text[23] == u'-' && text[14] == u'4');
     seen.insert(text);
   }
   EXPECT_EQ(seen.size(), 50u);
   EXPECT_EQ(vyrCreateGuidString(guid, 36), ER_ERROR) << "no room for the terminator";
-
-  const ID first = vyrUniqueId(), second = vyrUniqueId();
+  const ID first = vyrUniqueId();
   EXPECT_NE(first, 0u);
-  EXPECT_GT(second, first);
-  EXPECT_GT(vyrGetPid(), 0);
-  JCHAR host[256];
-  EXPECT_EQ(vyrGetHostName(host, 256), ER_SUCCESS);
-  EXPECT_GT(std::u16string(host).size(), 0u);
+  EXPECT_GT(vyrUniqueId(), first);
 }
 
-std::u16string gBoxText, gBoxCaption;
+std::u16string gBox;
 void recordBox(std::u16string_view text, std::u16string_view caption) noexcept {
-  gBoxText = text;
-  gBoxCaption = caption;
+  gBox = std::u16string(caption) + u"|" + std::u16string(text);
 }
 
 TEST(Queries, LogEntriesGoToTheTraceAndMessageBoxesToTheHandler) {
   LPBHVRCOM context = vyr::createContext();
+  const std::u16string wide(3000, u'w');
   {
     vyr::ContextScope scope(context);
     vyrWriteLogEntry("B0000001", 42, u"value %d of %ls", 7, u"eight");
     vyrWriteLogEntry(nullptr, 1, nullptr);
-    const std::u16string wide(3000, u'w');
     vyrWriteLogEntry("LONG", 2, u"%ls", wide.c_str());
   }
-  ASSERT_EQ(context->trace.size(), 2u);
-  EXPECT_EQ(context->trace[0], u"B0000001(42): value 7 of eight");
-  EXPECT_EQ(context->trace[1], u"LONG(2): " + std::u16string(3000, u'w')) << "long entries are not cut";
+  EXPECT_EQ(context->trace, (std::vector<std::u16string>{u"B0000001(42): value 7 of eight", u"LONG(2): " + wide}));
   vyr::freeContext(context);
 
   vyr::setMessageBoxHandler(recordBox);
   EXPECT_EQ(MessageBoxW(nullptr, u"text", u"caption", 0), 1);
-  EXPECT_EQ(gBoxText, u"text");
-  EXPECT_EQ(gBoxCaption, u"caption");
+  EXPECT_EQ(gBox, u"caption|text");
   vyr::setMessageBoxHandler(nullptr);
 }
 

@@ -11,12 +11,6 @@
 
 namespace {
 
-struct Buffer {
-  std::vector<unsigned char> bytes;
-  Buffer(int kind, uint32_t width) : bytes(vyr::valueSize(kind, width), 0xAB) {}
-  void *data() { return bytes.data(); }
-};
-
 TEST(ValueText, TextsRoundTripForEveryKind) {
   struct Case {
     int kind;
@@ -51,15 +45,14 @@ TEST(ValueText, TextsRoundTripForEveryKind) {
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(std::string(vyr::valueKindName(c.kind)) + " '" + c.text + "'");
-    Buffer buffer(c.kind, c.width);
+    std::vector<unsigned char> bytes(vyr::valueSize(c.kind, c.width), 0xAB), again(bytes);
     std::string error;
-    ASSERT_TRUE(vyr::parseValue(c.kind, c.width, c.text, buffer.data(), &error)) << error;
-    const auto back = vyr::formatValue(c.kind, c.width, buffer.data());
+    ASSERT_TRUE(vyr::parseValue(c.kind, c.width, c.text, bytes.data(), &error)) << error;
+    const auto back = vyr::formatValue(c.kind, c.width, bytes.data());
     ASSERT_TRUE(back.has_value());
     EXPECT_EQ(*back, c.back);
-    Buffer again(c.kind, c.width);
     ASSERT_TRUE(vyr::parseValue(c.kind, c.width, *back, again.data(), &error)) << error;
-    EXPECT_EQ(again.bytes, buffer.bytes) << "the printed text reads back to the same bytes";
+    EXPECT_EQ(again, bytes) << "the printed text reads back to the same bytes";
   }
 }
 
@@ -83,17 +76,10 @@ TEST(ValueText, BytesAreLaidOutAsTheAbiSays) {
   raw.nDecimalPosition = 2;
   EXPECT_EQ(vyr::formatValue(VYR_DSK_MATH, 1, &raw), "0.00") << "an empty String reads as zero";
 
-  VYRDATE date;
-  ASSERT_TRUE(vyr::parseValue(VYR_DSK_DATE, 1, "2023-11-05", &date, &error));
-  EXPECT_EQ(date.nYear, 2023);
-  EXPECT_EQ(date.nMonth, 11);
-  EXPECT_EQ(date.nDay, 5);
-
   UTIME stamp;
   ASSERT_TRUE(vyr::parseValue(VYR_DSK_UTIME, 1, "1970-01-02T00:00:01Z", &stamp, &error));
   EXPECT_EQ(stamp.llMicroseconds, 86401LL * 1000000);
   EXPECT_EQ(stamp.cSet, 1);
-
   JCHAR text[4];
   ASSERT_TRUE(vyr::parseValue(VYR_DSK_STRING, 3, "ab", text, &error));
   EXPECT_EQ(text[0], u'a');
@@ -101,24 +87,19 @@ TEST(ValueText, BytesAreLaidOutAsTheAbiSays) {
   EXPECT_EQ(text[3], 0) << "the rest and the terminator are zero";
 }
 
-TEST(ValueText, NullDatesAndTimestamps) {
+TEST(ValueText, OnlyDatesAndTimestampsAreNull) {
   std::string error;
   VYRDATE date{2024, 1, 1};
   ASSERT_TRUE(vyr::parseNullValue(VYR_DSK_DATE, 1, &date, &error));
   EXPECT_FALSE(vyr::formatValue(VYR_DSK_DATE, 1, &date).has_value());
-  date = VYRDATE{2024, 1, 1};
-  ASSERT_TRUE(vyr::parseValue(VYR_DSK_DATE, 1, "", &date, &error));
-  EXPECT_EQ(date.nYear, 0);
   UTIME stamp{5, 0, 1, 0};
-  ASSERT_TRUE(vyr::parseNullValue(VYR_DSK_UTIME, 1, &stamp, &error));
+  ASSERT_TRUE(vyr::parseValue(VYR_DSK_UTIME, 1, "", &stamp, &error));
   EXPECT_FALSE(vyr::formatValue(VYR_DSK_UTIME, 1, &stamp).has_value());
-  void *pointer = nullptr;
-  EXPECT_FALSE(vyr::formatValue(VYR_DSK_POINTER, 1, &pointer).has_value());
-  pointer = &date;
+  void *pointer = &date;
   EXPECT_EQ(vyr::formatValue(VYR_DSK_POINTER, 1, &pointer)->substr(0, 2), "0x");
   int32_t number = 4;
   EXPECT_FALSE(vyr::parseNullValue(VYR_DSK_INT, 1, &number, &error));
-  EXPECT_NE(error.find("null"), std::string::npos);
+  EXPECT_EQ(number, 4);
 }
 
 TEST(ValueText, WhatDoesNotFitIsRefusedWithTheReasonAndBytesUntouched) {
@@ -173,16 +154,6 @@ TEST(ValueText, WhatDoesNotFitIsRefusedWithTheReasonAndBytesUntouched) {
     EXPECT_NE(error.find(c.reason), std::string::npos) << error;
     EXPECT_EQ(bytes, std::vector<unsigned char>(64, 0xAB));
   }
-}
-
-TEST(ValueText, KindsAndSizes) {
-  EXPECT_STREQ(vyr::valueKindName(VYR_DSK_UTIME), "utime");
-  EXPECT_EQ(vyr::valueKindName(0), nullptr);
-  EXPECT_EQ(vyr::valueSize(VYR_DSK_STRING, 10), 22u);
-  EXPECT_EQ(vyr::valueSize(VYR_DSK_MATH, 1), 49u);
-  EXPECT_EQ(vyr::valueSize(VYR_DSK_BYTES, 7), 7u);
-  EXPECT_TRUE(vyr::valueIsInteger(VYR_DSK_SHORT));
-  EXPECT_FALSE(vyr::valueIsInteger(VYR_DSK_MATH));
 }
 
 }  // namespace
