@@ -3,6 +3,7 @@
 #include <exception>
 #include <string>
 
+#include "db/host.h"
 #include "runtime/context.h"
 #include "runtime/jtext.h"
 #include "unicode/jchar_utf8.h"
@@ -165,6 +166,18 @@ VYR_EXPORT ID vyrGetEventRuleReturnCode(LPBHVRCOM lpBhvrCom) {
   return vyr::isLiveContext(lpBhvrCom) ? lpBhvrCom->eventRuleReturnCode : ER_SUCCESS;
 }
 
+// Opened on first use from the context's settings; why it cannot be goes to the trace.
 VYR_EXPORT HENV vyrGetBhvrEnvironment(LPBHVRCOM lpBhvrCom) {
-  return vyr::isLiveContext(lpBhvrCom) ? lpBhvrCom->environment : nullptr;
+  if (!vyr::isLiveContext(lpBhvrCom)) return nullptr;
+  try {
+    std::string error;
+    HENV environment = vyr::db::contextEnvironment(lpBhvrCom, &error);
+    if (environment == nullptr && !error.empty()) {
+      vyr::ContextScope scope(lpBhvrCom);  // the line belongs to the context's trace
+      vyr::writeTraceLine(u"vyrGetBhvrEnvironment: " + vyr::fromUtf8(error));
+    }
+    return environment;
+  } catch (...) {
+    return nullptr;
+  }
 }

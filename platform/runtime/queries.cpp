@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <string>
 
+#include "db/layer.h"
 #include "runtime/context.h"
 #include "runtime/jtext.h"
 #include "unicode/jchar_utf8.h"
@@ -90,11 +91,14 @@ VYR_EXPORT int vyrGetClientType(void) {
   return vyr::currentSettingIs("clienttype", "2") ? 2 : 1;
 }
 
-// The table layer gives no way yet from a behaviour handle to its context,
-// so the switch is read from the context current on the thread.
-VYR_EXPORT ID vyrSecIsLDAPAuthenticationEnabled(HUSER /*hUser*/, int *lpnEnabled) {
+// Read from the context the behaviour handle belongs to; a handle that is
+// not (or no longer) one answers ER_ERROR.
+VYR_EXPORT ID vyrSecIsLDAPAuthenticationEnabled(HUSER hUser, int *lpnEnabled) {
   if (lpnEnabled == nullptr) return ER_ERROR;
-  *lpnEnabled = vyr::currentSettingIs("ldap", "1") ? 1 : 0;
+  *lpnEnabled = 0;
+  const std::shared_ptr<vyr::db::User> user = vyr::db::users().find(vyr::db::handleId(hUser));
+  if (user == nullptr || !vyr::isLiveContext(user->context)) return ER_ERROR;
+  *lpnEnabled = vyr::setting(user->context, "ldap") == "1" ? 1 : 0;
   return ER_SUCCESS;
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/B0100044.h"
 #include "frame/B0900102.h"
 #include "frame/MD_DEBUG.h"
 #include "runtime/context.h"
@@ -126,8 +127,8 @@ TEST_F(Frame, MDDebugShowsTheSameTextInAMessageBox) {
 }
 
 TEST_F(Frame, MissingArgumentsAreError4363OnItemZero) {
-  DSD0900102 ds{};
-  for (LPBSFN fn : {LPBSFN(WriteToVYRLog), LPBSFN(MDDebug)}) {
+  DSD0900102 ds{};  // large enough for every one of them
+  for (LPBSFN fn : {LPBSFN(WriteToVYRLog), LPBSFN(MDDebug), LPBSFN(SetNERReturnCode)}) {
     for (int missing = 0; missing < 3; ++missing) {
       context->errors.clear();
       context->trace.clear();
@@ -140,6 +141,25 @@ TEST_F(Frame, MissingArgumentsAreError4363OnItemZero) {
       EXPECT_TRUE(context->trace.empty()) << "nothing else happened";
     }
   }
+}
+
+TEST_F(Frame, SetNERReturnCodeTurnsTheEventRuleCodeIntoTheResult) {
+  struct Case {
+    int32_t code;
+    ID expected;
+  } const cases[] = {{7, ER_SUCCESS}, {1, ER_WARNING}, {2, ER_ERROR}, {0, ER_SUCCESS}, {-1, ER_SUCCESS}};
+  for (const Case &c : cases) {
+    DSD0100044 ds{c.code};
+    EXPECT_EQ(SetNERReturnCode(context, vyr::userEnvironment(context), &ds), c.expected) << c.code;
+  }
+  EXPECT_TRUE(context->errors.empty());
+  EXPECT_TRUE(context->resources.empty()) << "the behaviour handle is freed";
+
+  ASSERT_TRUE(vyr::setSetting(context, "fail", "VDB_InitBhvr", nullptr));
+  DSD0100044 ds{1};
+  EXPECT_EQ(SetNERReturnCode(context, vyr::userEnvironment(context), &ds), ER_ERROR);
+  ASSERT_EQ(context->errors.size(), 1u);
+  EXPECT_EQ(context->errors[0].id, u"3143");
 }
 
 // What a library exports, from its dynamic symbol table.

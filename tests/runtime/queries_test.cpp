@@ -57,25 +57,33 @@ TEST(Queries, AnswerFromSettingsWithDefaultsAndOverrides) {
   vyr::freeContext(context);
 }
 
-TEST(Queries, ClientTypeAndDirectorySwitchFollowTheCurrentContext) {
+TEST(Queries, ClientTypeFollowsTheCurrentContextAndTheDirectorySwitchTheHandles) {
   LPBHVRCOM mobile = vyr::createContext({{"clienttype", "2"}, {"ldap", "1"}});
   LPBHVRCOM plain = vyr::createContext();
-  int enabled = -1;
   EXPECT_EQ(vyrGetClientType(), 1);
   {
     vyr::ContextScope outer(mobile);
     EXPECT_EQ(vyrGetClientType(), 2);
-    EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(nullptr, &enabled), ER_SUCCESS);
-    EXPECT_EQ(enabled, 1);
     {
       vyr::ContextScope inner(plain);
       EXPECT_EQ(vyrGetClientType(), 1);
-      EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(nullptr, &enabled), ER_SUCCESS);
-      EXPECT_EQ(enabled, 0);
     }
     EXPECT_EQ(vyrGetClientType(), 2);
   }
-  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(nullptr, nullptr), ER_ERROR);
+  HUSER onMobile = nullptr, onPlain = nullptr;
+  ASSERT_EQ(VDB_InitBhvr(mobile, &onMobile, nullptr, 0), VDB_SUCCESS);
+  ASSERT_EQ(VDB_InitBhvr(plain, &onPlain, nullptr, 0), VDB_SUCCESS);
+  int enabled = -1;
+  vyr::ContextScope current(plain);  // the handle decides, not the current context
+  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onMobile, &enabled), ER_SUCCESS);
+  EXPECT_EQ(enabled, 1);
+  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onPlain, &enabled), ER_SUCCESS);
+  EXPECT_EQ(enabled, 0);
+  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onMobile, nullptr), ER_ERROR);
+  VDB_FreeBhvr(onMobile);
+  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onMobile, &enabled), ER_ERROR) << "a freed handle is refused";
+  EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(reinterpret_cast<HUSER>(&enabled), &enabled), ER_ERROR);
+  VDB_FreeBhvr(onPlain);
   vyr::freeContext(mobile);
   vyr::freeContext(plain);
 }
