@@ -22,23 +22,15 @@ extern "C" const BSFN_CATALOG_ENTRY *famoflasCompanionsCatalog(size_t *lpnCount)
 namespace sectest {
 
 inline MATH_NUMERIC math(const char16_t *text) {
-  MATH_NUMERIC value;
-  ZeroMathNumeric(&value);
-  EXPECT_EQ(ParseNumericString(&value, text), ER_SUCCESS) << "bad number in test";
+  MATH_NUMERIC value{};
+  EXPECT_EQ(ParseNumericString(&value, text), ER_SUCCESS);
   return value;
 }
 
 // Limits in record order: length, digits, letters, consecutive, special.
 inline PasswordPolicy policy(const char16_t *length, const char16_t *digits, const char16_t *letters,
                              const char16_t *consecutive, const char16_t *special) {
-  PasswordPolicy p;
-  std::memset(&p, 0, sizeof p);
-  p.mnMinimumLength = math(length);
-  p.mnMinimumNumerics = math(digits);
-  p.mnMinimumCharacters = math(letters);
-  p.mnMaximumConsecutive = math(consecutive);
-  p.mnMinimumSpecial = math(special);
-  return p;
+  return PasswordPolicy{math(length), math(digits), math(letters), math(consecutive), math(special)};
 }
 
 // A string member or column without its terminator and trailing blanks.
@@ -92,12 +84,8 @@ class PolicyTest : public ::testing::Test {
     LPBHVRCOM context = vyr::createContext(settings, &error);
     EXPECT_NE(context, nullptr) << error;
     contexts_.push_back(context);
-    settled_[context] = settle(context);
     return context;
   }
-
-  // Behaviour handles a context holds beyond its open database.
-  size_t handlesHeld(LPBHVRCOM context) { return context->resources.size() - settled_[context]; }
 
   // Runs a business function by name the way the platform does.
   static ID call(LPBHVRCOM context, const char *function, void *ds) {
@@ -106,19 +94,15 @@ class PolicyTest : public ::testing::Test {
     return entry == nullptr ? ER_ERROR : vyr::callFunction(context, *entry, ds);
   }
 
-  ID validate(LPBHVRCOM context, const std::u16string &password, DSD9500929B *out = nullptr) {
-    DSD9500929B ds;
-    std::memset(&ds, 0, sizeof ds);
-    vyrStrcpyFillAndTerminate(ds.szPassword, password.c_str(), B9500929_PASSWORD_LENGTH + 1, 0);
-    const ID result = call(context, "ValidatePasswordPolicyFromF98QXSEC", &ds);
-    if (out != nullptr) *out = ds;
-    return result;
+  static ID validate(LPBHVRCOM context, const std::u16string &password, DSD9500929B *ds) {
+    *ds = DSD9500929B{};
+    vyrStrcpyFillAndTerminate(ds->szPassword, password.c_str(), B9500929_PASSWORD_LENGTH + 1, 0);
+    return call(context, "ValidatePasswordPolicyFromF98QXSEC", ds);
   }
 
   std::string dir_;
   LPBHVRCOM context_ = nullptr;
   std::vector<LPBHVRCOM> contexts_;
-  std::map<LPBHVRCOM, size_t> settled_;
 };
 
 }  // namespace sectest
