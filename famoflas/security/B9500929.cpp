@@ -137,7 +137,7 @@ int CountReachesLimit(const JCHAR *lpszPassword, int nLast, const MATH_NUMERIC *
   return 0;
 }
 
-// The one rule of the validation order: its limit, its check and its error.
+// One step of the validation order: its limit, its check and its error.
 typedef struct {
   const MATH_NUMERIC *lpLimit;
   int (*fnCheck)(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit);
