@@ -10,6 +10,7 @@
 
 #include "dsjson.h"
 #include "run.h"
+#include "tables.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
@@ -140,6 +141,10 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas batch FILE|-                                      run JSON lines of calls\n"
          "  famoflas list                                              registered functions and source objects\n"
          "  famoflas describe NAME                                     members of a function's data structure\n"
+         "  famoflas db init                                           create the tables of the database\n"
+         "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
+         "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
+         "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
          "  famoflas --version | --help | COMMAND --help\n\n"
          "Options of every command:\n"
          "  --db PATH             database of the context's environment (default: famoflas.db here)\n"
@@ -320,7 +325,7 @@ int run(int argc, char **argv) {
   }
   if (args.command.empty()) throw UsageError{"no command given (see famoflas --help)"};
   const std::string &command = args.command;
-  if (command != "call" && command != "batch" && command != "list" && command != "describe")
+  if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db")
     throw UsageError{"unknown command '" + command + "' (see famoflas --help)"};
   if (args.dsJson && command != "call") throw UsageError{"--ds-json belongs to call"};
   // Refuse bad settings before anything is loaded.
@@ -336,6 +341,13 @@ int run(int argc, char **argv) {
   }
   vyr::setMessageBoxHandler(showMessageBox);
   const std::string database = args.database.value_or("famoflas.db");
+  if (command == "db") {
+    try {
+      return famoflas::runTablesCommand(args.positionals, famoflas::contextSettings(settings, database));
+    } catch (const famoflas::TablesCommandError &e) {
+      throw UsageError{e.message};
+    }
+  }
   if (command == "call") return runCallCommand(args, database);
   if (command == "batch") return runBatchCommand(args, database);
   if (command == "describe") return runDescribeCommand(args);
