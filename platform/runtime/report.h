@@ -81,8 +81,8 @@ struct ReportState {
 // first violation returns false with the path and the reason in *error, and
 // *state is left as it was.
 bool reportFromJson(const nlohmann::json &json, ReportState *state, std::string *error);
-// The JSON form of the state, every key present.
-nlohmann::json reportToJson(const ReportState &state);
+// The JSON form of the state, every key present, in the order of the documentation.
+nlohmann::ordered_json reportToJson(const ReportState &state);
 
 // Attaches a copy of the state to the context, replacing the report it had.
 // It lives until it is detached or the context is freed. False (nothing

@@ -303,7 +303,8 @@ bool reportFromJson(const json &json, ReportState *state, std::string *error) {
   return false;
 }
 
-nlohmann::json reportToJson(const ReportState &state) {
+nlohmann::ordered_json reportToJson(const ReportState &state) {
+  using json = nlohmann::ordered_json;
   json sections = json::array();
   for (const ReportSection &s : state.sections) {
     json sequence = json::array();

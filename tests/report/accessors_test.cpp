@@ -121,10 +121,10 @@ TEST_F(ReportAccessors, ControlsRecordSendMessageAndStopRequests) {
   ASSERT_EQ(call(ubeReportDisableSendMessage, ds), ER_SUCCESS);
   EXPECT_TRUE(state().sendMessageDisabled);
   ASSERT_EQ(call(ubeReportStopBatch, ds), ER_SUCCESS);
-  EXPECT_EQ(vyr::reportToJson(state())["stop"], (json{{"withError", false}, {"message", ""}}));
+  EXPECT_EQ(vyr::reportToJson(state())["stop"], (nlohmann::ordered_json{{"withError", false}, {"message", ""}}));
   ASSERT_EQ(call(ubeReportStopBatchWithError, ds), ER_SUCCESS);
   EXPECT_EQ(vyr::reportToJson(state())["stop"],
-            (json{{"withError", true},
+            (nlohmann::ordered_json{{"withError", true},
                   {"message", "This is a test for the system API ubeSection_StopBatchProcessWithError"}}));
 }
 
@@ -280,7 +280,7 @@ TEST_F(ReportAccessors, MissingArgumentsAreRefusedWith4363) {
        {ubeSectionGetLevelNID, ubeSectionGetNumLevelBreaks, ubeTabGetLevelBreak, ubeTabGetLevelNumber,
         ubeTabIsLevelBrkHdrActive}},
   };
-  const json before = vyr::reportToJson(state());
+  const nlohmann::ordered_json before = vyr::reportToJson(state());
   LPVOID env = vyr::userEnvironment(context_);
   for (const auto &object : objects) {
     for (size_t i = 0; i < object.accessors.size(); ++i) {

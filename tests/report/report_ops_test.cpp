@@ -11,6 +11,7 @@
 namespace {
 
 using nlohmann::json;
+using ordered = nlohmann::ordered_json;
 
 const json kReport = json::parse(R"({
   "name": "R0010",
@@ -154,7 +155,7 @@ TEST_F(ReportOperations, StopInErrorKeepsItsFirstMessage) {
   ASSERT_TRUE(ubeReport_StopBatchProcess(report()));
   EXPECT_TRUE(state().stop->withError);
   EXPECT_EQ(state().stop->message, u"first");
-  EXPECT_EQ(vyr::reportToJson(state())["stop"], (json{{"withError", true}, {"message", "first"}}));
+  EXPECT_EQ(vyr::reportToJson(state())["stop"], (ordered{{"withError", true}, {"message", "first"}}));
 }
 
 TEST_F(ReportOperations, SubsystemRecordsAreQueuedInOrder) {
@@ -163,7 +164,7 @@ TEST_F(ReportOperations, SubsystemRecordsAreQueuedInOrder) {
   EXPECT_FALSE(ubeReport_AddSubsystemRecord(report(), u"   ", u"V1", u"k")) << "a record needs a report";
   EXPECT_FALSE(ubeReport_AddSubsystemRecord(report(), u"R123456789X", u"V1", u"k"));
   EXPECT_EQ(vyr::reportToJson(state())["subsystemRecords"],
-            (json{{{"report", "R42565"}, {"version", "ZJDE0001"}, {"key", "ORDER 4711"}},
+            (ordered{{{"report", "R42565"}, {"version", "ZJDE0001"}, {"key", "ORDER 4711"}},
                   {{"report", "R42565"}, {"version", ""}, {"key", ""}}}));
 }
 

@@ -33,11 +33,11 @@ TEST(ReportState, SampleReadsAndPrintsBackUnchanged) {
   EXPECT_EQ(section.levelBreaks, (std::vector<int32_t>{101, 102}));
 
   // Printing gives the full form; reading that back and printing again changes nothing.
-  const json printed = vyr::reportToJson(state);
+  const nlohmann::ordered_json printed = vyr::reportToJson(state);
   EXPECT_EQ(printed["sections"][0]["dataSelectionInUse"], 0);
   EXPECT_EQ(printed["sections"][1]["dataSelections"][0][0]["connector"], "AND");
   vyr::ReportState again;
-  ASSERT_TRUE(vyr::reportFromJson(printed, &again, &error)) << error;
+  ASSERT_TRUE(vyr::reportFromJson(json::parse(printed.dump()), &again, &error)) << error;
   EXPECT_EQ(vyr::reportToJson(again), printed);
 }
 
