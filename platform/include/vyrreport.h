@@ -72,7 +72,7 @@ typedef struct tagUBE_DATA_SELECTION {
 
 /* ---- The report ------------------------------------------------------------ */
 
-/* The report's name (e.g. "R0006P"); FALSE when refused. */
+/* The report's name (e.g. "RPT0006"); FALSE when refused. */
 VYR_EXPORT BOOL ubeReport_GetName(HREPORT hReport, JCHAR *lpszName, size_t nSize);
 /* The page being written; FALSE when refused. */
 VYR_EXPORT BOOL ubeReport_GetPageNumber(HREPORT hReport, int32_t *lpnPage);

@@ -159,14 +159,14 @@ TEST_F(Command, RefusalsCallNothingAndExit64WithOneLine) {
 
 // A report state goes in with the call and comes back as the call left it.
 TEST_F(Command, ReportStateIsAttachedAndPrintedBack) {
-  std::ofstream(dir / "report.json") << R"({"name": "R0006P", "pageNumber": 2})";
+  std::ofstream(dir / "report.json") << R"({"name": "RPT0006", "pageNumber": 2})";
   Outcome r = run({"call", "ubeSetPageNumber", "nPageNumber=7", "--report", "report.json"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.result()["ds"]["szPageNumberSet"], "TRUE");
   EXPECT_EQ(r.result()["report"]["pageNumber"], 7);
-  EXPECT_EQ(r.result()["report"]["name"], "R0006P");
+  EXPECT_EQ(r.result()["report"]["name"], "RPT0006");
 
-  r = run({"call", "ubeReportStopBatchWithError", "--report", "-"}, R"({"name": "R0006P"})");
+  r = run({"call", "ubeReportStopBatchWithError", "--report", "-"}, R"({"name": "RPT0006"})");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.result()["report"]["stop"],
             (json{{"withError", true},

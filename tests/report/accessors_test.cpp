@@ -19,17 +19,17 @@ namespace {
 using nlohmann::json;
 
 const json kReport = json::parse(R"({
-  "name": "R09801", "pageNumber": 4, "preview": true, "template": true,
-  "sourceEnvironment": "PD920", "targetEnvironment": "PY920",
+  "name": "RPT0008", "pageNumber": 4, "preview": true, "template": true,
+  "sourceEnvironment": "PROD", "targetEnvironment": "TEST",
   "currentSection": 20,
   "sections": [
-    {"id": 10, "name": "Detail", "version": "XJDE0001",
+    {"id": 10, "name": "Detail", "version": "STD0001",
      "dataSequence": [{"table": "F0101", "item": "AN8"}],
-     "dataSelections": [[{"item": "AT1", "value": "C"}]]},
-    {"id": 20, "name": "Totals", "version": "XJDE0001", "row": 31, "column": 6,
-     "reverseSign": true, "balanceAuditor": true, "tableInfo": "F0911",
-     "dataSequence": [{"table": "F0911", "item": "CO"}, {"table": "F0911", "item": "MCU"}],
-     "dataSelections": [[{"item": "LT", "value": "AA"}], [{"item": "LT", "value": "BA"}]],
+     "dataSelections": [[{"item": "CRCD", "value": "C"}]]},
+    {"id": 20, "name": "Totals", "version": "STD0001", "row": 31, "column": 6,
+     "reverseSign": true, "balanceAuditor": true, "tableInfo": "F0015",
+     "dataSequence": [{"table": "F0015", "item": "CRCD"}, {"table": "F0015", "item": "MMCU"}],
+     "dataSelections": [[{"item": "CRCD", "value": "EUR"}], [{"item": "CRCD", "value": "USD"}]],
      "levelBreaks": [301, 302, 303], "levelNumber": 2, "levelBreak": 3, "levelBreakHeaderActive": true}
   ]
 })");
@@ -74,9 +74,9 @@ TEST_F(ReportAccessors, ReportQueriesAnswerFromTheReport) {
   ASSERT_EQ(call(ubeReportGetName, name), ER_SUCCESS);
   EXPECT_EQ(std::u16string(preview.szPreviewMode), u"TRUE");
   EXPECT_EQ(page.nPageNumber, 4);
-  EXPECT_EQ(std::u16string(source.szEnvironment), u"PD920");
-  EXPECT_EQ(std::u16string(target.szEnvironment), u"PY920");
-  EXPECT_EQ(std::u16string(name.szReportName), u"R09801");
+  EXPECT_EQ(std::u16string(source.szEnvironment), u"PROD");
+  EXPECT_EQ(std::u16string(target.szEnvironment), u"TEST");
+  EXPECT_EQ(std::u16string(name.szReportName), u"RPT0008");
 
   state().preview = false;
   ASSERT_EQ(call(ubeReportGetPreviewMode, preview), ER_SUCCESS);
@@ -149,8 +149,8 @@ TEST_F(ReportAccessors, SectionQueriesAnswerForTheCurrentSection) {
   EXPECT_EQ(column.nColumnNumber, 6);
   EXPECT_EQ(reverse.cReverseSign, u'1');
   EXPECT_EQ(std::u16string(auditor.szBalanceAuditorDefined), u"TRUE");
-  EXPECT_EQ(std::u16string(item.szDataItem), u"MCU");
-  EXPECT_EQ(std::u16string(table.szTableName), u"F0911");
+  EXPECT_EQ(std::u16string(item.szDataItem), u"MMCU");
+  EXPECT_EQ(std::u16string(table.szTableName), u"F0015");
   state().sections[1].reverseSign = state().sections[1].balanceAuditor = false;
   call(ubeSectionGetReverseSign, reverse);
   call(ubeSectionIsBalanceAuditorDefine, auditor);
@@ -178,11 +178,11 @@ TEST_F(ReportAccessors, DataSequencePassesNamesOnlyWhenBothAreFilled) {
     long item;
     const char16_t *table, *dataItem;
   } const cases[] = {
-      {u"Detail", u"XJDE0001", 1, u"F0101", u"AN8"},  // names passed: Detail
-      {u"Detail", u"        ", 1, u"F0911", u"CO"},   // blank version: current section
-      {u"", u"XJDE0001", 2, u"F0911", u"MCU"},        // empty name: current section
-      {u"", u"", 1, u"F0911", u"CO"},
-      {u"Detail", u"XJDE0002", 1, u"", u""},  // names passed, no such section
+      {u"Detail", u"STD0001", 1, u"F0101", u"AN8"},  // names passed: Detail
+      {u"Detail", u"        ", 1, u"F0015", u"CRCD"},   // blank version: current section
+      {u"", u"STD0001", 2, u"F0015", u"MMCU"},        // empty name: current section
+      {u"", u"", 1, u"F0015", u"CRCD"},
+      {u"Detail", u"STD0002", 1, u"", u""},  // names passed, no such section
   };
   for (const Case &c : cases) {
     DSD94NM16B5 ds;
@@ -204,10 +204,10 @@ TEST_F(ReportAccessors, DataSelectionPassesNamesOnlyWhenOneIsEmpty) {
     const char16_t *section, *version;
     int32_t totalsAfter, detailAfter;  // selection in use afterwards
   } const cases[] = {
-      {u"Detail", u"XJDE0001", 2, 0},  // both filled: null names, the current section changes
+      {u"Detail", u"STD0001", 2, 0},  // both filled: null names, the current section changes
       {u"Detail", u"", 0, 0},          // names passed; no Detail of version "" exists
-      {u"", u"XJDE0001", 0, 0},        // names passed; no section without a name
-      {u"   ", u"XJDE0001", 2, 0},     // blank is not empty: null names again
+      {u"", u"STD0001", 0, 0},        // names passed; no section without a name
+      {u"   ", u"STD0001", 2, 0},     // blank is not empty: null names again
   };
   for (const Case &c : cases) {
     state().sections[0].dataSelectionInUse = 0;

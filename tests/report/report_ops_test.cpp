@@ -14,14 +14,14 @@ using nlohmann::json;
 using ordered = nlohmann::ordered_json;
 
 const json kReport = json::parse(R"({
-  "name": "R0010",
+  "name": "RPT0010",
   "currentSection": 1,
   "sections": [
     {"id": 1, "name": "Main", "version": "V1", "dataSelections": [[{"item": "AN8"}]]},
     {"id": 2, "name": "Totals", "version": "V1",
-     "dataSequence": [{"table": "F0911", "item": "MCU", "descending": true}],
-     "dataSelections": [[{"table": "F0911", "item": "AID", "comparison": "<>", "value": "00000001"},
-                         {"table": "F0911", "item": "LT", "value": "AA", "connector": "OR"}]]}
+     "dataSequence": [{"table": "F0015", "item": "MMCU", "descending": true}],
+     "dataSelections": [[{"table": "F0015", "item": "AN8", "comparison": "<>", "value": "00000001"},
+                         {"table": "F0015", "item": "CRCD", "value": "EUR", "connector": "OR"}]]}
   ]
 })");
 
@@ -98,9 +98,9 @@ TEST_F(ReportOperations, NamedSectionsMatchNameAndVersionWithoutTrailingBlanks) 
     const char16_t *dataItem;  // item 1 of the section found
   } const cases[] = {
       {nullptr, nullptr, FALSE, u""},           // the current section has no sequence
-      {u"Totals", u"V1", TRUE, u"MCU"},
-      {u"Totals    ", u"V1   ", TRUE, u"MCU"},  // blank-padded members
-      {u"Totals", nullptr, TRUE, u"MCU"},       // any version
+      {u"Totals", u"V1", TRUE, u"MMCU"},
+      {u"Totals    ", u"V1   ", TRUE, u"MMCU"},  // blank-padded members
+      {u"Totals", nullptr, TRUE, u"MMCU"},       // any version
       {u"Totals", u"V2", FALSE, u""},
       {u"totals", u"V1", FALSE, u""},
       {u"", u"V1", FALSE, u""},
@@ -136,7 +136,7 @@ TEST_F(ReportOperations, DataSelectionInUseIsHandedOutAsACopy) {
   ASSERT_TRUE(ubeSection_GetDataSelection(report(), u"Totals", u"V1", &selection));
   ASSERT_EQ(selection->nEntries, 2);
   EXPECT_EQ(selection->nSelection, 1);
-  EXPECT_EQ(std::u16string(selection->lpEntries[0].szDataItem), u"AID");
+  EXPECT_EQ(std::u16string(selection->lpEntries[0].szDataItem), u"AN8");
   EXPECT_EQ(selection->lpEntries[0].nComparison, UBE_CMP_NE);
   EXPECT_EQ(std::u16string(selection->lpEntries[0].szValue), u"00000001");
   EXPECT_EQ(selection->lpEntries[1].nComparison, UBE_CMP_EQ);
@@ -159,20 +159,20 @@ TEST_F(ReportOperations, StopInErrorKeepsItsFirstMessage) {
 }
 
 TEST_F(ReportOperations, SubsystemRecordsAreQueuedInOrder) {
-  EXPECT_TRUE(ubeReport_AddSubsystemRecord(report(), u"R42565", u"ZJDE0001  ", u"ORDER 4711"));
-  EXPECT_TRUE(ubeReport_AddSubsystemRecord(report(), u"R42565", nullptr, nullptr));
+  EXPECT_TRUE(ubeReport_AddSubsystemRecord(report(), u"RSUB0001", u"ALT0001  ", u"KEY 4711"));
+  EXPECT_TRUE(ubeReport_AddSubsystemRecord(report(), u"RSUB0001", nullptr, nullptr));
   EXPECT_FALSE(ubeReport_AddSubsystemRecord(report(), u"   ", u"V1", u"k")) << "a record needs a report";
   EXPECT_FALSE(ubeReport_AddSubsystemRecord(report(), u"R123456789X", u"V1", u"k"));
   EXPECT_EQ(vyr::reportToJson(state())["subsystemRecords"],
-            (ordered{{{"report", "R42565"}, {"version", "ZJDE0001"}, {"key", "ORDER 4711"}},
-                  {{"report", "R42565"}, {"version", ""}, {"key", ""}}}));
+            (ordered{{{"report", "RSUB0001"}, {"version", "ALT0001"}, {"key", "KEY 4711"}},
+                  {{"report", "RSUB0001"}, {"version", ""}, {"key", ""}}}));
 }
 
 TEST_F(ReportOperations, TextAnswersAreCutToTheCallersBuffer) {
-  state().sections[0].tableInfo = u"F0911LA";
+  state().sections[0].tableInfo = u"F0015XY";
   JCHAR table[4] = {u'x', u'x', u'x', u'x'};
   EXPECT_TRUE(ubeSection_GetTableInfo(report(), table, 4));
-  EXPECT_EQ(std::u16string(table), u"F09");
+  EXPECT_EQ(std::u16string(table), u"F00");
   EXPECT_FALSE(ubeSection_GetTableInfo(report(), table, 0));
   EXPECT_FALSE(ubeSection_GetTableInfo(report(), nullptr, 11));
   EXPECT_FALSE(ubeSection_GetID(report(), nullptr));

@@ -23,12 +23,13 @@ TEST(ReportState, SampleReadsAndPrintsBackUnchanged) {
   vyr::ReportState state;
   std::string error;
   ASSERT_TRUE(vyr::reportFromJson(sampleReport(), &state, &error)) << error;
-  EXPECT_EQ(state.name, u"R0006P");
+  EXPECT_EQ(state.name, u"RPT0006");
   EXPECT_EQ(state.currentSection, 2);
   ASSERT_EQ(state.sections.size(), 2u);
   const vyr::ReportSection &section = state.sections[1];
   EXPECT_TRUE(section.dataSequence[1].descending);
-  EXPECT_EQ(section.dataSelections[1][0].comparison, UBE_CMP_GE);
+  EXPECT_EQ(section.dataSelections[1][0].comparison, UBE_CMP_EQ);
+  EXPECT_EQ(section.dataSelections[1][1].comparison, UBE_CMP_NE);
   EXPECT_EQ(section.dataSelections[1][1].connector, UBE_OR);
   EXPECT_EQ(section.levelBreaks, (std::vector<int32_t>{101, 102}));
 
