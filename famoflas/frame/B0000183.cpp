@@ -41,14 +41,12 @@ static BOOL DeleteInterfaceRecord(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHA
 }
 
 /*
- * Closes the cursor and ends the cache; when it cannot be ended, at least this
- * handle is released. TRUE when the cache (and any record left in it) is gone.
+ * Closes the cursor and releases the cache handle. The cache itself stays: a
+ * record that could not be read or dropped is still there for a later call.
  */
-static BOOL EndInterfaceCache(HUSER hUser, HCACHE hCache, HCUR hCursor) {
+static void CloseInterfaceCache(HUSER hUser, HCACHE hCache, HCUR hCursor) {
   if (hCursor != NULL) vyrCacheCloseCursor(hCache, hCursor);
-  if (vyrCacheTerminateAll(hUser, hCache) == VYRCACHE_SUCCESS) return TRUE;
   vyrCacheTerminate(hUser, hCache);
-  return FALSE;
 }
 
 /* Ends the geocode interface; FALSE when something was reported. */
@@ -66,10 +64,10 @@ static BOOL EndGeoCodeInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser)
     if (dsRecord.lpfnTerminate != NULL) dsRecord.lpfnTerminate();
     bDropped = DeleteInterfaceRecord(lpBhvrCom, lpVoid, B0000182_GEOCODE_CACHE, hCache, hCursor);
   }
-  const BOOL bCacheEnded = EndInterfaceCache(hUser, hCache, hCursor);
+  CloseInterfaceCache(hUser, hCache, hCursor);
   // Unloaded only once no cached record can lead to its entry points.
-  if (idFetched == VYRCACHE_SUCCESS && (bDropped || bCacheEnded)) FreeLibrary(dsRecord.hLibrary);
-  return idFetched == VYRCACHE_SUCCESS && bDropped;
+  if (bDropped) FreeLibrary(dsRecord.hLibrary);
+  return bDropped;
 }
 
 /* Ends the sales-tax interface; FALSE when something was reported. */
@@ -90,9 +88,9 @@ static BOOL EndSalesTaxInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser
     if (dsRecord.lpfnTerminate != NULL) dsRecord.lpfnTerminate();
     bDropped = DeleteInterfaceRecord(lpBhvrCom, lpVoid, B0000182_SALESTAX_CACHE, hCache, hCursor);
   }
-  const BOOL bCacheEnded = EndInterfaceCache(hUser, hCache, hCursor);
-  if (idFetched == VYRCACHE_SUCCESS && (bDropped || bCacheEnded)) FreeLibrary(dsRecord.hLibrary);
-  return idFetched == VYRCACHE_SUCCESS && bDropped;
+  CloseInterfaceCache(hUser, hCache, hCursor);
+  if (bDropped) FreeLibrary(dsRecord.hLibrary);
+  return bDropped;
 }
 
 FAMOFLAS_BSFN ID vyrFreeEnvBSFN(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS) {

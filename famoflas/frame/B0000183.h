@@ -12,9 +12,11 @@
 /*
  * For "GeoCodeInit" and then "SalesTaxInit": ends the recorded interface (its
  * terminate entry points; the sales-tax close entry with each selector first),
- * drops the record and unloads the plug-in, then ends the cache. A cache that
- * cannot be opened is "078L", one without a record "078N" (cache name as text
- * for both); either way the other cache and the clean-up functions still run:
+ * drops the record and unloads the plug-in, then releases its cache handle. A
+ * cache that cannot be opened is "078L", one without a readable record (or
+ * whose record cannot be dropped) "078N", with the cache name as text; a
+ * record left behind keeps its plug-in loaded for a later call. Either way
+ * the other cache and the clean-up functions still run:
  * ValidateGeoCode (mode "1"), X0901TerminateCaches (both flags "1") and
  * AAIRangeOfAccountsClear. Uses lpBhvrCom and lpVoid only. Returns ER_ERROR
  * when any step failed ("4363" arguments, "3143" behaviour handle, the cache

@@ -49,7 +49,9 @@ TEST_F(CleanUpCompanions, EndTheCachesTheyAreAskedFor) {
     for (const auto &[cache, n] : filled) {
       const bool keep = std::any_of(c.kept.begin(), c.kept.end(),
                                     [&](const char16_t *k) { return std::u16string_view(k) == cache; });
-      if (keep) EXPECT_EQ(recordsIn(cache), n);
+      if (keep) {
+        EXPECT_EQ(recordsIn(cache), n);
+      }
       kept += recordsIn(cache);
     }
     EXPECT_EQ(static_cast<ID>(kept), 10 - c.ended) << "nothing else was touched";
