@@ -32,7 +32,7 @@ TEST_F(CleanUpCompanions, EndTheCachesTheyAreAskedFor) {
     DSX0901TERMINATECACHES x0901{c.flag1, c.flag2, 0};
     DSAAIRANGECLEAR aai{0};
     const std::string f = c.function;
-    void *ds = f == "ValidateGeoCode" ? static_cast<void *>(&geo) : f == "X0901TerminateCaches" ? &x0901 : &aai;
+    void *ds = f == "ValidateGeoCode" ? static_cast<void *>(&geo) : f == "X0901TerminateCaches" ? static_cast<void *>(&x0901) : &aai;
     LPBHVRCOM context = newContext({{"fail", c.fault}});
     EXPECT_EQ(call(c.function, ds, context), c.result);
     EXPECT_EQ(geo.idLookupsEnded + x0901.idRecordsEnded + aai.idRangesCleared, c.ended);

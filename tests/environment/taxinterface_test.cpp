@@ -78,8 +78,8 @@ TEST_F(TaxInterface, AMissingControlRecordFailsSilentlyAndLeavesTheHandleToTheCo
 
 TEST_F(TaxInterface, EmptyCachesReport078NTwiceAndTheCleanUpsStillRun) {
   HCACHE lookups = nullptr;
-  cache(C7300001_LOOKUP_CACHE, 2, &lookups);
   for (const char16_t *name : kJobCaches) cache(name, 1);
+  cache(C7300001_LOOKUP_CACHE, 0, &lookups);
   EXPECT_EQ(call("vyrFreeEnvBSFN", nullptr), ER_ERROR);
   EXPECT_EQ(errors(), (Strings{"078N GeoCodeInit@0", "078N SalesTaxInit@0"}));
   for (const char16_t *name : kJobCaches) EXPECT_EQ(cache(name), 0);
