@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,11 @@ HENV contextEnvironment(LPBHVRCOM context, std::string *error);
 // Closes the databases no handle uses any more (their pooled connections);
 // returns how many. Databases stay open between calls otherwise.
 size_t closeUnusedEnvironments();
+
+// Row reads that reached the database on the calling thread since it started:
+// each keyed fetch and each step of a scan (for update or not), found or not.
+// Read it before and after a call to know what the call cost.
+uint64_t rowFetchCount() noexcept;
 
 }  // namespace db
 }  // namespace VYR_HOST_API
