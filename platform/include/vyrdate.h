@@ -6,7 +6,8 @@
  *    output null (or answer 0), and never fail on it.
  *  - A date that is not a real calendar date (31 April, month 13) is read by
  *    carrying the excess forward (31 April is 1 May, month 13 is January of
- *    the next year); nothing here fails on it.
+ *    the next year); nothing here fails on it. Dates stay within the years
+ *    -32767 to 32767: a move past either end stops at that end.
  *  - DateDifference(from, to) is to - from in days: 28 Feb 2004 to
  *    1 Mar 2004 is 2.
  *  - DecrementOneMonth keeps the day, clamped to the last day of the earlier
@@ -15,6 +16,8 @@
  *    2000-2050 up to 50, 1951-1999 above), "MM" month, "DD" day; every other
  *    character stands for itself. A null mask is the user's date format (the
  *    context current on the thread; "YYYY-MM-DD" when there is none).
+ *    When reading, a field takes one digit up to its width, and a "YYYY"
+ *    year given with one or two digits is read as "YY".
  *  - UTIME time-zone texts have the form "UTC +5:30" / "UTC -0:00" (sign,
  *    hours, two-digit minutes; "UTC" alone is UTC). The zone given to an
  *    operation is the one its calendar fields are read or written in.
@@ -72,10 +75,10 @@ VYR_EXPORT void vyrUTime_SetToNull(LPUTIME lpTime);
 VYR_EXPORT BOOL vyrUTime_IsValid(const UTIME *lpTime);
 /* The current time (microsecond resolution), shown in UTC. */
 VYR_EXPORT int vyrUTime_SetToNow(LPUTIME lpTime);
-/* Calendar fields in the given zone. */
+/* Calendar fields in the given zone (null: the display zone); null outputs are skipped. */
 VYR_EXPORT int vyrUTime_Get(const UTIME *lpTime, short *lpnYear, short *lpnMonth, short *lpnDay,
                             short *lpnHour, short *lpnMinute, short *lpnSecond, const JCHAR *lpszZone);
-/* Sets from calendar fields read in the given zone (which also becomes the display zone). */
+/* Sets from calendar fields (years 1-9999) read in the given zone (null: UTC), also the display zone. */
 VYR_EXPORT int vyrUTime_Set(LPUTIME lpTime, short nYear, short nMonth, short nDay, short nHour,
                             short nMinute, short nSecond, const JCHAR *lpszZone);
 /* -1, 0 or 1 by instant; null sorts before every value. */
@@ -86,10 +89,16 @@ VYR_EXPORT int vyrUTime_Compare(const UTIME *lpTime1, const UTIME *lpTime2);
  * not fit or the zone is bad.
  */
 VYR_EXPORT int vyrUTime_Format(JCHAR *lpszOut, size_t nSize, const UTIME *lpTime, const JCHAR *lpszZone);
-/* Reads the text vyrUTime_Format writes ("YYYY-MM-DD HH:MM:SS" or "YYYY-MM-DD") in lpszZone. */
+/*
+ * Reads the text vyrUTime_Format writes ("YYYY-MM-DD HH:MM:SS" or "YYYY-MM-DD") in lpszZone
+ * (null: UTC) as vyrUTime_Set does; blank text gives the null timestamp and 0.
+ */
 VYR_EXPORT int vyrUTime_Deformat(LPUTIME lpTime, const JCHAR *lpszText, const JCHAR *lpszZone);
 VYR_EXPORT int vyrUTime_ChangeDisplayTimeZone(LPUTIME lpTime, const JCHAR *lpszZone);
-/* Calendar move in the value's display zone: months clamp the day, then days. */
+/*
+ * Calendar move in the value's display zone: months clamp the day, then days.
+ * A result outside years 1-9999 is refused.
+ */
 VYR_EXPORT int vyrUTime_AdvanceDate(LPUTIME lpTime, int nYears, int nMonths, int nDays);
 VYR_EXPORT int vyrUTime_AdvanceTime(LPUTIME lpTime, int nHours, int nMinutes, int nSeconds);
 /* *lpllSeconds := lpTo - lpFrom in whole seconds (truncated toward zero). */

@@ -43,7 +43,9 @@ VYR_EXPORT BOOL vyrZIsBlankOrNull(const JCHAR *lpsz);
  * and vyrMemoryReport writes one debug-trace line per live block (source,
  * line, size), so a debug build can show what was never freed.
  * vyrFreeInternal(NULL, ...) does nothing; freeing an unknown pointer is
- * reported on the trace and ignored.
+ * reported on the trace and ignored. vyrReallocInternal(NULL, n) allocates,
+ * vyrReallocInternal(p, 0) frees and returns NULL, and on failure the old
+ * block stays valid. vyrMemoryReport returns the number of blocks it listed.
  */
 VYR_EXPORT void *vyrMallocInternal(size_t nSize, const char *szFile, int nLine);
 VYR_EXPORT void *vyrCallocInternal(size_t nCount, size_t nSize, const char *szFile, int nLine);
@@ -69,6 +71,7 @@ VYR_EXPORT int vyrMemoryManagementInit(void);
  */
 typedef struct tagLINKLISTPOS *LPLINKLISTPOS;
 VYR_EXPORT LPLINKLIST CreateLinkList(BOOL bOwnsItems);
+/* Appends; a null item is refused (FALSE), since iteration ends at null. */
 VYR_EXPORT BOOL AddLinkListItem(LPLINKLIST lpList, void *lpItem);
 VYR_EXPORT void *GetFirstLinkListItem(LPLINKLIST lpList, LPLINKLISTPOS *lpPos);
 VYR_EXPORT void *GetNextLinkListItem(LPLINKLIST lpList, LPLINKLISTPOS *lpPos);
@@ -81,7 +84,9 @@ VYR_EXPORT void DestroyLinkList(LPLINKLIST lpList);
  * Parks a pointer under a 32-bit index so that it can travel in a data
  * structure from one call to the next. Indexes start at 1; 0 means failure.
  * The store is process-wide and safe across threads; lpVoid is accepted for
- * the callers' convention and not used to scope the index.
+ * the callers' convention and not used to scope the index. An index is never
+ * issued twice in a process, so a stale index finds nothing; a null pointer
+ * is not stored (0).
  */
 VYR_EXPORT ID vyrStoreDataPtr(LPVOID lpVoid, void *lpData);
 VYR_EXPORT void *vyrRetrieveDataPtr(LPVOID lpVoid, ID idIndex);
@@ -94,7 +99,8 @@ VYR_EXPORT void *vyrRemoveDataPtr(LPVOID lpVoid, ID idIndex);
  * Formats as vyrSprintf and writes one line to the debug trace. The trace goes
  * to the sink the host installed for the calling thread (the runtime captures
  * it per call), else to the process-wide sink a host installed (none by
- * default, so the line is dropped).
+ * default, so the line is dropped). Trailing line ends are dropped; newlines
+ * inside the text stay, and the text goes out as one line.
  */
 VYR_EXPORT void DebugTraceFn(const JCHAR *lpszFormat, ...);
 

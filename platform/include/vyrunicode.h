@@ -48,7 +48,7 @@ VYR_EXPORT JCHAR *vyrStrupr(JCHAR *lpsz);
 /* Sets n JCHAR positions to c. */
 VYR_EXPORT JCHAR *vyrMemset(JCHAR *lpDest, JCHAR c, size_t n);
 
-/* Numbers in text */
+/* Numbers in text. vyrAtoi clamps a value outside int to INT_MIN/INT_MAX. */
 VYR_EXPORT int vyrAtoi(const JCHAR *lpsz);
 VYR_EXPORT long vyrAtol(const JCHAR *lpsz);
 VYR_EXPORT double vyrAtof(const JCHAR *lpsz);
@@ -72,11 +72,18 @@ VYR_EXPORT int vyrIsspace(JCHAR c);
  * Returns the number of JCHAR written, not counting the terminator.
  * vyrSnprintf never writes more than nSize positions (terminator included)
  * and returns the length the whole text would have.
+ * Details: %s is UTF-8 and, as in C, its precision counts bytes (a character
+ * cut by it is left out whole); %S and %C are the JCHAR forms too; a null
+ * string prints "(null)"; numbers always use the C locale; unknown
+ * conversions and %n are copied as written. A width past INT_MAX or a
+ * numeric precision past 65536 makes the call return -1 (output terminated).
+ * vyrSprintf with a null output writes nothing and returns 0.
  */
 VYR_EXPORT int vyrSprintf(JCHAR *lpszOut, const JCHAR *lpszFormat, ...);
 VYR_EXPORT int vyrSnprintf(JCHAR *lpszOut, size_t nSize, const JCHAR *lpszFormat, ...);
 VYR_EXPORT int vyrVsnprintf(JCHAR *lpszOut, size_t nSize, const JCHAR *lpszFormat, va_list args);
-/* JCHAR scanf over integer, floating and literal conversions (%d %i %u %ld %hd %f %lf and widths). */
+/* JCHAR scanf over integer, floating and literal conversions (%d %i %u %ld %hd %f %lf and widths).
+ * A format with any other conversion (%s, %c, %[, %n) returns -1 and assigns nothing. */
 VYR_EXPORT int vyrSscanf(const JCHAR *lpszInput, const JCHAR *lpszFormat, ...);
 VYR_EXPORT size_t vyrStrftime(JCHAR *lpszOut, size_t nMax, const JCHAR *lpszFormat, const struct tm *lpTm);
 
@@ -91,6 +98,7 @@ VYR_EXPORT JCHAR vyrToJCHAR(char c);
 VYR_EXPORT int vyrUTF16ByteOrder(void);
 
 /* Files */
+/* A ",ccs=..." suffix of the mode is ignored: text is always UTF-8 bytes. */
 VYR_EXPORT FILE *vyrFopen(const JCHAR *lpszPath, const JCHAR *lpszMode);
 VYR_EXPORT int vyrFclose(FILE *lpFile);
 /* Reads one line of UTF-8 text (up to n - 1 JCHAR, newline kept) into lpszOut. */

@@ -1,0 +1,87 @@
+// UTF-8 <-> JCHAR conversion and UTF-8 text files under JCHAR paths.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include <unistd.h>
+
+#include "vyrunicode.h"
+
+namespace {
+
+TEST(Conversion, RoundTripsNonAsciiAndSupplementary) {
+  const std::u16string_view text = u"Gr\u00fc\u00dfe \u20ac\U0001D11E";
+  const std::string_view utf8 =
+      "Gr\xC3\xBC\xC3\x9F"
+      "e \xE2\x82\xAC\xF0\x9D\x84\x9E";
+  char bytes[64];
+  EXPECT_EQ(vyrFromUnicode(bytes, text.data(), sizeof bytes), utf8.size());
+  EXPECT_EQ(std::string_view(bytes), utf8);
+  JCHAR back[64];
+  EXPECT_EQ(vyrToUnicode(back, bytes, 64), text.size());
+  EXPECT_EQ(std::u16string_view(back), text);
+}
+
+TEST(Conversion, NeverSplitsACharacterAndReplacesIllFormedInput) {
+  struct Case {
+    const char *utf8;
+    size_t size;
+    std::u16string_view expected;
+  } const toUnicode[] = {
+      {"a\xF0\x9D\x84\x9E", 3, u"a"},  // the pair needs two positions plus terminator
+      {"a\xF0\x9D\x84\x9E", 4, u"a\U0001D11E"},
+      {"\xC3(", 8, u"\uFFFD("},                    // truncated sequence
+      {"\xED\xA0\x80", 8, u"\uFFFD\uFFFD\uFFFD"},  // encoded surrogate
+      {"\xC0\xAF", 8, u"\uFFFD\uFFFD"},            // overlong
+      {nullptr, 8, u""},
+  };
+  for (const Case &c : toUnicode) {
+    JCHAR out[8];
+    EXPECT_EQ(vyrToUnicode(out, c.utf8, c.size), c.expected.size());
+    EXPECT_EQ(std::u16string_view(out), c.expected);
+  }
+  char bytes[8];
+  EXPECT_EQ(vyrFromUnicode(bytes, u"x\u00e9", 3), 1u);
+  EXPECT_EQ(std::string_view(bytes), "x");
+  EXPECT_EQ(vyrFromUnicode(bytes, u"\xD800z", 8), 4u);  // lone surrogate
+  EXPECT_EQ(std::string_view(bytes), "\xEF\xBF\xBDz");
+  EXPECT_EQ(vyrToUnicode(nullptr, "a", 4), 0u);
+}
+
+TEST(Files, FprintfWritesUtf8ThatFgetsReadsBack) {
+  const std::string dir = testing::TempDir();
+  JCHAR path[512];
+  vyrToUnicode(path, (dir + "vyr_\xC3\xA9t\xC3\xA9_" + std::to_string(getpid()) + ".txt").c_str(),
+               512);
+  FILE *file = vyrFopen(path, u"w, ccs=UTF-8");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(vyrFprintf(file, u"%ls %d\n", u"Gr\u00fc\u00dfe \U0001D11E", 7), 11);
+  EXPECT_EQ(vyrFprintf(file, u"a\U0001D11E"), 3);
+  EXPECT_EQ(vyrFclose(file), 0);
+
+  struct stat info;
+  ASSERT_EQ(vyrStat(path, &info), 0);
+  EXPECT_EQ(info.st_size, 20);
+
+  file = vyrFopen(path, u"r");
+  ASSERT_NE(file, nullptr);
+  JCHAR line[64];
+  ASSERT_NE(vyrFgets(line, 64, file), nullptr);
+  EXPECT_EQ(std::u16string_view(line), u"Gr\u00fc\u00dfe \U0001D11E 7\n");
+  // Two positions hold one character and the terminator: the pair waits for the next call.
+  ASSERT_NE(vyrFgets(line, 3, file), nullptr);
+  EXPECT_EQ(std::u16string_view(line), u"a");
+  ASSERT_NE(vyrFgets(line, 3, file), nullptr);
+  EXPECT_EQ(std::u16string_view(line), u"\U0001D11E");
+  EXPECT_EQ(vyrFgets(line, 64, file), nullptr);
+  vyrFclose(file);
+  std::remove((dir + "vyr_\xC3\xA9t\xC3\xA9_" + std::to_string(getpid()) + ".txt").c_str());
+
+  EXPECT_EQ(vyrFopen(nullptr, u"r"), nullptr);
+  EXPECT_EQ(vyrFgets(line, 64, nullptr), nullptr);
+  EXPECT_EQ(vyrFprintf(nullptr, u"x"), -1);
+  EXPECT_EQ(vyrFclose(nullptr), EOF);
+}
+
+}  // namespace
