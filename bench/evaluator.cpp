@@ -139,8 +139,8 @@ int main(int argc, char **argv) {
   const auto ours = reporter.perSecond.find("BM_AlgebraicExpressionCalculate");
   const auto theirs = reporter.perSecond.find("BM_Muparser");
   if (ours != reporter.perSecond.end() && theirs != reporter.perSecond.end() && ours->second > 0) {
-    std::printf("evaluations/s: AlgebraicExpressionCalculate %.0f, muparser %.0f; muparser is %.1fx as fast\n",
-                ours->second, theirs->second, theirs->second / ours->second);
+    std::printf("evaluations/s: AlgebraicExpressionCalculate %.0f, muparser %.0f; ratio (ours / muparser) %.2f\n",
+                ours->second, theirs->second, ours->second / theirs->second);
   }
   benchmark::Shutdown();
   return 0;

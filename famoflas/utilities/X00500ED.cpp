@@ -21,7 +21,8 @@ void Append(JCHAR *lpszText, const JCHAR *lpszMore) {
 void WriteFormatted(JCHAR *lpszText, const MATH_NUMERIC *lpAmount) {
   JCHAR szFormatted[VYR_MATH_TEXT_SIZE] = {0};
   FormatMathNumeric(szFormatted, lpAmount);
-  lpszText[0] = 0;
+  // Clear the words entirely: padding later writes over what follows the digits.
+  vyrMemset(lpszText, 0, kTextSize);
   Append(lpszText, szFormatted);
 }
 
@@ -65,7 +66,10 @@ FAMOFLAS_BSFN ID ConvertNumbersToWordsED(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPV
     if (vyrStrlen(szWords) > X00500_FIELD_LENGTH) WriteFormatted(szWords, &lpDS->mnAmount);
   }
 
-  for (size_t n = vyrStrlen(szWords); n < X00500_FIELD_LENGTH; ++n) szWords[n] = u'*';
+  for (size_t n = vyrStrlen(szWords); n < X00500_FIELD_LENGTH; ++n) {
+    szWords[n] = u'*';
+    szWords[n + 1] = 0;
+  }
   vyrStrcpyFillAndTerminate(lpDS->szAmountInWords, szWords, kTextSize, 0);
   return ER_SUCCESS;
 }
