@@ -1,5 +1,5 @@
 // Shared by the utilities tests: a context per test (point or comma number
-// format), the functions under test registered with the runtime, and helpers
+// format), the libraries' catalogues registered with the runtime, and helpers
 // to fill JCHAR members and compare MATH_NUMERIC values exactly.
 #pragma once
 
@@ -17,17 +17,18 @@
 
 namespace utilities_test {
 
+// The functions come from the libraries' own catalogues, so a function that
+// is not registered there is not found here either.
+extern "C" const BSFN_CATALOG_ENTRY *famoflasLibraryCatalog(size_t *lpnCount);
+extern "C" const BSFN_CATALOG_ENTRY *famoflasCompanionsCatalog(size_t *lpnCount);
+
 inline void RegisterUtilities() {
-  static const BSFN_CATALOG_ENTRY entries[] = {
-      {"AlgebraicExpressionCalculate", AlgebraicExpressionCalculate, &DSD0000500_template, "B0000500"},
-      {"ReviseDecimalSeparatorInString", ReviseDecimalSeparatorInString, &DSREVISEDECSEP_template, "C0000500"},
-      {"ConvertNumbersToWordsED", ConvertNumbersToWordsED, &DSDX00500_template, "X00500ED"},
-      {"ConvertNumbersToWordsGERMANY", ConvertNumbersToWordsGERMANY, &DSDX00500_template, "X00500D"},
-      {"MaskBCPF", MaskBCPF, &DSD7602041_template, "B7602041"},
-      {"UnMaskBCPF", UnMaskBCPF, &DSD7602041_template, "B7602041"},
-  };
   static const bool registered = [] {
-    vyr::registerCatalog(entries, std::size(entries));
+    for (LPFNBSFNCATALOG catalog : {famoflasLibraryCatalog, famoflasCompanionsCatalog}) {
+      size_t count = 0;
+      const BSFN_CATALOG_ENTRY *entries = catalog(&count);
+      vyr::registerCatalog(entries, count);
+    }
     return true;
   }();
   (void)registered;
