@@ -57,7 +57,11 @@ VYR_EXPORT ID vyrCacheInitMultipleIndex(HUSER hUser, HCACHE *lphCache, const JCH
                                         const VYRCACHE_INDEX *lpIndexes, int nIndexes);
 /* Chooses the index (from 1) for the handle's later operations. */
 VYR_EXPORT ID vyrCacheSetIndex(HCACHE hCache, int nIndex);
-/* Adds a record; VYRCACHE_DUPLICATE when its key (under every index's full key) exists. */
+/*
+ * Adds a record; VYRCACHE_DUPLICATE when another record has the same full key
+ * under any of the indexes. The first add fixes the record size of the cache;
+ * records of another size are refused.
+ */
 VYR_EXPORT ID vyrCacheAdd(HCACHE hCache, const void *lpRecord, size_t nRecordSize);
 /* The first record whose first nKeys segments of the current index equal the key's. */
 VYR_EXPORT ID vyrCacheFetch(HCACHE hCache, const void *lpKey, int nKeys, void *lpRecord,
@@ -65,9 +69,14 @@ VYR_EXPORT ID vyrCacheFetch(HCACHE hCache, const void *lpKey, int nKeys, void *l
 /* Replaces the record with the same full key of the current index. */
 VYR_EXPORT ID vyrCacheUpdate(HCACHE hCache, const void *lpRecord, size_t nRecordSize);
 VYR_EXPORT ID vyrCacheDeleteAll(HCACHE hCache);
+/* The number of records; 0 for an invalid handle. */
 VYR_EXPORT int vyrCacheGetNumRecords(HCACHE hCache);
 
-/* Cursors walk the current index in key order; szSource/nLine name the opener in traces. */
+/*
+ * Cursors walk the handle's current index (at the time of each fetch) in key
+ * order. A cursor belongs to the handle that opened it and is used with that
+ * handle only. szSource/nLine name the opener in traces.
+ */
 VYR_EXPORT ID vyrCacheOpenCursorX(HCACHE hCache, HCUR *lphCursor, const char *szSource, int nLine);
 /*
  * With a key and nKeys > 0: positions on the first record whose first nKeys

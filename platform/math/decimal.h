@@ -1,0 +1,391 @@
+// The one internal form of a MATH_NUMERIC: sign, unscaled magnitude, scale.
+// Every operation reads its operands with read(), computes on magnitudes (an
+// unsigned __int128 when the intermediate fits, a fixed-width Boost integer
+// when it does not) and hands the result to fit() and write(), which produce
+// the canonical 32-digit record. Header-only so the benchmark can run the
+// narrow and the wide path side by side.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include <boost/multiprecision/cpp_int.hpp>
+
+#include "vyrtypes.h"
+
+namespace vyr::math {
+
+__extension__ typedef unsigned __int128 u128;
+using U256 = boost::multiprecision::uint256_t;
+using U512 = boost::multiprecision::uint512_t;
+
+// Digit positions of a record; a canonical value keeps a digit before the
+// point, so it carries 31 decimals at most.
+inline constexpr int kDigits = MAXLEN_MATH_NUMERIC;
+
+struct Decimal {
+  u128 magnitude = 0;  // below 10^32 (10^33 for unfitted intermediate values)
+  int scale = 0;       // digits after the point
+  bool negative = false;
+};
+
+enum class Rounding { TowardZero, HalfAwayFromZero, AwayFromZero, HalfEven, Floor };
+
+// Largest power of ten each magnitude type holds.
+template <class U> inline constexpr int kMaxPow10 = 0;
+template <> inline constexpr int kMaxPow10<u128> = 38;
+template <> inline constexpr int kMaxPow10<U256> = 77;
+template <> inline constexpr int kMaxPow10<U512> = 154;
+
+inline constexpr std::array<u128, 39> kPow10Narrow = [] {
+  std::array<u128, 39> table{};
+  u128 value = 1;
+  for (u128 &entry : table) {
+    entry = value;
+    value *= 10;
+  }
+  return table;
+}();
+
+template <class U>
+const U &pow10(int n) noexcept {
+  if constexpr (std::is_same_v<U, u128>) {
+    return kPow10Narrow[static_cast<size_t>(n)];
+  } else {
+    static const auto table = [] {
+      std::array<U, kMaxPow10<U> + 1> powers;
+      U value = 1;
+      for (U &entry : powers) {
+        entry = value;
+        value *= 10;
+      }
+      return powers;
+    }();
+    return table[static_cast<size_t>(n)];
+  }
+}
+
+// Number of decimal digits; 0 for zero. Magnitudes stay below 10^kMaxPow10<U>.
+template <class U>
+int digitCount(const U &value) noexcept {
+  int n = 0;
+  while (n <= kMaxPow10<U> && value >= pow10<U>(n)) ++n;
+  return n;
+}
+
+template <class U>
+U widen(u128 value) {
+  if constexpr (std::is_same_v<U, u128>) {
+    return value;
+  } else {
+    U wide = static_cast<uint64_t>(value >> 64);
+    wide <<= 64;
+    wide |= static_cast<uint64_t>(value);
+    return wide;
+  }
+}
+
+// Caller guarantees the value fits 128 bits.
+template <class U>
+u128 narrow(const U &value) {
+  if constexpr (std::is_same_v<U, u128>) {
+    return value;
+  } else {
+    const U low64 = UINT64_MAX;
+    const auto low = static_cast<uint64_t>(value & low64);
+    const auto high = static_cast<uint64_t>((value >> 64) & low64);
+    return (static_cast<u128>(high) << 64) | low;
+  }
+}
+
+// numerator / divisor on magnitudes of a value of the given sign.
+template <class U>
+U divideRounded(const U &numerator, const U &divisor, Rounding mode, bool negative) {
+  U quotient = numerator / divisor;
+  const U remainder = numerator - quotient * divisor;
+  if (remainder == 0) return quotient;
+  const U rest = divisor - remainder;  // compare 2r with d without overflow
+  bool up = false;
+  switch (mode) {
+    case Rounding::TowardZero: up = false; break;
+    case Rounding::AwayFromZero: up = true; break;
+    case Rounding::HalfAwayFromZero: up = remainder >= rest; break;
+    case Rounding::HalfEven: up = remainder > rest || (remainder == rest && (quotient & 1) != 0); break;
+    case Rounding::Floor: up = negative; break;
+  }
+  if (up) ++quotient;
+  return quotient;
+}
+
+// Changes the scale of a magnitude; the caller keeps both the upward change and
+// the distance within the powers of ten of U.
+template <class U>
+U rescale(const U &magnitude, int from, int to, Rounding mode, bool negative) {
+  if (to >= from) return magnitude * pow10<U>(to - from);
+  return divideRounded(magnitude, pow10<U>(from - to), mode, negative);
+}
+
+// Brings a result into 32 digits by dropping decimals, rounded half away from
+// zero. False when the integer part alone needs more than 32 digits.
+template <class U>
+bool fit(U magnitude, int scale, bool negative, Decimal &out) {
+  scale = std::max(scale, 0);
+  for (;;) {
+    const int digits = digitCount(magnitude);
+    const int need = std::max(digits, scale + 1);
+    if (need <= kDigits) break;
+    const int drop = need - kDigits;
+    if (drop > scale) return false;
+    // Below a tenth of the last kept unit nothing survives the rounding.
+    if (drop > digits) {
+      magnitude = 0;
+    } else {
+      magnitude = divideRounded(magnitude, pow10<U>(drop), Rounding::HalfAwayFromZero, negative);
+    }
+    scale -= drop;
+  }
+  out.magnitude = narrow(magnitude);
+  out.scale = scale;
+  out.negative = negative && out.magnitude != 0;
+  return true;
+}
+
+// The digits of a value as it is stored: the String up to its terminator (at
+// most 32 places, non-digits skipped), nDecimalPosition clamped to 0..32.
+inline Decimal read(const MATH_NUMERIC &value) noexcept {
+  Decimal d;
+  // 64-bit steps while they suffice: 128-bit multiplication is the slow part.
+  uint64_t chunk = 0;
+  int chunkDigits = 0;
+  for (int i = 0; i < kDigits && value.String[i] != '\0'; ++i) {
+    const char c = value.String[i];
+    if (c < '0' || c > '9') continue;
+    chunk = chunk * 10 + static_cast<unsigned>(c - '0');
+    if (++chunkDigits == 19) {
+      d.magnitude = d.magnitude * kPow10Narrow[19] + chunk;
+      chunk = 0;
+      chunkDigits = 0;
+    }
+  }
+  d.magnitude = d.magnitude * kPow10Narrow[static_cast<size_t>(chunkDigits)] + chunk;
+  d.scale = std::clamp<int>(value.nDecimalPosition, 0, kDigits);
+  d.negative = value.Sign == '-' && d.magnitude != 0;
+  return d;
+}
+
+inline bool hasDigits(const MATH_NUMERIC &value) noexcept {
+  for (int i = 0; i < kDigits && value.String[i] != '\0'; ++i) {
+    if (value.String[i] >= '0' && value.String[i] <= '9') return true;
+  }
+  return false;
+}
+
+// Writes the digits of magnitude, at least minDigits of them, most significant
+// first; returns how many. out holds 40 characters.
+template <class Char>
+int spellDigits(u128 magnitude, int minDigits, Char *out) noexcept {
+  char reversed[40];
+  int n = 0;
+  // Peel 19 digits at a time so the per-digit work is 64-bit.
+  for (;;) {
+    uint64_t chunk = static_cast<uint64_t>(magnitude % kPow10Narrow[19]);
+    magnitude /= kPow10Narrow[19];
+    const int stop = magnitude != 0 ? n + 19 : 0;
+    do {
+      reversed[n++] = static_cast<char>('0' + chunk % 10);
+      chunk /= 10;
+    } while ((chunk != 0 || n < stop) && n < 40);
+    if (magnitude == 0 || n >= 40) break;
+  }
+  while (n < minDigits && n < 40) reversed[n++] = '0';
+  for (int i = 0; i < n; ++i) out[i] = static_cast<Char>(reversed[n - 1 - i]);
+  return n;
+}
+
+// The canonical record of a fitted value; currency fields are left alone.
+inline void write(MATH_NUMERIC &out, const Decimal &d) noexcept {
+  char digits[40];
+  const int n = spellDigits(d.magnitude, d.scale + 1, digits);
+  std::memset(out.String, 0, sizeof out.String);
+  std::memcpy(out.String, digits, static_cast<size_t>(std::min(n, kDigits)));
+  out.Sign = d.negative && d.magnitude != 0 ? '-' : '\0';
+  out.nLength = static_cast<unsigned char>(std::min(n, kDigits));
+  out.nDecimalPosition = static_cast<short>(d.scale);
+  out.nPrecision = kDigits;
+}
+
+inline void writeZero(MATH_NUMERIC &out) noexcept { write(out, Decimal{}); }
+
+// Fits and writes a result: ER_ERROR and zero when it cannot be held.
+template <class U>
+ID store(MATH_NUMERIC &out, const U &magnitude, int scale, bool negative) {
+  Decimal d;
+  if (!fit(magnitude, scale, negative, d)) {
+    writeZero(out);
+    return ER_ERROR;
+  }
+  write(out, d);
+  return ER_SUCCESS;
+}
+
+// Result of an operation before it is written: ok is false on overflow.
+struct Result {
+  Decimal value;
+  bool ok = true;
+};
+
+template <class U>
+Result fitted(const U &magnitude, int scale, bool negative) {
+  Result r;
+  r.ok = fit(magnitude, scale, negative, r.value);
+  if (!r.ok) r.value = Decimal{};
+  return r;
+}
+
+template <class U>
+Result addAligned(const U &x, bool xNegative, const U &y, bool yNegative, int scale) {
+  if (xNegative == yNegative) return fitted(U(x + y), scale, xNegative);
+  if (x >= y) return fitted(U(x - y), scale, xNegative);
+  return fitted(U(y - x), scale, yNegative);
+}
+
+// a + b. kNarrow off forces the wide path (benchmark and tests).
+template <bool kNarrow = true>
+Result add(const Decimal &a, const Decimal &b) {
+  const int scale = std::max(a.scale, b.scale);
+  const int shiftA = scale - a.scale;
+  const int shiftB = scale - b.scale;
+  // Two addends below 10^37 cannot leave 128 bits, nor reach 10^38.
+  if (kNarrow && a.magnitude < pow10<u128>(37 - shiftA) && b.magnitude < pow10<u128>(37 - shiftB)) {
+    return addAligned(a.magnitude * pow10<u128>(shiftA), a.negative,
+                      b.magnitude * pow10<u128>(shiftB), b.negative, scale);
+  }
+  return addAligned(U256(widen<U256>(a.magnitude) * pow10<U256>(shiftA)), a.negative,
+                    U256(widen<U256>(b.magnitude) * pow10<U256>(shiftB)), b.negative, scale);
+}
+
+template <bool kNarrow = true>
+Result subtract(const Decimal &a, Decimal b) {
+  b.negative = !b.negative && b.magnitude != 0;
+  return add<kNarrow>(a, b);
+}
+
+template <bool kNarrow = true>
+Result multiply(const Decimal &a, const Decimal &b) {
+  const int scale = a.scale + b.scale;
+  const bool negative = a.negative != b.negative;
+  if (kNarrow) {
+    u128 product;
+    if (!__builtin_mul_overflow(a.magnitude, b.magnitude, &product) && product < pow10<u128>(38)) {
+      return fitted(product, scale, negative);
+    }
+  }
+  return fitted(U256(widen<U256>(a.magnitude) * widen<U256>(b.magnitude)), scale, negative);
+}
+
+// Magnitude comparison at a common scale: -1, 0, 1.
+inline int compareMagnitude(const Decimal &a, const Decimal &b) {
+  const int scale = std::max(a.scale, b.scale);
+  if (a.magnitude < pow10<u128>(kMaxPow10<u128> - (scale - a.scale)) &&
+      b.magnitude < pow10<u128>(kMaxPow10<u128> - (scale - b.scale))) {
+    const u128 x = a.magnitude * pow10<u128>(scale - a.scale);
+    const u128 y = b.magnitude * pow10<u128>(scale - b.scale);
+    return x < y ? -1 : (x > y ? 1 : 0);
+  }
+  const U256 x = widen<U256>(a.magnitude) * pow10<U256>(scale - a.scale);
+  const U256 y = widen<U256>(b.magnitude) * pow10<U256>(scale - b.scale);
+  return x < y ? -1 : (x > y ? 1 : 0);
+}
+
+// Value rounded by a rule to exactly `places` decimals (padded when it has
+// fewer), then fitted.
+inline Result roundTo(const Decimal &value, int places, Rounding mode) {
+  places = std::clamp(places, 0, kDigits);
+  if (places >= value.scale) {
+    return fitted(U256(widen<U256>(value.magnitude) * pow10<U256>(places - value.scale)), places,
+                  value.negative);
+  }
+  return fitted(rescale(value.magnitude, value.scale, places, mode, value.negative), places,
+                value.negative);
+}
+
+// magnitude * 10^shift, in U.
+template <class U>
+U scaled(u128 magnitude, int shift) {
+  return widen<U>(magnitude) * pow10<U>(shift);
+}
+
+// True when magnitude * 10^shift stays below 10^37, so that a sum or an
+// integer quotient of two such numbers is still a 128-bit value below 10^38.
+inline bool fitsNarrow(u128 magnitude, int shift) noexcept {
+  return shift <= 37 && magnitude < pow10<u128>(37 - shift);
+}
+
+struct Division {
+  Result quotient;
+  Result remainder;
+  bool divisorZero = false;
+};
+
+// dividend / divisor with `places` decimals (negative or above 32: as many as
+// fit), truncated or rounded half away from zero; the remainder is
+// dividend - quotient * divisor.
+template <bool kNarrow = true>
+Division divide(const Decimal &dividend, const Decimal &divisor, int places, bool round) {
+  Division out;
+  if (divisor.magnitude == 0) {
+    out.divisorZero = true;
+    return out;
+  }
+  const bool negative = dividend.negative != divisor.negative;
+  const Rounding mode = round ? Rounding::HalfAwayFromZero : Rounding::TowardZero;
+
+  // Integer digits of the quotient decide how many decimals fit.
+  const int up0 = std::max(divisor.scale - dividend.scale, 0);
+  const int down0 = std::max(dividend.scale - divisor.scale, 0);
+  const int integerDigits =
+      kNarrow && fitsNarrow(dividend.magnitude, up0) && fitsNarrow(divisor.magnitude, down0)
+          ? digitCount(u128(scaled<u128>(dividend.magnitude, up0) / scaled<u128>(divisor.magnitude, down0)))
+          : digitCount(U256(scaled<U256>(dividend.magnitude, up0) / scaled<U256>(divisor.magnitude, down0)));
+  if (integerDigits > kDigits) {
+    out.quotient.ok = out.remainder.ok = false;
+    return out;
+  }
+  if (places < 0 || places > kDigits) places = kDigits;
+  places = std::min(places, kDigits - std::max(integerDigits, 1));
+
+  // quotient * 10^places = dividend * 10^up / (divisor * 10^down) on magnitudes.
+  const int up = std::max(divisor.scale - dividend.scale + places, 0);
+  const int down = std::max(dividend.scale - divisor.scale - places, 0);
+  if (kNarrow && fitsNarrow(dividend.magnitude, up) && fitsNarrow(divisor.magnitude, down)) {
+    out.quotient = fitted(divideRounded(scaled<u128>(dividend.magnitude, up),
+                                        scaled<u128>(divisor.magnitude, down), mode, negative),
+                          places, negative);
+  } else {
+    out.quotient = fitted(divideRounded(scaled<U512>(dividend.magnitude, up),
+                                        scaled<U512>(divisor.magnitude, down), mode, negative),
+                          places, negative);
+  }
+
+  // Remainder at the finer of the two scales it involves, exact before fitting.
+  const Decimal &q = out.quotient.value;
+  const int scale = std::max(dividend.scale, q.scale + divisor.scale);
+  const int leftShift = scale - dividend.scale, rightShift = scale - q.scale - divisor.scale;
+  const bool subtrahendNegative = !(q.negative != divisor.negative);
+  u128 product;
+  if (kNarrow && fitsNarrow(dividend.magnitude, leftShift) &&
+      !__builtin_mul_overflow(q.magnitude, divisor.magnitude, &product) && fitsNarrow(product, rightShift)) {
+    out.remainder = addAligned(scaled<u128>(dividend.magnitude, leftShift), dividend.negative,
+                               scaled<u128>(product, rightShift), subtrahendNegative, scale);
+  } else {
+    out.remainder = addAligned(scaled<U512>(dividend.magnitude, leftShift), dividend.negative,
+                               U512(widen<U512>(q.magnitude) * scaled<U512>(divisor.magnitude, rightShift)),
+                               subtrahendNegative, scale);
+  }
+  return out;
+}
+
+}  // namespace vyr::math
