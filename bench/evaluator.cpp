@@ -122,7 +122,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run> &runs) override {
     for (const Run &run : runs) {
       const auto rate = run.counters.find("items_per_second");
-      if (!run.error_occurred && rate != run.counters.end()) perSecond[run.benchmark_name()] = rate->second.value;
+      // With repetitions the mean (reported after the single runs) is the one kept.
+      if (!run.error_occurred && rate != run.counters.end() &&
+          (run.aggregate_name.empty() || run.aggregate_name == "mean"))
+        perSecond[run.run_name.function_name] = rate->second.value;
     }
     ConsoleReporter::ReportRuns(runs);
   }
