@@ -64,7 +64,7 @@ VYR_EXPORT ID VDB_InitEnv(LPBHVRCOM lpBhvrCom, HENV *lphEnv, const JCHAR *lpszEn
 VYR_EXPORT ID VDB_InitSecondaryEnv(LPBHVRCOM lpBhvrCom, const JCHAR *lpszEnvironment, HENV *lphEnv);
 /* Frees an environment opened by VDB_InitEnv or VDB_InitSecondaryEnv. */
 VYR_EXPORT ID VDB_FreeEnv(HENV hEnv);
-/* The environment a user handle works on. */
+/* The environment a user handle works on (the handle's own: not to be freed by the caller). */
 VYR_EXPORT ID VDB_GetEnv(HUSER hUser, HENV *lphEnv);
 /* The environment's name, at most nSize JCHAR with the terminator. */
 VYR_EXPORT ID VDB_GetEnvironment(HENV hEnv, JCHAR *lpszName, size_t nSize);
@@ -72,7 +72,7 @@ VYR_EXPORT ID VDB_GetEnvironment(HENV hEnv, JCHAR *lpszName, size_t nSize);
 /* ---- Requests ---------------------------------------------------------------- */
 
 /*
- * Opens a request on a table. idIndex is the index fetches use by default;
+ * Opens a request on a table. idIndex is the index fetches use by default (0: index 1);
  * lpColumns lists nColumns columns (null / 0: all). Pass NULL for lpszReserved.
  */
 VYR_EXPORT ID VDB_OpenTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns,
@@ -82,6 +82,7 @@ VYR_EXPORT ID VDB_CloseTable(HREQUEST hRequest);
 /*
  * The first row whose first nKeys key columns of index idIndex (0: the
  * request's index) equal the key, among rows the selection admits. 1 = found.
+ * nKeys 0 or a null key: the first row of all.
  */
 VYR_EXPORT ID VDB_FetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow,
                              int nReserved);
@@ -146,7 +147,13 @@ VYR_EXPORT ID VDB_DeleteTable(HREQUEST hRequest, ID idIndex, const void *lpKey, 
 /*
  * Fetch for update: the row stays locked against other writers until
  * VDB_UpdateCurrent, an insert or delete on the same request, or the request's
- * close (which releases the lock without change).
+ * close (which releases the lock without change). Rows of a scan started
+ * with VDB_SelectKeyedForUpdate stay locked until the scan ends or the
+ * request closes, so each can be updated with VDB_UpdateCurrent on the way.
+ * Writes through other handles wait meanwhile (with SQLite, writes to any
+ * table), also on the same thread: do not write through a second handle
+ * while holding a lock. A handle with commit mode 1 holds its locks until
+ * commit or rollback.
  */
 VYR_EXPORT ID VDB_FetchKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
                                       void *lpRow, int nReserved);

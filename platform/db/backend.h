@@ -1,0 +1,93 @@
+// What the table layer needs of a database engine. The layer above builds all
+// SQL from the catalogue and the request state; a backend only prepares,
+// binds, steps, reads columns and runs transactions. Every SQL text a backend
+// receives comes from the layer, with values bound through placeholders.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "db/catalog.h"
+
+namespace vyr::db {
+
+enum class StepResult { Row, Done, Error };
+
+enum class ErrorKind {
+  None,
+  Constraint,  // a unique index refused the row
+  Busy,        // another connection held the lock longer than the wait
+  Other,
+};
+
+class Statement {
+ public:
+  virtual ~Statement() = default;
+  // Placeholders are numbered from 1.
+  virtual void bindNull(int position) = 0;
+  virtual void bindInt(int position, int64_t value) = 0;
+  virtual void bindText(int position, std::string_view utf8) = 0;
+  virtual void bindBlob(int position, const void *data, size_t size) = 0;
+  // An exact number given as value * 10^decimals. An engine with a decimal
+  // type stores it as such; the default keeps the scaled integer.
+  virtual void bindNumber(int position, int64_t scaled, unsigned decimals) {
+    (void)decimals;
+    bindInt(position, scaled);
+  }
+  virtual StepResult step() = 0;
+  // Columns of the current row, numbered from 0.
+  virtual bool isNull(int column) = 0;
+  virtual int64_t readInt(int column) = 0;
+  virtual std::string_view readText(int column) = 0;
+  virtual std::string_view readBlob(int column) = 0;
+  // A number column as value * 10^decimals (see bindNumber).
+  virtual int64_t readNumber(int column, unsigned decimals) {
+    (void)decimals;
+    return readInt(column);
+  }
+  // Ends the current execution (releasing what it holds) so the statement can run again.
+  virtual void reset() = 0;
+  // Rows the last completed insert, update or delete changed.
+  virtual int64_t changes() = 0;
+};
+
+class Connection {
+ public:
+  virtual ~Connection() = default;
+  virtual std::unique_ptr<Statement> prepare(const std::string &sql) = 0;
+  virtual bool execute(const std::string &sql) = 0;
+  // A transaction that writes: it takes the database's write lock at once,
+  // waiting for other writers, so rows read inside it stay as read until it ends.
+  virtual bool beginWrite() = 0;
+  virtual bool commit() = 0;
+  virtual bool rollback() = 0;
+  // The last failure of this connection.
+  virtual std::string lastError() = 0;
+  virtual ErrorKind lastErrorKind() = 0;
+};
+
+// SQL differences between engines that the layer's SQL generation respects.
+struct Dialect {
+  virtual ~Dialect() = default;
+  virtual std::string placeholder(int position) const = 0;
+  virtual std::string columnType(const ColumnDef &column) const = 0;
+  // Appended to a select that locks its rows ("" when beginWrite already locks).
+  virtual std::string_view lockSuffix() const = 0;
+};
+
+// One database: hands out connections.
+class Backend {
+ public:
+  virtual ~Backend() = default;
+  virtual std::unique_ptr<Connection> connect(std::string *error) = 0;
+  virtual const Dialect &dialect() const = 0;
+};
+
+// The backend for a location: a plain file path is SQLite. NULL (with *error) when
+// the location names no engine this build has.
+std::unique_ptr<Backend> openBackend(const std::string &location, std::string *error);
+
+}  // namespace vyr::db

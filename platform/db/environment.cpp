@@ -1,0 +1,271 @@
+// Environments (one per database location, shared process-wide, with a pool
+// of idle connections and their prepared statements), user handles and their
+// transactions, and the host interface of host.h.
+#include <filesystem>
+
+#include "db/host.h"
+#include "db/layer.h"
+#include "db/sql.h"
+#include "db/sqlite/sqlite_backend.h"
+#include "db/values.h"
+#include "runtime/context.h"
+
+namespace vyr::db {
+namespace {
+
+// Idle connections an environment keeps for the next handle; more are closed.
+constexpr size_t kIdleConnections = 8;
+
+struct EnvironmentCache {
+  std::mutex lock;
+  std::unordered_map<std::string, std::shared_ptr<Environment>> byLocation;
+};
+
+EnvironmentCache &cache() {
+  static EnvironmentCache c;
+  return c;
+}
+
+// One spelling per database file, so two paths to it share one environment.
+std::string normalise(const std::string &location) {
+  std::error_code error;
+  const std::filesystem::path path = std::filesystem::weakly_canonical(location, error);
+  return error || path.empty() ? location : path.string();
+}
+
+bool createTables(Connection &connection, const Dialect &dialect, std::string *error) {
+  // One writer at a time, so processes opening a new file together do not collide.
+  if (!connection.beginWrite()) {
+    if (error) *error = "cannot lock the database to create its tables: " + connection.lastError();
+    return false;
+  }
+  for (const TableDef *table : allTables()) {
+    for (const std::string &sql : schemaSql(*table, dialect)) {
+      if (!connection.execute(sql)) {
+        if (error) *error = "cannot create table " + toUtf8(table->name) + ": " + connection.lastError();
+        connection.rollback();
+        return false;
+      }
+    }
+  }
+  if (!connection.commit()) {
+    if (error) *error = "cannot create the tables: " + connection.lastError();
+    connection.rollback();
+    return false;
+  }
+  return true;
+}
+
+void releaseContextEnvironment(void *handle) noexcept { envHandles().take(handleId(handle)); }
+
+}  // namespace
+
+// ---- Connections and environments -------------------------------------------------------
+
+std::unique_ptr<Statement> PooledConnection::take(const std::string &sql) {
+  const auto it = statements.find(sql);
+  if (it != statements.end() && !it->second.empty()) {
+    std::unique_ptr<Statement> statement = std::move(it->second.back());
+    it->second.pop_back();
+    return statement;
+  }
+  return connection->prepare(sql);
+}
+
+void PooledConnection::giveBack(const std::string &sql, std::unique_ptr<Statement> statement) {
+  if (!statement) return;
+  statement->reset();
+  statements[sql].push_back(std::move(statement));
+}
+
+std::unique_ptr<PooledConnection> Environment::acquire(std::string *error) {
+  {
+    std::lock_guard<std::mutex> guard(poolLock);
+    if (!idle.empty()) {
+      std::unique_ptr<PooledConnection> connection = std::move(idle.back());
+      idle.pop_back();
+      return connection;
+    }
+  }
+  std::unique_ptr<Connection> connection = backend->connect(error);
+  if (!connection) return nullptr;
+  auto pooled = std::make_unique<PooledConnection>();
+  pooled->connection = std::move(connection);
+  return pooled;
+}
+
+void Environment::release(std::unique_ptr<PooledConnection> connection) {
+  std::lock_guard<std::mutex> guard(poolLock);
+  if (idle.size() < kIdleConnections) idle.push_back(std::move(connection));
+}
+
+std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error) {
+  if (location.empty()) {
+    if (error) *error = "no database location";
+    return nullptr;
+  }
+  const std::string key = normalise(location);
+  EnvironmentCache &c = cache();
+  std::lock_guard<std::mutex> guard(c.lock);
+  const auto it = c.byLocation.find(key);
+  if (it != c.byLocation.end()) return it->second;
+  auto environment = std::make_shared<Environment>();
+  environment->location = key;
+  environment->backend = openBackend(key, error);
+  if (!environment->backend) return nullptr;
+  std::unique_ptr<PooledConnection> first = environment->acquire(error);
+  if (!first) return nullptr;
+  if (!createTables(*first->connection, environment->backend->dialect(), error)) return nullptr;
+  environment->release(std::move(first));
+  c.byLocation.emplace(key, environment);
+  return environment;
+}
+
+Registry<EnvHandle> &envHandles() {
+  static Registry<EnvHandle> registry(0x4500000000000000ull);
+  return registry;
+}
+
+Registry<User> &users() {
+  static Registry<User> registry(0x5500000000000000ull);
+  return registry;
+}
+
+Registry<Request> &requests() {
+  static Registry<Request> registry(0x5200000000000000ull);
+  return registry;
+}
+
+std::unique_ptr<Backend> openBackend(const std::string &location, std::string *error) {
+  if (location.rfind("postgresql:", 0) == 0 || location.rfind("postgres:", 0) == 0) {
+    if (error) *error = "this build opens SQLite files only, not " + location;
+    return nullptr;
+  }
+  return openSqliteBackend(location, error);
+}
+
+// ---- Host interface ----------------------------------------------------------------------
+
+HENV openEnvironment(std::u16string_view name, const std::string &location, std::string *error) {
+  std::shared_ptr<Environment> environment = openEnvironment(location, error);
+  if (!environment) return nullptr;
+  auto handle = std::make_shared<EnvHandle>();
+  handle->environment = std::move(environment);
+  handle->name = std::u16string(name);
+  return asHandle<HENV>(envHandles().add(std::move(handle)));
+}
+
+bool initDatabase(const std::string &location, std::string *error) {
+  return openEnvironment(location, error) != nullptr;
+}
+
+HENV contextEnvironment(LPBHVRCOM context, std::string *error) {
+  if (error) error->clear();
+  if (context == nullptr) {
+    if (error) *error = "no context";
+    return nullptr;
+  }
+  if (context->environment != nullptr) {
+    if (envHandles().find(handleId(context->environment))) return context->environment;
+    if (error) *error = "the context's environment handle was already freed";
+    return nullptr;
+  }
+  const std::string name = setting(context, "env");
+  const std::string location = setting(context, "env." + name);
+  if (location.empty()) return nullptr;
+  HENV handle = openEnvironment(fromUtf8(name), location, error);
+  if (handle == nullptr) return nullptr;
+  context->environment = handle;
+  registerResource(context, ContextResource{handle, releaseContextEnvironment});
+  return handle;
+}
+
+size_t closeUnusedEnvironments() {
+  EnvironmentCache &c = cache();
+  std::lock_guard<std::mutex> guard(c.lock);
+  size_t closed = 0;
+  for (auto it = c.byLocation.begin(); it != c.byLocation.end();) {
+    if (it->second.use_count() == 1) {
+      it = c.byLocation.erase(it);
+      ++closed;
+    } else {
+      ++it;
+    }
+  }
+  return closed;
+}
+
+// ---- Transactions ---------------------------------------------------------------------------
+
+bool ensureTransaction(User &user, std::string_view operation) {
+  if (!user.userTransaction || user.inTransaction) return true;
+  if (!user.connection->connection->beginWrite()) {
+    traceFailure(user.context, operation,
+                 "cannot start the handle's transaction: " + user.connection->connection->lastError());
+    return false;
+  }
+  user.inTransaction = true;
+  return true;
+}
+
+bool acquireLock(User &user, Request &request, std::string_view operation) {
+  if (request.holdsLock) return true;
+  if (user.userTransaction) {
+    if (!ensureTransaction(user, operation)) return false;
+  } else if (!user.inTransaction) {
+    if (!user.connection->connection->beginWrite()) {
+      traceFailure(
+          user.context, operation,
+          "cannot lock " + toUtf8(request.table->name) + " for update: " + user.connection->connection->lastError());
+      return false;
+    }
+    user.inTransaction = true;
+  }
+  request.holdsLock = true;
+  ++user.lockHolders;
+  return true;
+}
+
+void releaseLock(User &user, Request &request) {
+  if (!request.holdsLock) return;
+  request.holdsLock = false;
+  request.lockForScan = false;
+  --user.lockHolders;
+  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction) return;
+  Connection &connection = *user.connection->connection;
+  if (!connection.commit()) {
+    traceFailure(user.context, "VDB", "cannot commit after an update lock: " + connection.lastError());
+    connection.rollback();
+  }
+  user.inTransaction = false;
+}
+
+void closeRequest(User &user, Request &request) {
+  if (request.closed) return;
+  if (request.scanStatement) request.scanStatement->reset();
+  request.scanStatement = nullptr;
+  request.scan = Request::Scan::None;
+  for (Request::Cached &cached : request.statements)
+    if (user.connection) user.connection->giveBack(cached.sql, std::move(cached.statement));
+  request.statements.clear();
+  releaseLock(user, request);
+  request.closed = true;
+  std::erase(user.requests, request.id);
+}
+
+void freeUser(User &user) {
+  if (user.closed) return;
+  const std::vector<uint64_t> open = user.requests;
+  for (uint64_t id : open)
+    if (std::shared_ptr<Request> request = requests().take(id)) closeRequest(user, *request);
+  user.requests.clear();
+  bool reusable = true;
+  if (user.connection && user.inTransaction) reusable = user.connection->connection->rollback();
+  user.inTransaction = false;
+  user.lockHolders = 0;
+  if (user.connection && user.environment && reusable) user.environment->release(std::move(user.connection));
+  user.connection.reset();
+  user.closed = true;
+}
+
+}  // namespace vyr::db

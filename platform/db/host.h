@@ -1,0 +1,40 @@
+// The table layer as hosts (the famoflas command, the HTTP service, tests)
+// drive it: opening databases, creating their tables, and the environment a
+// context runs in.
+//
+// Settings of a context: "env" names its environment; "env.NAME" gives the
+// location of NAME's database. A plain path is an SQLite file (created with
+// every catalogue table on first open). A context whose environment has no
+// location still gets behaviour handles; opening a table on them fails with
+// a trace line that names the missing setting.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "vyrtypes.h"
+
+namespace vyr VYR_HOST_API {
+namespace db {
+
+// A handle named `name` on the database at location (opened and its tables
+// created when this process first uses it). Put it into a context's
+// environment, pass it to VDB_InitUser, and release it with VDB_FreeEnv.
+// NULL with *error when the database cannot be opened.
+HENV openEnvironment(std::u16string_view name, const std::string &location, std::string *error);
+
+// Creates every catalogue table and index the database at location lacks.
+bool initDatabase(const std::string &location, std::string *error);
+
+// The environment of a context: the handle its host set, else the one its
+// settings name, opened on first use and released with the context. NULL when
+// the settings give no location (*error empty) or it cannot be opened (*error says why).
+HENV contextEnvironment(LPBHVRCOM context, std::string *error);
+
+// Closes the databases no handle uses any more (their pooled connections);
+// returns how many. Databases stay open between calls otherwise.
+size_t closeUnusedEnvironments();
+
+}  // namespace db
+}  // namespace VYR_HOST_API

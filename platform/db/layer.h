@@ -1,0 +1,237 @@
+// Internal state of the table layer: environments with their connection
+// pools, user handles with their connection and transaction, and requests
+// with their statements, selection, sequencing, scan and current row.
+// Handles given to callers are ids in registries, never these pointers.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "db/backend.h"
+#include "db/catalog.h"
+#include "vyrtypes.h"
+
+namespace vyr::db {
+
+// ---- Handle registries ---------------------------------------------------------
+
+// Ids are never reused, so a stale or foreign handle finds nothing.
+template <typename T>
+class Registry {
+ public:
+  explicit Registry(uint64_t tag) : tag_(tag) {}
+  uint64_t add(std::shared_ptr<T> object) {
+    std::lock_guard<std::mutex> guard(lock_);
+    const uint64_t id = tag_ | ++counter_;
+    objects_.emplace(id, std::move(object));
+    return id;
+  }
+  std::shared_ptr<T> find(uint64_t id) {
+    std::lock_guard<std::mutex> guard(lock_);
+    const auto it = objects_.find(id);
+    return it == objects_.end() ? nullptr : it->second;
+  }
+  std::shared_ptr<T> take(uint64_t id) {
+    std::lock_guard<std::mutex> guard(lock_);
+    const auto it = objects_.find(id);
+    if (it == objects_.end()) return nullptr;
+    std::shared_ptr<T> object = std::move(it->second);
+    objects_.erase(it);
+    return object;
+  }
+
+ private:
+  std::mutex lock_;
+  std::unordered_map<uint64_t, std::shared_ptr<T>> objects_;
+  uint64_t tag_;
+  uint64_t counter_ = 0;
+};
+
+template <typename Handle>
+uint64_t handleId(Handle handle) {
+  return static_cast<uint64_t>(reinterpret_cast<uintptr_t>(handle));
+}
+template <typename Handle>
+Handle asHandle(uint64_t id) {
+  return reinterpret_cast<Handle>(static_cast<uintptr_t>(id));
+}
+
+// ---- Environments ----------------------------------------------------------------
+
+// A connection with the statements prepared on it, kept for reuse: a request
+// takes the statement of a SQL text and gives it back when it closes.
+struct PooledConnection {
+  std::unique_ptr<Connection> connection;
+  std::unordered_map<std::string, std::vector<std::unique_ptr<Statement>>> statements;
+
+  std::unique_ptr<Statement> take(const std::string &sql);
+  void giveBack(const std::string &sql, std::unique_ptr<Statement> statement);
+};
+
+// One database, shared process-wide by everything that opens its location.
+struct Environment {
+  std::string location;
+  std::unique_ptr<Backend> backend;
+  std::mutex poolLock;
+  std::vector<std::unique_ptr<PooledConnection>> idle;
+
+  std::unique_ptr<PooledConnection> acquire(std::string *error);
+  void release(std::unique_ptr<PooledConnection> connection);
+};
+
+struct EnvHandle {
+  std::shared_ptr<Environment> environment;
+  std::u16string name;
+};
+
+// The environment at a location, opened (and its tables created) on first use.
+std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error);
+Registry<EnvHandle> &envHandles();
+
+// ---- Values ---------------------------------------------------------------------------
+
+struct Value {
+  enum class Kind : uint8_t { Null, Int, Number, Text, Blob } kind = Kind::Null;
+  int64_t integer = 0;    // Int, and Number scaled by 10^decimals
+  unsigned decimals = 0;  // Number
+  std::string text;
+  const void *blob = nullptr;
+  size_t blobSize = 0;
+
+  void setNull() { kind = Kind::Null; }
+  void setInt(int64_t v) { kind = Kind::Int, integer = v; }
+  void setNumber(int64_t scaled, unsigned places) { kind = Kind::Number, integer = scaled, decimals = places; }
+};
+
+// ---- Requests ----------------------------------------------------------------------------
+
+struct User;
+
+enum class Op : uint8_t { Fetch, Scan, Insert, Update, UpdateCurrent, Delete };
+
+// What makes two statements of a request the same SQL.
+struct Shape {
+  Op op = Op::Fetch;
+  ID index = 0;
+  int keys = 0;
+  uint64_t nullKeys = 0;    // bit i: key i is null (IS NULL)
+  uint32_t selection = 0;   // interned selection shape (0: none)
+  uint32_t sequencing = 0;  // interned sequencing (0: index order)
+  uint32_t columns = 0;     // interned column list of *Cols operations (0: the request's)
+  bool lock = false;
+  bool operator==(const Shape &) const = default;
+};
+
+struct Condition {
+  size_t column = 0;
+  int comparison = 0;
+  bool orWithPrevious = false;
+  bool isNull = false;  // IS NULL / IS NOT NULL
+  Value value;
+};
+
+struct SortKey {
+  size_t column = 0;
+  bool descending = false;
+};
+
+// A column in a packed record: where it lies and where its value is in a select.
+struct Field {
+  size_t column = 0;
+  size_t offset = 0;
+  int sqlColumn = 0;
+};
+
+struct BlobState {
+  bool declared = false;
+  uint32_t declaredSize = 0;
+  std::string fetched;  // bytes of the last fetch, handed out by pointer
+  bool fetchedNull = true;
+};
+
+struct Request {
+  std::shared_ptr<User> user;
+  uint64_t id = 0;
+  const TableDef *table = nullptr;
+  ID index = 1;
+  std::vector<Field> fields;
+  size_t rowSize = 0;
+  std::vector<int> keyFields;      // per index 1 column: its position in fields, -1 when not selected
+  std::vector<int> keySqlColumns;  // per index 1 column: where the select has it
+
+  std::vector<Condition> selection;
+  uint32_t selectionShape = 0;
+  std::vector<SortKey> sequencing;
+  uint32_t sequencingShape = 0;
+  std::vector<std::string> selectionShapes, sequencingShapes, columnShapes;
+
+  struct Cached {
+    Shape shape;
+    std::string sql;
+    std::unique_ptr<Statement> statement;
+  };
+  std::vector<Cached> statements;
+
+  enum class Scan : uint8_t { None, Active, Done } scan = Scan::None;
+  Statement *scanStatement = nullptr;
+
+  // The row last fetched, as fetched: UpdateCurrent finds it again by its index 1 values,
+  // taken from this copy (selected columns) or from currentKey (the others, read at fetch).
+  bool hasCurrent = false;
+  std::vector<unsigned char> currentRecord;
+  std::vector<Value> currentKey;
+
+  bool holdsLock = false;
+  bool lockForScan = false;
+
+  std::vector<BlobState> blobs;    // one per table column (used for binary ones)
+  std::vector<Value> keyValues;    // key of the statement being run
+  std::vector<Value> writeValues;  // written values of the statement being run (two per column)
+  bool closed = false;
+};
+
+// ---- Users ------------------------------------------------------------------------------
+
+struct User {
+  std::mutex lock;  // one operation at a time on the handle and its requests
+  uint64_t id = 0;
+  LPBHVRCOM context = nullptr;
+  // The context's "fail" setting, so operations ask for forced failures only when it names any.
+  const std::string *failSetting = nullptr;
+  std::shared_ptr<Environment> environment;  // null: the context names no database
+  std::u16string environmentName;
+  uint64_t envHandle = 0;
+  bool userTransaction = false;  // commit mode 1
+  std::unique_ptr<PooledConnection> connection;
+  bool inTransaction = false;
+  int lockHolders = 0;
+  std::vector<uint64_t> requests;  // ids of its open requests (the registry owns them)
+  bool closed = false;
+};
+
+Registry<User> &users();
+Registry<Request> &requests();
+
+// ---- Shared helpers -------------------------------------------------------------------------
+
+// One trace line "operation: message" for the context (nothing without one).
+void traceFailure(LPBHVRCOM context, std::string_view operation, std::string_view message);
+
+// Opens the transaction a statement of the user must run in (mode 1: one
+// that lasts until commit or rollback). False (traced) when it cannot start.
+bool ensureTransaction(User &user, std::string_view operation);
+// Takes the write lock for a request's fetch for update (already held: nothing).
+bool acquireLock(User &user, Request &request, std::string_view operation);
+// Gives up a request's lock; the last one out commits a lock transaction of mode 0.
+void releaseLock(User &user, Request &request);
+// Closes a request under its user's lock: scan ended, statements pooled, lock released.
+void closeRequest(User &user, Request &request);
+// Frees a user handle (requests closed, uncommitted work rolled back, connection pooled).
+void freeUser(User &user);
+
+}  // namespace vyr::db

@@ -1,0 +1,185 @@
+#include "db/sql.h"
+
+#include "db/values.h"
+#include "vyrdb.h"
+
+namespace vyr::db {
+namespace {
+
+std::string quoted(std::u16string_view name) { return "\"" + toUtf8(name) + "\""; }
+std::string quoted(const ColumnDef &column) { return quoted(column.alias); }
+
+class Builder {
+ public:
+  explicit Builder(const Dialect &dialect) : dialect_(dialect) {}
+  std::string next() { return dialect_.placeholder(position_++); }
+
+  // "k1" = ? AND "k2" IS NULL ... for the leading key columns of an index.
+  void keys(std::string &sql, const TableDef &table, const IndexDef &index, int count, uint64_t nullKeys,
+            const char *&glue) {
+    for (int i = 0; i < count; ++i) {
+      const ColumnDef &column = table.columns[index.columns[static_cast<size_t>(i)]];
+      sql += glue;
+      glue = " AND ";
+      sql += quoted(column);
+      sql += (nullKeys >> i & 1) ? " IS NULL" : " = " + next();
+    }
+  }
+
+ private:
+  const Dialect &dialect_;
+  int position_ = 1;
+};
+
+const char *comparisonText(int comparison) {
+  static const char *const texts[] = {" < ", " <= ", " = ", " >= ", " > ", " <> "};
+  return comparison >= 0 && comparison <= 5 ? texts[comparison] : " = ";
+}
+
+}  // namespace
+
+std::string zoneColumnName(const ColumnDef &column) { return toUtf8(column.alias) + "_TZ"; }
+
+std::vector<std::string> schemaSql(const TableDef &table, const Dialect &dialect) {
+  std::vector<std::string> out;
+  std::string create = "CREATE TABLE IF NOT EXISTS " + quoted(table.name) + " (";
+  for (size_t i = 0; i < table.columns.size(); ++i) {
+    const ColumnDef &column = table.columns[i];
+    if (i > 0) create += ", ";
+    create += quoted(column) + " " + dialect.columnType(column);
+    switch (column.kind) {
+      // A column a row was inserted without is blank or zero, never NULL.
+      case ColumnKind::String:
+      case ColumnKind::Char:
+        create += " NOT NULL DEFAULT ''";
+        break;
+      case ColumnKind::Number:
+      case ColumnKind::Integer:
+        create += " NOT NULL DEFAULT 0";
+        break;
+      case ColumnKind::UTime:
+        create += ", \"" + zoneColumnName(column) + "\" " + dialect.columnType(ColumnDef{u"", ColumnKind::Integer});
+        break;
+      default:
+        break;
+    }
+  }
+  create += ")";
+  out.push_back(create);
+  for (const IndexDef &index : table.indexes) {
+    std::string sql = index.unique ? "CREATE UNIQUE INDEX IF NOT EXISTS " : "CREATE INDEX IF NOT EXISTS ";
+    sql += "\"" + toUtf8(table.name) + "_" + std::to_string(index.id) + "\" ON " + quoted(table.name) + " (";
+    for (size_t k = 0; k < index.columns.size(); ++k) {
+      if (k > 0) sql += ", ";
+      sql += quoted(table.columns[index.columns[k]]);
+      if (index.descending[k]) sql += " DESC";
+    }
+    sql += ")";
+    out.push_back(sql);
+  }
+  return out;
+}
+
+std::string selectSql(const Request &request, const Shape &shape, const Dialect &dialect) {
+  const TableDef &table = *request.table;
+  const IndexDef &primary = *table.primary();
+  Builder builder(dialect);
+  std::string sql = "SELECT ";
+  const char *comma = "";
+  for (const Field &field : request.fields) {
+    const ColumnDef &column = table.columns[field.column];
+    sql += comma + quoted(column);
+    if (column.kind == ColumnKind::UTime) sql += ", \"" + zoneColumnName(column) + "\"";
+    comma = ", ";
+  }
+  for (size_t k = 0; k < primary.columns.size(); ++k) {
+    bool selected = false;
+    for (const Field &field : request.fields) selected = selected || field.column == primary.columns[k];
+    if (!selected) sql += comma + quoted(table.columns[primary.columns[k]]), comma = ", ";
+  }
+  sql += " FROM " + quoted(table.name);
+
+  const IndexDef &index = *findIndex(table, shape.index);
+  const char *glue = " WHERE ";
+  builder.keys(sql, table, index, shape.keys, shape.nullKeys, glue);
+  // OR joins an entry to the one before it; the parenthesised groups are ANDed.
+  for (size_t i = 0; i < request.selection.size(); ++i) {
+    const Condition &condition = request.selection[i];
+    const bool opensGroup = i == 0 || !condition.orWithPrevious;
+    const bool closesGroup = i + 1 == request.selection.size() || !request.selection[i + 1].orWithPrevious;
+    sql += opensGroup ? std::string(glue) + "(" : std::string(" OR ");
+    glue = " AND ";
+    sql += quoted(table.columns[condition.column]);
+    if (condition.isNull)
+      sql += condition.comparison == VDB_CMP_NE ? " IS NOT NULL" : " IS NULL";
+    else
+      sql += comparisonText(condition.comparison) + builder.next();
+    if (closesGroup) sql += ")";
+  }
+
+  // The index order (or the sequencing), then index 1 so equal keys come back the same way each time.
+  std::vector<SortKey> order;
+  if (!request.sequencing.empty()) {
+    order = request.sequencing;
+  } else {
+    for (size_t k = 0; k < index.columns.size(); ++k) order.push_back({index.columns[k], index.descending[k]});
+  }
+  if (!request.sequencing.empty() || !index.unique) {
+    for (size_t k = 0; k < primary.columns.size(); ++k) {
+      bool present = false;
+      for (const SortKey &s : order) present = present || s.column == primary.columns[k];
+      if (!present) order.push_back({primary.columns[k], primary.descending[k]});
+    }
+  }
+  sql += " ORDER BY ";
+  for (size_t i = 0; i < order.size(); ++i) {
+    if (i > 0) sql += ", ";
+    sql += quoted(table.columns[order[i].column]);
+    if (order[i].descending) sql += " DESC";
+  }
+  if (shape.op == Op::Fetch) sql += " LIMIT 1";
+  if (shape.lock) sql += dialect.lockSuffix();
+  return sql;
+}
+
+std::string insertSql(const TableDef &table, const std::vector<size_t> &columns, const Dialect &dialect) {
+  Builder builder(dialect);
+  std::string names, values;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const ColumnDef &column = table.columns[columns[i]];
+    if (i > 0) names += ", ", values += ", ";
+    names += quoted(column);
+    values += builder.next();
+    if (column.kind == ColumnKind::UTime) {
+      names += ", \"" + zoneColumnName(column) + "\"";
+      values += ", " + builder.next();
+    }
+  }
+  return "INSERT INTO " + quoted(table.name) + " (" + names + ") VALUES (" + values + ")";
+}
+
+std::string updateSql(const TableDef &table, const std::vector<size_t> &columns, const IndexDef &index, int keys,
+                      uint64_t nullKeys, const Dialect &dialect) {
+  Builder builder(dialect);
+  std::string sql = "UPDATE " + quoted(table.name) + " SET ";
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const ColumnDef &column = table.columns[columns[i]];
+    if (i > 0) sql += ", ";
+    sql += quoted(column) + " = " + builder.next();
+    if (column.kind == ColumnKind::UTime) sql += ", \"" + zoneColumnName(column) + "\" = " + builder.next();
+  }
+  const char *glue = " WHERE ";
+  builder.keys(sql, table, index, keys, nullKeys, glue);
+  return sql;
+}
+
+std::string deleteSql(const TableDef &table, const IndexDef &index, int keys, uint64_t nullKeys,
+                      const Dialect &dialect) {
+  Builder builder(dialect);
+  std::string sql = "DELETE FROM " + quoted(table.name);
+  const char *glue = " WHERE ";
+  builder.keys(sql, table, index, keys, nullKeys, glue);
+  return sql;
+}
+
+}  // namespace vyr::db
