@@ -13,5 +13,6 @@
 #include "vyrdb.h"
 #include "vyrcache.h"
 #include "vyrreport.h"
+#include "vyros.h"
 
 #endif /* VYRKRNL_H */

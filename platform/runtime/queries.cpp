@@ -54,7 +54,7 @@ const ItemKey kUserItems[] = {
     {u"ENV", "env"},   {u"PROGRAM", "program"}, {u"MACHINE", "machine"},
 };
 const ItemKey kSystemConstants[] = {{u"NNO", "NNO"}};
-const ItemKey kEnvironmentValues[] = {{u"CRMMSL", "CRMMSL"}};
+const ItemKey kEnvironmentValues[] = {{u"CRMMSL", "CRMMSL"}, {u"TAXPLUGIN", "taxplugin"}};
 const ItemKey kCurrency[] = {{u"", "currency"}};
 
 std::atomic<ID> gNextUniqueId{0};
