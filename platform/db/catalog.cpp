@@ -33,11 +33,11 @@ ColumnDef column(std::u16string_view alias, ColumnKind kind, uint16_t width, uin
 }
 
 // Checks one declaration and turns it into the form the layer uses.
-TableDef build(const schema::TableSpec &spec, std::vector<std::string> &problems) {
+TableDef build(const schema::TableSpec &declared, std::vector<std::string> &problems) {
   TableDef table;
-  table.name = std::u16string(spec.name);
-  table.description = std::string(spec.description);
-  table.columns = spec.columns;
+  table.name = std::u16string(declared.name);
+  table.description = std::string(declared.description);
+  table.columns = declared.columns;
   const std::string name = toUtf8(table.name);
   auto problem = [&](const std::string &text) { problems.push_back(name + ": " + text); };
   if (table.name.empty() || table.name.size() > 10) problem("table names are 1 to 10 characters");
@@ -56,8 +56,8 @@ TableDef build(const schema::TableSpec &spec, std::vector<std::string> &problems
     if (c.kind == ColumnKind::Number && (c.width == 0 || c.width > kMaxNumberDigits || c.decimals > c.width))
       problem("number column " + alias + " needs 1 to 18 digits and no more decimals than digits");
   }
-  for (size_t i = 0; i < spec.indexes.size(); ++i) {
-    const schema::IndexSpec &ix = spec.indexes[i];
+  for (size_t i = 0; i < declared.indexes.size(); ++i) {
+    const schema::IndexSpec &ix = declared.indexes[i];
     if (ix.id != i + 1) problem("index ids run 1, 2, 3... (found " + std::to_string(ix.id) + ")");
     IndexDef index;
     index.id = ix.id;
@@ -102,9 +102,9 @@ IndexSpec index(ID id, std::vector<KeyColumn> keys) { return IndexSpec{id, std::
 void addTables(std::vector<TableSpec> tables) {
   Registry &r = registry();
   std::lock_guard<std::mutex> guard(r.lock);
-  for (const TableSpec &spec : tables) {
+  for (const TableSpec &declared : tables) {
     std::vector<std::string> problems;
-    TableDef table = build(spec, problems);
+    TableDef table = build(declared, problems);
     if (r.byName.count(table.name) != 0) problems.push_back(toUtf8(table.name) + ": declared twice");
     r.problems.insert(r.problems.end(), problems.begin(), problems.end());
     // A table with declaration mistakes stays out: its SQL would be wrong.

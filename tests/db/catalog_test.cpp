@@ -69,7 +69,7 @@ TEST(Catalog, DeclarationMistakesKeepTheTableOut) {
   using namespace vyr::db::schema;
   struct Case {
     const char16_t *name;
-    TableSpec spec;
+    TableSpec declared;
     const char *problem;
   };
   const Case cases[] = {
@@ -81,7 +81,7 @@ TEST(Catalog, DeclarationMistakesKeepTheTableOut) {
       {u"ZBAD6", {u"ZBAD6", "", {utime(u"T"), str(u"T_TZ", 2)}, {unique(1, {asc(u"T_TZ")})}}, "zone column"},
   };
   for (const Case &c : cases) {
-    addTables({c.spec});
+    addTables({c.declared});
     EXPECT_EQ(findTable(c.name), nullptr);
     bool found = false;
     for (const std::string &p : catalogProblems()) found = found || p.find(c.problem) != std::string::npos;
