@@ -162,7 +162,7 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
           main.setNull();
           return true;
         case DateForm::Valid:
-          main.setInt(stored);
+          main.setDate(stored);
           return true;
         case DateForm::Invalid:
           why = "column " + aliasText(column) + " holds no calendar date (" + std::to_string(date.nYear) + "-" +
@@ -178,7 +178,7 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
         main.setNull();
         zone.setNull();
       } else {
-        main.setInt(time.llMicroseconds);
+        main.setTimestamp(time.llMicroseconds);
         zone.setInt(time.nDisplayZoneMinutes);
       }
       return true;
@@ -271,14 +271,14 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
         return false;
       }
       isNull = form == DateForm::Null;
-      out.setInt(stored);
+      out.setDate(stored);
       return true;
     }
     case ColumnKind::UTime: {
       UTIME time;
       std::memcpy(&time, value, sizeof time);
       isNull = isNullUTime(time);
-      out.setInt(time.llMicroseconds);
+      out.setTimestamp(time.llMicroseconds);
       return true;
     }
     case ColumnKind::Binary:
@@ -298,6 +298,12 @@ void bind(Statement &statement, int &position, const Value &value) {
       break;
     case Value::Kind::Number:
       statement.bindNumber(position++, value.integer, value.decimals);
+      break;
+    case Value::Kind::Date:
+      statement.bindDate(position++, value.integer);
+      break;
+    case Value::Kind::Timestamp:
+      statement.bindTimestamp(position++, value.integer);
       break;
     case Value::Kind::Text:
       statement.bindText(position++, value.text);
@@ -336,14 +342,14 @@ void readInto(Request &request, Statement &statement, const Field &field, unsign
       break;
     }
     case ColumnKind::Date: {
-      const VYRDATE date = statement.isNull(c) ? VYRDATE{} : storedToDate(statement.readInt(c));
+      const VYRDATE date = statement.isNull(c) ? VYRDATE{} : storedToDate(statement.readDate(c));
       std::memcpy(out, &date, sizeof date);
       break;
     }
     case ColumnKind::UTime: {
       UTIME time{};
       if (!statement.isNull(c)) {
-        time.llMicroseconds = statement.readInt(c);
+        time.llMicroseconds = statement.readTimestamp(c);
         time.nDisplayZoneMinutes = static_cast<short>(statement.readInt(c + 1));
         time.cSet = 1;
       }
@@ -385,6 +391,10 @@ void readRow(Request &request, Statement &statement, void *row) {
       value.kind = Value::Kind::Text, value.text.assign(statement.readText(c));
     else if (column.kind == ColumnKind::Number)
       value.setNumber(statement.readNumber(c, column.decimals), column.decimals);
+    else if (column.kind == ColumnKind::Date)
+      value.setDate(statement.readDate(c));
+    else if (column.kind == ColumnKind::UTime)
+      value.setTimestamp(statement.readTimestamp(c));
     else
       value.setInt(statement.readInt(c));
   }
@@ -423,6 +433,7 @@ Statement *statementFor(Access &a, const Shape &shape, const std::function<std::
   if (!cached.statement) {
     a.fail("cannot prepare a statement on " + nameText(*request.table) + ": " +
            a.user->connection->connection->lastError());
+    afterFailure(*a.user, a.operation);
     return nullptr;
   }
   request.statements.push_back(std::move(cached));
@@ -445,6 +456,7 @@ bool runWrite(Access &a, Statement &statement, int64_t *changed) {
     a.fail("a row with the same unique key already exists in " + nameText(*a.request->table));
   else
     a.fail("database error on " + nameText(*a.request->table) + ": " + error);
+  afterFailure(*a.user, a.operation);
   return false;
 }
 
@@ -546,22 +558,6 @@ std::string columnsSignature(const std::vector<size_t> &columns) {
   return signature;
 }
 
-bool ensureConnection(User &user, std::string_view operation) {
-  if (user.connection) return true;
-  if (!user.environment) {
-    const std::string name = toUtf8(user.environmentName);
-    traceFailure(user.context, operation, "environment " + name + " has no database (setting env." + name + ")");
-    return false;
-  }
-  std::string error;
-  user.connection = user.environment->acquire(&error);
-  if (!user.connection) {
-    traceFailure(user.context, operation, error);
-    return false;
-  }
-  return true;
-}
-
 // ---- Operations -----------------------------------------------------------------------------
 
 ID openTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns, ID nColumns, HREQUEST *lphRequest) {
@@ -652,6 +648,7 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
   request.hasCurrent = false;
   if (result == StepResult::Error) a.fail("database error: " + a.user->connection->connection->lastError());
   statement->reset();
+  if (result == StepResult::Error) afterFailure(*a.user, op);
   return kFailure;
 }
 
@@ -704,8 +701,11 @@ ID fetchNext(HREQUEST hRequest, void *lpRow, bool lock, std::string_view op) {
     readRow(request, statement, lpRow);
     return VDB_SUCCESS;
   }
-  if (result == StepResult::Error) a.fail("database error: " + a.user->connection->connection->lastError());
   endScan(request);
+  if (result == StepResult::Error) {
+    a.fail("database error: " + a.user->connection->connection->lastError());
+    afterFailure(*a.user, op);
+  }
   request.scan = Request::Scan::Done;
   request.hasCurrent = false;
   // The scan that held rows for update is over.
@@ -743,7 +743,13 @@ ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColum
     if (statement != nullptr) {
       int position = 1;
       bindRecordValues(request, *statement, position, columns, request.writeValues);
-      if (runWrite(a, *statement, nullptr)) result = VDB_SUCCESS;
+      int64_t inserted = 0;
+      if (runWrite(a, *statement, &inserted)) {
+        if (inserted > 0)
+          result = VDB_SUCCESS;
+        else
+          a.fail("a row with the same unique key already exists in " + nameText(*request.table));
+      }
     }
   }
   releaseAfterWrite(user, request);
