@@ -73,7 +73,8 @@ bool createTables(Connection &connection, const Dialect &dialect, std::string *e
   const std::string lock = dialect.schemaLockSql();
   if (!lock.empty() && !connection.execute(lock)) return fail("cannot lock the database to create its tables");
   for (const SchemaObject &object : objects)
-    if (!connection.execute(object.sql)) return fail("cannot create " + object.name);
+    if (existing.count(object.name) == 0 && !connection.execute(object.sql))
+      return fail("cannot create " + object.name);
   if (!connection.commit()) return fail("cannot create the tables");
   return true;
 }
@@ -290,6 +291,10 @@ void afterFailure(User &user, std::string_view operation) {
     return;
   }
   if (hadTransaction && !connection.inTransaction()) {
+    // A row fetched for update is no longer locked: writing it back unguarded could lose another's update.
+    for (uint64_t id : user.requests)
+      if (std::shared_ptr<Request> request = requests().find(id); request && request->holdsLock)
+        request->hasCurrent = false;
     endTransaction(user, true);
     user.transactionLost = user.transactionLost || user.userTransaction;
     traceFailure(user.context, operation, "the failed statement ended the transaction; its work was rolled back");

@@ -3,8 +3,9 @@
 // context runs in.
 //
 // Settings of a context: "env" names its environment; "env.NAME" gives the
-// location of NAME's database. A plain path is an SQLite file (created with
-// every catalogue table on first open). A context whose environment has no
+// location of NAME's database: postgresql://... (or postgres://...) is a
+// PostgreSQL database in libpq's URI form, anything else an SQLite file path.
+// Either gets every catalogue table it lacks on first open. A context whose environment has no
 // location still gets behaviour handles; opening a table on them fails with
 // a trace line that names the missing setting.
 #pragma once

@@ -103,6 +103,31 @@ TEST_P(ServerDatabase, RefusedStatementEndsTheTransactionAndItsCommitFails) {
   VDB_FreeUser(txn);
 }
 
+TEST_P(ServerDatabase, RefusedStatementUnderALockForgetsTheLockedRow) {
+  HREQUEST locked = open(u"F00022"), other = open(u"F00022");
+  ASSERT_EQ(add(locked, u"X", "1"), 1u);
+  ASSERT_EQ(add(locked, u"Y", "2"), 1u);
+  JCHAR x[11], y[11];
+  set(x, u"X"), set(y, u"Y");
+  Counter cx{}, cy{};
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(locked, 1, x, 1, &cx, 0), 1u);
+  ASSERT_EQ(VDB_FetchKeyed(other, 1, y, 1, &cy, 0), 1u);
+  set(cy.obnm, u"X");
+  EXPECT_NE(VDB_UpdateCurrent(other, &cy), 1u);  // refused inside the lock's transaction, which ends
+  EXPECT_TRUE(dbtest::traced(context_, {u"ended the transaction"}));
+  // The row is no longer locked: writing it back now could undo another handle's update.
+  cx.ukid = number("5");
+  EXPECT_NE(VDB_UpdateCurrent(locked, &cx), 1u);
+  EXPECT_TRUE(dbtest::traced(context_, {u"VDB_UpdateCurrent", u"no current row"}));
+  EXPECT_EQ(committed(u"X"), "1");
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(locked, 1, x, 1, &cx, 0), 1u);
+  cx.ukid = number("5");
+  ASSERT_EQ(VDB_UpdateCurrent(locked, &cx), 1u);
+  EXPECT_EQ(committed(u"X"), "5");
+  VDB_CloseTable(locked);
+  VDB_CloseTable(other);
+}
+
 TEST_P(ServerDatabase, TimestampBeyondTheServerRangeFailsAloneInsideATransaction) {
   HUSER txn = nullptr;
   ASSERT_EQ(VDB_InitUser(context_, &txn, nullptr, 1), 1u);

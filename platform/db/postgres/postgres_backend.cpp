@@ -24,6 +24,9 @@ constexpr int64_t kEpochMicros = kEpochDays * 86400 * 1000000;
 constexpr int64_t kMinTimestamp = -211813488000000000;
 constexpr int64_t kEndTimestamp = 9223371331200000000;
 
+// How long a statement waits for another session's lock before failing (as SQLite's busy wait).
+constexpr int kLockTimeoutMs = 30000;
+
 // Key of the advisory lock held while tables are created.
 constexpr int64_t kSchemaLockKey = 0x46414d4f464c4153;  // "FAMOFLAS"
 
@@ -550,6 +553,18 @@ class PgBackend final : public Backend {
     const char *integerTimes = PQparameterStatus(conn, "integer_datetimes");
     if (integerTimes == nullptr || std::strcmp(integerTimes, "on") != 0)
       return refuse("the server keeps timestamps as floating point");
+    // A lock wait ends in a failure after a while, as with SQLite, unless the
+    // location or the server already chose a limit.
+    PGresult *timeout = PQexec(conn, "SHOW lock_timeout");
+    const bool unlimited = PQresultStatus(timeout) == PGRES_TUPLES_OK && PQntuples(timeout) == 1 &&
+                           std::strcmp(PQgetvalue(timeout, 0, 0), "0") == 0;
+    PQclear(timeout);
+    if (unlimited) {
+      PGresult *set = PQexec(conn, ("SET lock_timeout = " + std::to_string(kLockTimeoutMs)).c_str());
+      const bool ok = PQresultStatus(set) == PGRES_COMMAND_OK;
+      PQclear(set);
+      if (!ok) return refuse(trimmed(PQerrorMessage(conn)));
+    }
     return std::make_unique<PgConnection>(conn);
   }
 
