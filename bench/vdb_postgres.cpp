@@ -8,7 +8,8 @@
 //    "UPDATE F00022 SET UKID = UKID + 1 WHERE OBNM = $1 RETURNING UKID"
 //    (one statement each), in transactions per second.
 // It prints VDB / raw for the fetch (time) and raw / VDB for the increments
-// (throughput), so above 1 means the layer is slower either way.
+// (throughput), so above 1 means the layer is slower either way. The two sides
+// take turns in batches and rounds; medians are reported.
 //
 // Needs a server: FAMOFLAS_BENCH_POSTGRES=postgresql://... (scripts/bench-postgres
 // starts a throw-away one). Works in a schema of its own, dropped at the end.
@@ -17,13 +18,13 @@
 #include <libpq-fe.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -104,9 +105,9 @@ int incrementChild(const char *mode, const char *location) {
   int failures = 0;
   if (std::strcmp(mode, "raw") == 0) {
     PGconn *conn = PQconnectdb(location);
-    PGresult *prepared = PQprepare(conn, "take",
-                                   "UPDATE \"F00022\" SET \"UKID\" = \"UKID\" + 1 WHERE \"OBNM\" = $1 RETURNING \"UKID\"",
-                                   1, nullptr);
+    PGresult *prepared =
+        PQprepare(conn, "take", "UPDATE \"F00022\" SET \"UKID\" = \"UKID\" + 1 WHERE \"OBNM\" = $1 RETURNING \"UKID\"",
+                  1, nullptr);
     const bool ok = PQresultStatus(prepared) == PGRES_COMMAND_OK;
     PQclear(prepared);
     if (!ok || !waitForStart()) return 2;
@@ -205,7 +206,8 @@ struct Fixture {
   explicit Fixture(const std::string &server) {
     admin = PQconnectdb(server.c_str());
     if (PQstatus(admin) != CONNECTION_OK) die("cannot connect to " + server + ": " + PQerrorMessage(admin));
-    PQsetNoticeProcessor(admin, [](void *, const char *) {}, nullptr);
+    PQsetNoticeProcessor(
+        admin, [](void *, const char *) {}, nullptr);
     schema = "vdbbench_" + std::to_string(getpid());
     if (!run(admin, ("CREATE SCHEMA \"" + schema + "\"").c_str())) die("cannot create the schema");
     location = server + (server.find('?') == std::string::npos ? "?" : "&") + "options=-csearch_path%3D" + schema;
@@ -288,13 +290,13 @@ void copyField(const PGresult *result, int column, char *out, size_t size) {
   out[n] = '\0';
 }
 
-void KeyedFetchRaw(benchmark::State &state) {
-  size_t i = 0;
+// One keyed fetch through raw libpq, copying every column out as an application would.
+bool fetchRaw(size_t i) {
   char an8[24], alky[21], tax[21], alph[41], at1[4], mcu[13], user[11], pid[11], upmj[16];
-  for (auto _ : state) {
-    const char *value[] = {fixture->rawKeys[i++ % kKeys].c_str()};
-    PGresult *result = PQexecPrepared(fixture->raw, "fetch", 1, value, nullptr, nullptr, 0);
-    if (PQresultStatus(result) != PGRES_TUPLES_OK || PQntuples(result) != 1) state.SkipWithError("row missing");
+  const char *value[] = {fixture->rawKeys[i % kKeys].c_str()};
+  PGresult *result = PQexecPrepared(fixture->raw, "fetch", 1, value, nullptr, nullptr, 0);
+  const bool found = PQresultStatus(result) == PGRES_TUPLES_OK && PQntuples(result) == 1;
+  if (found) {
     copyField(result, 0, an8, sizeof an8), copyField(result, 1, alky, sizeof alky);
     copyField(result, 2, tax, sizeof tax), copyField(result, 3, alph, sizeof alph);
     copyField(result, 4, at1, sizeof at1), copyField(result, 5, mcu, sizeof mcu);
@@ -303,85 +305,101 @@ void KeyedFetchRaw(benchmark::State &state) {
     benchmark::DoNotOptimize(std::atoll(an8));
     benchmark::DoNotOptimize(alph);
     benchmark::DoNotOptimize(upmj);
-    PQclear(result);
   }
+  PQclear(result);
+  return found;
 }
 
-void KeyedFetchVdb(benchmark::State &state) {
-  size_t i = 0;
+bool fetchVdb(size_t i) {
   AddressRow row;
-  for (auto _ : state) {
-    if (VDB_FetchKeyed(fixture->addresses, 1, &fixture->keys[i++ % kKeys], 1, &row, 0) != 1)
-      state.SkipWithError("row missing");
-    benchmark::DoNotOptimize(row);
-  }
+  const bool found = VDB_FetchKeyed(fixture->addresses, 1, &fixture->keys[i % kKeys], 1, &row, 0) == 1;
+  benchmark::DoNotOptimize(row);
+  return found;
 }
 
-BENCHMARK(KeyedFetchRaw);
-BENCHMARK(KeyedFetchVdb);
-
-// Keeps the time per iteration of each run (the median when repetitions are asked for).
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run> &runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run &r : runs) {
-      const std::string name = r.run_name.function_name;
-      const bool median = r.run_type == Run::RT_Aggregate && r.aggregate_name == "median";
-      if ((r.run_type == Run::RT_Iteration && !hasMedian_[name]) || median) {
-        times_[name] = {r.GetAdjustedRealTime(), r.GetAdjustedCPUTime()};
-        hasMedian_[name] = hasMedian_[name] || median;
-      }
-    }
-  }
-  void printRatio() {
-    if (times_.count("KeyedFetchVdb") == 0 || times_.count("KeyedFetchRaw") == 0) return;
-    const Times v = times_["KeyedFetchVdb"], r = times_["KeyedFetchRaw"];
-    std::printf("keyed fetch   wall: VDB %8.0f ns  raw %8.0f ns  ratio %.2f   cpu (client): VDB %6.0f ns  raw %6.0f ns\n",
-                v.real, r.real, v.real / r.real, v.cpu, r.cpu);
-  }
-
- private:
-  struct Times {
-    double real = 0, cpu = 0;
-  };
-  std::map<std::string, Times> times_;
-  std::map<std::string, bool> hasMedian_;
+struct Sample {
+  double wall = 0, cpu = 0;  // nanoseconds per fetch
 };
+
+Sample timeBatch(bool (*fetch)(size_t), size_t first, size_t count) {
+  timespec cpu0, cpu1;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu0);
+  const auto begin = std::chrono::steady_clock::now();
+  for (size_t i = first; i < first + count; ++i)
+    if (!fetch(i)) die("a row is missing");
+  const auto end = std::chrono::steady_clock::now();
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu1);
+  const double cpu = (cpu1.tv_sec - cpu0.tv_sec) * 1e9 + static_cast<double>(cpu1.tv_nsec - cpu0.tv_nsec);
+  return {std::chrono::duration<double, std::nano>(end - begin).count() / static_cast<double>(count),
+          cpu / static_cast<double>(count)};
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const size_t n = values.size();
+  return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
 
 }  // namespace
 
 int main(int argc, char **argv) {
   if (const char *mode = std::getenv("VDBBENCH_MODE")) return incrementChild(mode, std::getenv("VDBBENCH_LOCATION"));
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  int rounds = 15;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strncmp(argv[i], "--rounds=", 9) == 0 && std::atoi(argv[i] + 9) > 0) {
+      rounds = std::atoi(argv[i] + 9);
+    } else {
+      std::fprintf(stderr, "usage: %s [--rounds=N]   (N rounds of each comparison, default 15)\n", argv[0]);
+      return 2;
+    }
+  }
   const char *server = std::getenv("FAMOFLAS_BENCH_POSTGRES");
   if (server == nullptr || *server == '\0')
     die("FAMOFLAS_BENCH_POSTGRES names no server (postgresql://...); scripts/bench-postgres starts one");
   fixture = new Fixture(server);
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
 
-  // Three rounds each, alternating, so a busy moment of the machine does not fall on one side only.
-  std::vector<double> raw, vdb;
+  // Batches of the two sides alternate (and take turns going first), so a
+  // busy moment of a shared machine does not fall on one side only.
+  constexpr size_t kBatch = 2000;
+  for (size_t i = 0; i < kBatch; ++i) fetchRaw(i), fetchVdb(i);  // warm caches and statements
+  std::vector<double> rawWall, rawCpu, vdbWall, vdbCpu, ratios;
+  for (int round = 0; round < rounds; ++round) {
+    const size_t first = static_cast<size_t>(round) * kBatch;
+    Sample raw, vdb;
+    if (round % 2 == 0) {
+      raw = timeBatch(fetchRaw, first, kBatch);
+      vdb = timeBatch(fetchVdb, first, kBatch);
+    } else {
+      vdb = timeBatch(fetchVdb, first, kBatch);
+      raw = timeBatch(fetchRaw, first, kBatch);
+    }
+    rawWall.push_back(raw.wall), rawCpu.push_back(raw.cpu), vdbWall.push_back(vdb.wall), vdbCpu.push_back(vdb.cpu);
+    ratios.push_back(vdb.wall / raw.wall);
+  }
+
+  // Increments: rounds alternate too.
+  const int incrementRounds = std::max(3, rounds / 5);
+  std::vector<double> rawTps, vdbTps, tpsRatios;
   long long expected = fixture->counterValue();
-  for (int round = 0; round < 3; ++round) {
-    raw.push_back(incrementRound("raw", fixture->location));
-    vdb.push_back(incrementRound("vdb", fixture->location));
+  for (int round = 0; round < incrementRounds; ++round) {
+    rawTps.push_back(incrementRound("raw", fixture->location));
+    vdbTps.push_back(incrementRound("vdb", fixture->location));
+    tpsRatios.push_back(rawTps.back() / vdbTps.back());
     expected += 2 * kProcesses * kPerProcess;
   }
   const long long final = fixture->counterValue();
-  std::sort(raw.begin(), raw.end());
-  std::sort(vdb.begin(), vdb.end());
 
-  std::printf("\nVDB on PostgreSQL against raw libpq (same server, same schema)\n");
-  reporter.printRatio();
-  std::printf("%d processes x %d increments, median of 3 rounds: VDB fetch-for-update + update-current %.0f tx/s,"
-              " raw UPDATE ... RETURNING %.0f tx/s, raw / VDB %.2f\n",
-              kProcesses, kPerProcess, vdb[1], raw[1], raw[1] / vdb[1]);
-  std::printf("counter after all rounds: %lld (expected %lld)%s\n", final, expected,
+  std::printf("VDB on PostgreSQL against raw libpq (same server, same schema)\n");
+  std::printf("keyed fetch, median of %d interleaved batches of %zu:\n", rounds, kBatch);
+  std::printf("  wall per fetch: VDB %7.0f ns  raw %7.0f ns  ratio %.2f (median of the per-batch ratios %.2f)\n",
+              median(vdbWall), median(rawWall), median(vdbWall) / median(rawWall), median(ratios));
+  std::printf("  client CPU per fetch: VDB %7.0f ns  raw %7.0f ns\n", median(vdbCpu), median(rawCpu));
+  std::printf("%d processes x %d increments, median of %d interleaved rounds:\n", kProcesses, kPerProcess,
+              incrementRounds);
+  std::printf("  VDB fetch-for-update + update-current %.0f tx/s, raw UPDATE ... RETURNING %.0f tx/s, raw / VDB %.2f\n",
+              median(vdbTps), median(rawTps), median(tpsRatios));
+  std::printf("  counter after all rounds: %lld (expected %lld)%s\n", final, expected,
               final == expected ? "" : "  LOST INCREMENTS");
   delete fixture;
-  benchmark::Shutdown();
   return final == expected ? 0 : 1;
 }

@@ -1,8 +1,7 @@
 // The famoflas command.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
-
-#include <CLI/CLI.hpp>
 
 #include "db/host.h"
 

@@ -66,10 +66,15 @@ class Connection {
   virtual std::unique_ptr<Statement> prepare(const std::string &sql) = 0;
   virtual bool execute(const std::string &sql) = 0;
   // A transaction that writes: it takes the database's write lock at once,
-  // waiting for other writers, so rows read inside it stay as read until it ends.
+  // waiting for other writers, so rows read inside it stay as read until it ends
+  // (an engine with row locks may send the BEGIN with the first statement).
   virtual bool beginWrite() = 0;
   virtual bool commit() = 0;
   virtual bool rollback() = 0;
+  // The next statement is the last of the transaction: an engine may send the
+  // COMMIT along with it, to hold its locks one round trip less. commit() must
+  // still follow and reports the outcome.
+  virtual void commitWithNextStatement() {}
   // The last failure of this connection.
   virtual std::string lastError() = 0;
   virtual ErrorKind lastErrorKind() = 0;

@@ -521,6 +521,13 @@ void releaseAfterWrite(User &user, Request &request) {
   if (request.holdsLock && !request.lockForScan) releaseLock(user, request);
 }
 
+// Called just before a write runs: when releaseAfterWrite will commit right
+// after it, the engine may send the commit with the write.
+void commitWithWriteWhenLast(User &user, const Request &request) {
+  if (request.holdsLock && !request.lockForScan && !user.userTransaction && user.lockHolders == 1)
+    user.connection->connection->commitWithNextStatement();
+}
+
 // Stored values of the listed columns of a record.
 bool recordValues(Access &a, const std::vector<size_t> &columns, const void *row, std::vector<Value> &values) {
   Request &request = *a.request;
@@ -744,6 +751,7 @@ ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColum
       int position = 1;
       bindRecordValues(request, *statement, position, columns, request.writeValues);
       int64_t inserted = 0;
+      commitWithWriteWhenLast(user, request);
       if (runWrite(a, *statement, &inserted)) {
         if (inserted > 0)
           result = VDB_SUCCESS;
@@ -781,6 +789,7 @@ bool updateRows(Access &a, ID idIndex, const void *lpKey, short nKeys, const std
       for (size_t k = 0; k < request.keyValues.size(); ++k)
         if (!(nullKeys >> k & 1)) bind(*statement, position, request.keyValues[k]);
       int64_t changed = 0;
+      commitWithWriteWhenLast(user, request);
       changedAny = runWrite(a, *statement, &changed) && changed > 0;
     }
   }
@@ -824,6 +833,7 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
       for (const Value &value : request.currentKey)
         if (value.kind != Value::Kind::Null) bind(*statement, position, value);
       int64_t changed = 0;
+      commitWithWriteWhenLast(user, request);
       if (runWrite(a, *statement, &changed)) {
         if (changed == 0) {
           a.fail("the row fetched last is no longer in " + nameText(*request.table));
@@ -860,6 +870,7 @@ ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
       for (size_t k = 0; k < request.keyValues.size(); ++k)
         if (!(nullKeys >> k & 1)) bind(*statement, position, request.keyValues[k]);
       int64_t changed = 0;
+      commitWithWriteWhenLast(user, request);
       if (runWrite(a, *statement, &changed) && changed > 0) result = VDB_SUCCESS;
     }
   }

@@ -92,7 +92,8 @@ class PgScratch {
   explicit PgScratch(std::string base) : base_(std::move(base)) {
     admin_ = PQconnectdb(base_.c_str());
     if (PQstatus(admin_) != CONNECTION_OK) error_ = "cannot connect to " + base_ + ": " + PQerrorMessage(admin_);
-    PQsetNoticeProcessor(admin_, [](void *, const char *) {}, nullptr);
+    PQsetNoticeProcessor(
+        admin_, [](void *, const char *) {}, nullptr);
   }
   ~PgScratch() {
     if (error_.empty()) {
@@ -186,8 +187,7 @@ class DbTest : public ::testing::TestWithParam<Engine> {
   std::string otherLocation() { return postgres() ? pg_->newLocation() : dir_ + "/other.db"; }
   // A location of the test's engine where no database can be opened.
   std::string unreachableLocation() const {
-    return postgres() ? "postgresql://nobody:secret@/nowhere?host=" +
-                            std::filesystem::temp_directory_path().string() +
+    return postgres() ? "postgresql://nobody:secret@/nowhere?host=" + std::filesystem::temp_directory_path().string() +
                             "/no-such-socket-dir&connect_timeout=2&password=secret"
                       : dir_ + "/missing/dir/x.db";
   }

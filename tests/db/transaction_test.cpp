@@ -203,6 +203,34 @@ TEST_P(Transactions, RowFetchedForUpdateStaysLockedUntilUpdateCurrent) {
   addCounter(u"AFTER", "5");  // would wait on a lock left behind
 }
 
+TEST_P(Transactions, RefusedWriteOfALockedRowReleasesTheLockAndChangesNothing) {
+  addCounter(u"X", "1");
+  addCounter(u"Y", "2");
+  HREQUEST counters = open(u"F00022");
+  JCHAR y[11];
+  set(y, u"Y");
+  Counter c{};
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, y, 1, &c, 0), 1u);
+  set(c.obnm, u"X");  // taken
+  c.ukid = number("9");
+  EXPECT_NE(VDB_UpdateCurrent(counters, &c), 1u);
+  EXPECT_TRUE(dbtest::traced(context_, {u"VDB_UpdateCurrent", u"already exists"}));
+  EXPECT_EQ(committed(u"Y"), "2");
+  EXPECT_EQ(committed(u"X"), "1");
+  addCounter(u"Z", "3");  // would wait on a lock left behind
+  HUSER other = nullptr;
+  ASSERT_EQ(VDB_InitBhvr(extraContext(), &other, nullptr, 0), 1u);
+  HREQUEST theirs = nullptr;
+  ASSERT_EQ(VDB_OpenTable(other, u"F00022", 1, nullptr, 0, nullptr, &theirs), 1u);
+  Counter changed{};
+  set(changed.obnm, u"Y");
+  changed.ukid = number("20");
+  EXPECT_EQ(VDB_UpdateTable(theirs, 1, y, 1, &changed), 1u);
+  VDB_FreeBhvr(other);
+  EXPECT_EQ(committed(u"Y"), "20");
+  VDB_CloseTable(counters);
+}
+
 TEST_P(Transactions, ScanForUpdateUpdatesEachRowAndEndsWithTheScan) {
   addCounter(u"A", "1");
   addCounter(u"B", "2");

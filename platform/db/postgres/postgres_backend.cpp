@@ -14,8 +14,8 @@ namespace vyr::db {
 namespace {
 
 // Oids of the built-in types (fixed in every server).
-constexpr Oid kBool = 16, kBytea = 17, kInt8 = 20, kInt2 = 21, kInt4 = 23, kText = 25, kBpchar = 1042,
-              kVarchar = 1043, kDate = 1082, kTimestamp = 1114, kTimestampTz = 1184, kNumeric = 1700;
+constexpr Oid kBool = 16, kBytea = 17, kInt8 = 20, kInt2 = 21, kInt4 = 23, kText = 25, kBpchar = 1042, kVarchar = 1043,
+              kDate = 1082, kTimestamp = 1114, kTimestampTz = 1184, kNumeric = 1700;
 
 // The binary date and timestamp forms count from 2000-01-01.
 constexpr int64_t kEpochDays = 10957;  // 1970-01-01 to 2000-01-01
@@ -104,12 +104,35 @@ ErrorKind kindOf(const char *state) {
   return ErrorKind::Other;
 }
 
+bool succeeded(const PGresult *result) {
+  const ExecStatusType status = PQresultStatus(result);
+  return result != nullptr && (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK);
+}
+
+// The message of a failed result, with its detail.
+std::string messageOf(const PGresult *result) {
+  const char *primary = result ? PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY) : nullptr;
+  if (primary == nullptr) return {};
+  std::string message = primary;
+  if (const char *detail = PQresultErrorField(result, PG_DIAG_MESSAGE_DETAIL))
+    message += " (" + std::string(detail) + ")";
+  return message;
+}
+
 // What a connection and its statements share; the connection owns the PGconn.
 struct Session {
   PGconn *conn = nullptr;  // null once the connection closed
   std::string error;
   ErrorKind kind = ErrorKind::None;
   uint64_t statementCount = 0;
+  bool unusable = false;  // the protocol state is unknown after a send that failed halfway
+
+  // Round trips saved on transactions: BEGIN waits for the next statement and
+  // goes with it; a COMMIT asked for goes right after the next statement.
+  bool beginPending = false;
+  bool commitPending = false;
+  int commitOutcome = 0;  // of a COMMIT that went along: 1 done, -1 failed (commitError says why), 0 none
+  std::string commitError;
 
   void noteError(std::string message, ErrorKind errorKind) {
     error = std::move(message);
@@ -120,25 +143,92 @@ struct Session {
   // frees the result, and rolls back a transaction the failure aborted: the
   // server would refuse every further statement in it anyway.
   void fail(PGresult *result) {
-    const char *primary = result ? PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY) : nullptr;
-    if (primary != nullptr) {
-      std::string message = primary;
-      if (const char *detail = PQresultErrorField(result, PG_DIAG_MESSAGE_DETAIL)) message += " (" + std::string(detail) + ")";
+    std::string message = messageOf(result);
+    if (!message.empty()) {
       noteError(std::move(message), kindOf(PQresultErrorField(result, PG_DIAG_SQLSTATE)));
     } else {
-      std::string message = conn ? trimmed(PQerrorMessage(conn)) : std::string("the connection is closed");
+      message = conn ? trimmed(PQerrorMessage(conn)) : std::string("the connection is closed");
       noteError(message.empty() ? "unknown database error" : message, ErrorKind::Other);
     }
     PQclear(result);
+    commitOutcome = 0;
     if (conn && PQstatus(conn) == CONNECTION_OK && PQtransactionStatus(conn) == PQTRANS_INERROR)
       PQclear(PQexec(conn, "ROLLBACK"));
   }
-};
 
-bool succeeded(const PGresult *result) {
-  const ExecStatusType status = PQresultStatus(result);
-  return result != nullptr && (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK);
-}
+  // Sends a pending BEGIN on its own (before a statement that cannot go with it).
+  bool flushBegin() {
+    if (!beginPending) return true;
+    beginPending = false;
+    PGresult *result = PQexec(conn, "BEGIN");
+    if (!succeeded(result)) {
+      fail(result);
+      return false;
+    }
+    PQclear(result);
+    return true;
+  }
+
+  // Runs a prepared statement with binary results, with a pending BEGIN before
+  // it and a pending COMMIT after it in the same round trip.
+  PGresult *execPrepared(const char *name, int count, const char *const *values, const int *lengths,
+                         const int *formats) {
+    const bool withBegin = beginPending, withCommit = commitPending;
+    beginPending = commitPending = false;
+    if (!withBegin && !withCommit) return PQexecPrepared(conn, name, count, values, lengths, formats, 1);
+    if (conn == nullptr || PQenterPipelineMode(conn) == 0) {
+      beginPending = withBegin;
+      if (!flushBegin()) return nullptr;
+      PGresult *result = PQexecPrepared(conn, name, count, values, lengths, formats, 1);
+      if (withCommit && succeeded(result)) commitPending = true;  // commit() sends it
+      return result;
+    }
+    auto sendCommand = [&](const char *sql) {
+      return PQsendQueryParams(conn, sql, 0, nullptr, nullptr, nullptr, nullptr, 1) == 1;
+    };
+    const bool sent = (!withBegin || sendCommand("BEGIN")) &&
+                      PQsendQueryPrepared(conn, name, count, values, lengths, formats, 1) == 1 &&
+                      (!withCommit || sendCommand("COMMIT")) && PQpipelineSync(conn) == 1;
+    if (!sent) {
+      unusable = true;
+      noteError("cannot send to the server: " + trimmed(PQerrorMessage(conn)), ErrorKind::Other);
+      return nullptr;
+    }
+    PGresult *begin = withBegin ? nextResult() : nullptr;
+    PGresult *result = nextResult();
+    PGresult *commit = withCommit ? nextResult() : nullptr;
+    for (PGresult *r; (r = PQgetResult(conn)) != nullptr;) {
+      const bool sync = PQresultStatus(r) == PGRES_PIPELINE_SYNC;
+      PQclear(r);
+      if (sync) break;
+    }
+    if (PQexitPipelineMode(conn) == 0) unusable = true;
+    // A BEGIN that failed explains why the statement did not run.
+    if (withBegin && !succeeded(begin) && !succeeded(result)) {
+      PQclear(result);
+      result = begin;
+      begin = nullptr;
+    }
+    PQclear(begin);
+    if (withCommit) {
+      const bool committed = succeeded(commit) && std::strcmp(PQcmdStatus(commit), "COMMIT") == 0;
+      commitOutcome = committed ? 1 : -1;
+      commitError = committed ? std::string() : messageOf(commit);
+      if (!committed && commitError.empty()) commitError = "the transaction had failed and was rolled back";
+      PQclear(commit);
+    }
+    return result;
+  }
+
+ private:
+  // The first result of the next query of a pipeline; the rest of its results are dropped.
+  PGresult *nextResult() {
+    PGresult *first = PQgetResult(conn);
+    if (first == nullptr) return nullptr;
+    while (PGresult *more = PQgetResult(conn)) PQclear(more);
+    return first;
+  }
+};
 
 class PgStatement final : public Statement {
  public:
@@ -244,7 +334,8 @@ class PgStatement final : public Statement {
     // Checked here so an impossible instant fails alone instead of aborting a transaction on the server.
     const bool inRange = micros >= kMinTimestamp + kEpochMicros && micros - kEpochMicros < kEndTimestamp;
     if (!inRange) {
-      p->error = "timestamp " + std::to_string(micros) + " (microseconds since 1970) is outside what the database holds";
+      p->error =
+          "timestamp " + std::to_string(micros) + " (microseconds since 1970) is outside what the database holds";
       return;
     }
     p->setBinary();
@@ -386,8 +477,8 @@ class PgStatement final : public Statement {
       lengths_[i] = static_cast<int>(p.data.size());
       formats_[i] = p.binary ? 1 : 0;
     }
-    result_ = PQexecPrepared(session_->conn, name_.c_str(), static_cast<int>(n), values_.data(), lengths_.data(),
-                             formats_.data(), 1);
+    result_ =
+        session_->execPrepared(name_.c_str(), static_cast<int>(n), values_.data(), lengths_.data(), formats_.data());
     switch (PQresultStatus(result_)) {
       case PGRES_TUPLES_OK:
         rows_ = PQntuples(result_);
@@ -447,6 +538,7 @@ class PgConnection final : public Connection {
   }
 
   bool execute(const std::string &sql) override {
+    if (!session_->flushBegin()) return false;
     PGresult *result = PQexec(session_->conn, sql.c_str());
     if (!succeeded(result)) {
       session_->fail(result);
@@ -456,9 +548,31 @@ class PgConnection final : public Connection {
     return true;
   }
 
-  bool beginWrite() override { return execute("BEGIN"); }
+  // Row locks come with SELECT ... FOR UPDATE: the BEGIN goes with the first statement.
+  bool beginWrite() override {
+    if (inTransaction()) {
+      session_->noteError("a transaction is already open", ErrorKind::Other);
+      return false;
+    }
+    session_->beginPending = true;
+    return true;
+  }
+
+  void commitWithNextStatement() override { session_->commitPending = true; }
 
   bool commit() override {
+    Session &s = *session_;
+    s.commitPending = false;
+    if (s.commitOutcome != 0) {
+      const bool committed = s.commitOutcome > 0;
+      s.commitOutcome = 0;
+      if (!committed) s.noteError(s.commitError, ErrorKind::Other);
+      return committed;
+    }
+    if (s.beginPending) {  // nothing ran in it
+      s.beginPending = false;
+      return true;
+    }
     PGresult *result = PQexec(session_->conn, "COMMIT");
     if (!succeeded(result)) {
       session_->fail(result);
@@ -471,19 +585,29 @@ class PgConnection final : public Connection {
     return committed;
   }
 
-  bool rollback() override { return execute("ROLLBACK"); }
+  bool rollback() override {
+    Session &s = *session_;
+    s.commitPending = false;
+    s.commitOutcome = 0;
+    if (s.beginPending) {
+      s.beginPending = false;
+      return true;
+    }
+    return execute("ROLLBACK");
+  }
   std::string lastError() override { return session_->error; }
   ErrorKind lastErrorKind() override { return session_->kind; }
 
   bool inTransaction() override {
     if (session_->conn == nullptr) return false;
+    if (session_->beginPending) return true;
     const PGTransactionStatusType status = PQtransactionStatus(session_->conn);
     return status == PQTRANS_INTRANS || status == PQTRANS_INERROR || status == PQTRANS_ACTIVE;
   }
 
   bool broken() override {
     PGconn *conn = session_->conn;
-    if (conn == nullptr || PQstatus(conn) != CONNECTION_OK) return true;
+    if (conn == nullptr || session_->unusable || PQstatus(conn) != CONNECTION_OK) return true;
     // A server that ended the session has said so and closed the socket: reading
     // what is waiting (libpq never blocks here), then the end of the stream, finds out.
     for (int read = 0; read < 2 && PQstatus(conn) == CONNECTION_OK; ++read) PQconsumeInput(conn);
@@ -518,9 +642,7 @@ class PgDialect final : public Dialect {
   }
   std::string_view lockSuffix() const override { return " FOR UPDATE"; }
   // The server sorts NULL last ascending; the layer (like SQLite) sorts it first.
-  std::string_view nullsOrder(bool descending) const override {
-    return descending ? " NULLS LAST" : " NULLS FIRST";
-  }
+  std::string_view nullsOrder(bool descending) const override { return descending ? " NULLS LAST" : " NULLS FIRST"; }
   std::string relationsSql() const override {
     return "SELECT c.relname FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n ON n.oid = c.relnamespace "
            "WHERE n.nspname = current_schema()";
