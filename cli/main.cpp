@@ -1,27 +1,370 @@
-// The famoflas command.
-#include <CLI/CLI.hpp>
+// The famoflas command: calls business functions by name and prints JSON.
+// stdout carries only results; progress and errors go to stderr.
 #include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <sstream>
 #include <string>
+#include <vector>
 
-#include "db/host.h"
+#include "dsjson.h"
+#include "run.h"
+#include "tables.h"
+#include "runtime/context.h"
+#include "runtime/valuetext.h"
+#include "unicode/jchar_utf8.h"
 
-int main(int argc, char **argv) {
-  CLI::App app{"famoflas - call FAMOFLAS business functions by name"};
-  app.set_version_flag("--version", std::string("famoflas ") + FAMOFLAS_VERSION);
-  std::string database;
-  app.add_option("--db", database,
-                 "database to work on: an SQLite file, or postgresql://... (postgres://...) for a PostgreSQL "
-                 "server; the catalogue tables it lacks are created");
-  CLI11_PARSE(app, argc, argv);
-  if (!database.empty()) {
-    std::string error;
-    if (!vyr::db::initDatabase(database, &error)) {
-      std::fprintf(stderr, "famoflas: %s\n", error.c_str());
-      return 1;
+namespace {
+
+// Exit status of a command line or input that cannot be carried out.
+constexpr int kUsage = 64;
+// Exit status when the libraries cannot be loaded.
+constexpr int kUnavailable = 69;
+
+struct Arguments {
+  std::string command;
+  std::optional<std::string> database;
+  std::vector<std::string> settings;   // KEY=VALUE
+  std::vector<std::string> libraries;
+  std::optional<std::string> dsJson;
+  std::vector<std::string> positionals;
+  bool help = false;
+  bool version = false;
+};
+
+struct UsageError {
+  std::string message;
+};
+
+Arguments parseArguments(int argc, char **argv) {
+  Arguments args;
+  bool optionsEnded = false;
+  for (int i = 1; i < argc; ++i) {
+    std::string token = argv[i];
+    if (optionsEnded || token == "-" || token.empty() || token[0] != '-') {
+      if (args.command.empty() && !optionsEnded)
+        args.command = token;
+      else
+        args.positionals.push_back(token);
+      continue;
     }
-    std::printf("famoflas %s: database ready\n", FAMOFLAS_VERSION);
+    if (token == "--") {
+      optionsEnded = true;
+      continue;
+    }
+    if (token == "--help" || token == "-h") {
+      args.help = true;
+      continue;
+    }
+    if (token == "--version") {
+      args.version = true;
+      continue;
+    }
+    std::string name = token, value;
+    bool inlineValue = false;
+    if (const size_t eq = token.find('='); eq != std::string::npos && token.rfind("--", 0) == 0) {
+      name = token.substr(0, eq);
+      value = token.substr(eq + 1);
+      inlineValue = true;
+    }
+    if (name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json")
+      throw UsageError{"unknown option '" + name + "' (see famoflas --help)"};
+    if (!inlineValue) {
+      if (i + 1 >= argc) throw UsageError{name + " needs a value"};
+      value = argv[++i];
+    }
+    if (name == "--db") {
+      if (value.empty()) throw UsageError{"--db needs a database location"};
+      args.database = value;
+    } else if (name == "--setting") {
+      args.settings.push_back(value);
+    } else if (name == "--library") {
+      args.libraries.push_back(value);
+    } else {
+      args.dsJson = value;
+    }
+  }
+  if (optionsEnded && args.command.empty() && !args.positionals.empty()) {
+    args.command = args.positionals.front();
+    args.positionals.erase(args.positionals.begin());
+  }
+  return args;
+}
+
+void printSettings(std::ostream &out) {
+  auto padded = [](std::string_view key) {
+    return std::string(key) + std::string(key.size() < 12 ? 12 - key.size() : 1, ' ');
+  };
+  out << "Settings (--setting KEY=VALUE; default in brackets):\n";
+  for (const vyr::SettingKey &key : vyr::settingKeys())
+    out << "  " << padded(key.key) << key.meaning << " [" << key.defaultValue << "]\n";
+  out << "  " << padded("env.NAME") << "database location of environment NAME (--db sets the one of env)\n";
+}
+
+void printValueTexts(std::ostream &out) {
+  out << "Member values (MEMBER=VALUE, or --ds-json FILE|- with a JSON object of member: value):\n"
+         "  string   the characters, blanks kept, at most the member's width\n"
+         "  char     one character, \"\" for none\n"
+         "  math     decimal with '.', e.g. -12.50 (decimals given are kept)\n"
+         "  date     YYYY-MM-DD, \"\" or JSON null for the null date\n"
+         "  utime    YYYY-MM-DDTHH:MM:SSZ (UTC, optional .ffffff), \"\" or null for none\n"
+         "  int, id, short  integers within their range\n"
+         "  bytes    hex, two digits per byte (missing bytes are zero)\n"
+         "  pointer  cannot be set\n";
+}
+
+void printHelp(std::ostream &out, const std::string &command) {
+  if (command == "call") {
+    out << "Usage: famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-] [--db LOCATION] [--setting KEY=VALUE]...\n\n"
+           "Runs one business function on a fresh context and prints one JSON object:\n"
+           "  {\"function\", \"return\", \"ds\": {member: value, ...}, \"errors\": [...], \"trace\": [...]}\n"
+           "The exit status is the function's return code (0 success, 1 warning, 2 error);\n"
+           "64 when nothing was called (unknown function or member, a value that does not fit, a bad setting).\n\n";
+    printValueTexts(out);
+    out << "\n";
+    printSettings(out);
+    return;
+  }
+  if (command == "batch") {
+    out << "Usage: famoflas batch FILE|- [--db LOCATION] [--setting KEY=VALUE]...\n\n"
+           "Each input line is a JSON object {\"function\": NAME, \"ds\": {...}, \"settings\": {...}}; all\n"
+           "run in this process, one result object per line (as famoflas call prints; a line that\n"
+           "cannot run gives {\"line\": N, \"function\": ..., \"error\": \"...\"}). Blank lines are skipped.\n"
+           "Exit status 0 when every line ran, else 64.\n\n";
+    printSettings(out);
+    return;
+  }
+  out << "famoflas - call FAMOFLAS business functions by name\n\n"
+         "Usage:\n"
+         "  famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-]   run one business function\n"
+         "  famoflas batch FILE|-                                      run JSON lines of calls\n"
+         "  famoflas list                                              registered functions and source objects\n"
+         "  famoflas describe NAME                                     members of a function's data structure\n"
+         "  famoflas db init                                           create the tables of the database\n"
+         "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
+         "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
+         "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
+         "  famoflas --version | --help | COMMAND --help\n\n"
+         "Options of every command:\n"
+         "  --db LOCATION         database of the context's environment: an SQLite file (default: famoflas.db\n"
+         "                        here) or postgresql://... for a PostgreSQL server\n"
+         "  --setting KEY=VALUE   a setting of the context, repeatable\n"
+         "  --library PATH        also load the business functions of PATH (exporting famoflasCatalog)\n\n";
+  printValueTexts(out);
+  out << "\n";
+  printSettings(out);
+}
+
+std::map<std::string, std::string> settingsFrom(const std::vector<std::string> &pairs) {
+  std::map<std::string, std::string> settings;
+  for (const std::string &pair : pairs) {
+    const size_t eq = pair.find('=');
+    if (eq == std::string::npos || eq == 0) throw UsageError{"--setting needs KEY=VALUE, got '" + pair + "'"};
+    settings[pair.substr(0, eq)] = pair.substr(eq + 1);
+  }
+  return settings;
+}
+
+std::string readAll(const std::string &source, const char *what) {
+  if (source == "-") {
+    std::ostringstream text;
+    text << std::cin.rdbuf();
+    return text.str();
+  }
+  std::ifstream file(source, std::ios::binary);
+  if (!file) throw UsageError{std::string("cannot read ") + what + " " + source};
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void printJsonLine(const nlohmann::ordered_json &value) {
+  std::cout << famoflas::dumpJson(value) << '\n' << std::flush;
+}
+
+int runCallCommand(const Arguments &args, const std::string &database) {
+  if (args.positionals.empty()) throw UsageError{"call needs a business function name"};
+  famoflas::CallRequest request;
+  request.function = args.positionals.front();
+  for (size_t i = 1; i < args.positionals.size(); ++i) {
+    const std::string &pair = args.positionals[i];
+    const size_t eq = pair.find('=');
+    if (eq == std::string::npos || eq == 0) throw UsageError{"expected MEMBER=VALUE, got '" + pair + "'"};
+    request.assignments.emplace_back(pair.substr(0, eq), pair.substr(eq + 1));
+  }
+  if (args.dsJson) {
+    const std::string text = readAll(*args.dsJson, "--ds-json");
+    request.members = nlohmann::json::parse(text, nullptr, false);
+    if (request.members->is_discarded()) throw UsageError{"--ds-json " + *args.dsJson + " is not valid JSON"};
+    if (!request.members->is_object()) throw UsageError{"--ds-json must hold a JSON object of member: value"};
+  }
+  request.settings = famoflas::contextSettings(settingsFrom(args.settings), database);
+  famoflas::CallOutcome outcome = famoflas::runCall(request);
+  if (!outcome.ran) throw UsageError{outcome.error};
+  printJsonLine(outcome.result);
+  return outcome.code <= 255 ? static_cast<int>(outcome.code) : 2;
+}
+
+// Reads one batch line into a request; false with the reason.
+bool batchRequest(const nlohmann::json &line, const std::map<std::string, std::string> &base,
+                  famoflas::CallRequest *request, std::string *error) {
+  if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
+  const auto function = line.find("function");
+  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
+  request->function = function->get<std::string>();
+  for (const auto &[key, value] : line.items())
+    if (key != "function" && key != "ds" && key != "settings") return *error = "unknown key \"" + key + "\"", false;
+  if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
+    if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
+    request->members = *ds;
+  }
+  request->settings = base;
+  if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
+    if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
+    for (const auto &[key, value] : settings->items()) {
+      if (value.is_string())
+        request->settings[key] = value.get<std::string>();
+      else if (value.is_number())
+        request->settings[key] = value.dump();
+      else
+        return *error = "setting " + key + " must be a string or a number", false;
+    }
+  }
+  return true;
+}
+
+int runBatchCommand(const Arguments &args, const std::string &database) {
+  if (args.positionals.size() != 1) throw UsageError{"batch needs one input: a file or - for stdin"};
+  const std::string &source = args.positionals.front();
+  std::ifstream file;
+  if (source != "-") {
+    file.open(source, std::ios::binary);
+    if (!file) throw UsageError{"cannot read batch input " + source};
+  }
+  std::istream &in = source == "-" ? std::cin : file;
+  const auto base = settingsFrom(args.settings);
+  bool allRan = true;
+  std::string text;
+  for (size_t number = 1; std::getline(in, text); ++number) {
+    if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+    const nlohmann::json line = nlohmann::json::parse(text, nullptr, false);
+    famoflas::CallRequest request;
+    std::string error;
+    famoflas::CallOutcome outcome;
+    if (line.is_discarded()) {
+      error = "not valid JSON";
+    } else if (batchRequest(line, base, &request, &error)) {
+      const std::map<std::string, std::string> explicitSettings = request.settings;
+      request.settings = famoflas::contextSettings(explicitSettings, database);
+      outcome = famoflas::runCall(request);
+      error = outcome.error;
+    }
+    if (outcome.ran) {
+      printJsonLine(outcome.result);
+      continue;
+    }
+    allRan = false;
+    nlohmann::ordered_json failed;
+    failed["line"] = number;
+    failed["function"] = request.function.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(request.function);
+    failed["error"] = error;
+    printJsonLine(failed);
+    std::cerr << "famoflas batch: line " << number << ": " << error << '\n';
+  }
+  return allRan ? 0 : kUsage;
+}
+
+int runDescribeCommand(const Arguments &args) {
+  if (args.positionals.size() != 1) throw UsageError{"describe needs one business function name"};
+  const std::string &name = args.positionals.front();
+  const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(name);
+  if (entry == nullptr) throw UsageError{"unknown business function '" + name + "'"};
+  nlohmann::ordered_json out;
+  out["function"] = name;
+  out["source"] = entry->szSource ? entry->szSource : "";
+  out["members"] = nlohmann::ordered_json::array();
+  if (const DSTMPL *tmpl = entry->lpTemplate) {
+    for (uint32_t i = 0; i < tmpl->nMembers; ++i) {
+      const DSTMPL_MEMBER &m = tmpl->lpMembers[i];
+      const char *kind = vyr::valueKindName(m.nKind);
+      nlohmann::ordered_json member;
+      member["name"] = m.szName ? m.szName : "";
+      member["kind"] = kind ? kind : "unknown";
+      member["width"] = m.nWidth;
+      member["offset"] = m.nOffset;
+      out["members"].push_back(std::move(member));
+    }
+  }
+  printJsonLine(out);
+  return 0;
+}
+
+int runListCommand(const Arguments &args) {
+  if (!args.positionals.empty()) throw UsageError{"list takes no arguments"};
+  for (const BSFN_CATALOG_ENTRY *entry : vyr::allFunctions())
+    std::cout << entry->szFunction << ' ' << (entry->szSource ? entry->szSource : "") << '\n';
+  return 0;
+}
+
+void showMessageBox(std::u16string_view text, std::u16string_view caption) noexcept {
+  try {
+    std::cerr << vyr::toUtf8(caption) << ": " << vyr::toUtf8(text) << std::endl;
+  } catch (...) {
+  }
+}
+
+int run(int argc, char **argv) {
+  const Arguments args = parseArguments(argc, argv);
+  if (args.version) {
+    std::cout << "famoflas " << FAMOFLAS_VERSION << '\n';
     return 0;
   }
-  std::printf("famoflas %s\n", FAMOFLAS_VERSION);
-  return 0;
+  if (args.help) {
+    printHelp(std::cout, args.command);
+    return 0;
+  }
+  if (args.command.empty()) throw UsageError{"no command given (see famoflas --help)"};
+  const std::string &command = args.command;
+  if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db")
+    throw UsageError{"unknown command '" + command + "' (see famoflas --help)"};
+  if (args.dsJson && command != "call") throw UsageError{"--ds-json belongs to call"};
+  // Refuse bad settings before anything is loaded.
+  const auto settings = settingsFrom(args.settings);
+  for (const auto &[key, value] : settings) {
+    std::string why;
+    if (!vyr::validSetting(key, value, &why)) throw UsageError{"bad setting: " + why};
+  }
+  std::string error;
+  if (!famoflas::loadLibraries(args.libraries, &error)) {
+    std::cerr << "famoflas: " << error << '\n';
+    return kUnavailable;
+  }
+  vyr::setMessageBoxHandler(showMessageBox);
+  const std::string database = args.database.value_or("famoflas.db");
+  if (command == "db") {
+    try {
+      return famoflas::runTablesCommand(args.positionals, famoflas::contextSettings(settings, database));
+    } catch (const famoflas::TablesCommandError &e) {
+      throw UsageError{e.message};
+    }
+  }
+  if (command == "call") return runCallCommand(args, database);
+  if (command == "batch") return runBatchCommand(args, database);
+  if (command == "describe") return runDescribeCommand(args);
+  return runListCommand(args);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  try {
+    return run(argc, argv);
+  } catch (const UsageError &e) {
+    std::cerr << "famoflas: " << e.message << '\n';
+    return kUsage;
+  } catch (const std::exception &e) {
+    std::cerr << "famoflas: " << e.what() << '\n';
+    return 70;
+  }
 }

@@ -1,5 +1,11 @@
 # Warnings for every target of the project.
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow=local -Wnon-virtual-dtor)
+add_compile_options(-Wall -Wextra -Wpedantic -Wnon-virtual-dtor)
+# clang (the fuzz preset) spells gcc's -Wshadow=local as -Wshadow-uncaptured-local.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options(-Wshadow=local)
+else()
+  add_compile_options(-Wshadow-uncaptured-local)
+endif()
 # Data structures are packed byte for byte: JCHAR and 16-bit members sit at odd
 # addresses by design, so taking their address is expected.
 add_compile_options(-Wno-address-of-packed-member)

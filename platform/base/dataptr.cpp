@@ -5,6 +5,7 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "runtime/context.h"
 #include "vyrl.h"
 
 namespace {
@@ -25,6 +26,8 @@ Store &store() {
 // A null pointer is not stored: retrieving it could not be told from a miss.
 VYR_EXPORT ID vyrStoreDataPtr(LPVOID, void *lpData) {
   if (!lpData) return 0;
+  // Lets tests of calling code take the path of a full store.
+  if (vyr::faultRequested(vyr::currentContext(), "vyrStoreDataPtr")) return 0;
   Store &s = store();
   std::lock_guard<std::mutex> guard(s.lock);
   if (s.next == 0) return 0;

@@ -116,6 +116,5 @@ class Backend {
 // The backend for a location: postgresql://... or postgres://... is PostgreSQL,
 // a plain file path SQLite. NULL (with *error) when it cannot be used.
 std::unique_ptr<Backend> openBackend(const std::string &location, std::string *error);
-bool isPostgresLocation(std::string_view location);
 
 }  // namespace vyr::db

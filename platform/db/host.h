@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,16 @@ HENV contextEnvironment(LPBHVRCOM context, std::string *error);
 // Closes the databases no handle uses any more (their pooled connections);
 // returns how many. Databases stay open between calls otherwise.
 size_t closeUnusedEnvironments();
+
+// Row reads that reached the database on the calling thread since it started:
+// each keyed fetch and each step of a scan (for update or not), found or not.
+// Read it before and after a call to know what the call cost.
+uint64_t rowFetchCount() noexcept;
+
+// Whether a location names a PostgreSQL database (postgresql://... or postgres://...).
+bool isPostgresLocation(std::string_view location);
+// The location as messages show it: a password in it replaced by ***.
+std::string redactLocation(std::string_view location);
 
 }  // namespace db
 }  // namespace VYR_HOST_API

@@ -7,6 +7,7 @@
 #include <functional>
 #include <limits>
 
+#include "db/host.h"
 #include "db/layer.h"
 #include "db/sql.h"
 #include "db/values.h"
@@ -22,6 +23,9 @@ constexpr ID kColsExtendedFailure = 2;
 // Compared with a stored number this matches nothing with = and everything with <>:
 // stored values have at most 18 digits.
 constexpr int64_t kBeyondAnyNumber = std::numeric_limits<int64_t>::max();
+
+// Row reads that reached the database on this thread (see rowFetchCount in host.h).
+thread_local uint64_t tRowFetches = 0;
 
 std::string nameText(const TableDef &table) { return toUtf8(table.name); }
 std::string aliasText(const ColumnDef &column) { return toUtf8(column.alias); }
@@ -646,6 +650,7 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
   if (statement == nullptr) return kFailure;
   int position = 1;
   bindKeysAndSelection(request, *statement, position, nullKeys);
+  ++tRowFetches;
   const StepResult result = statement->step();
   if (result == StepResult::Row) {
     readRow(request, *statement, lpRow);
@@ -703,6 +708,7 @@ ID fetchNext(HREQUEST hRequest, void *lpRow, bool lock, std::string_view op) {
     request.lockForScan = true;
   }
   Statement &statement = *request.scanStatement;
+  ++tRowFetches;
   const StepResult result = statement.step();
   if (result == StepResult::Row) {
     readRow(request, statement, lpRow);
@@ -1105,6 +1111,9 @@ ID retrieveRow(HUSER hUser, const char16_t *table, uint16_t keyWidth, const JCHA
 }
 
 }  // namespace
+
+uint64_t rowFetchCount() noexcept { return tRowFetches; }
+
 }  // namespace vyr::db
 
 using namespace vyr::db;

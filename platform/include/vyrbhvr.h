@@ -82,7 +82,7 @@ VYR_EXPORT ID vyrGetUserInfo(LPBHVRCOM lpBhvrCom, const JCHAR *lpszItem, JCHAR *
 /* System constants, e.g. "NNO" (next-number method). */
 VYR_EXPORT ID vyrGetSystemConstantValues(LPBHVRCOM lpBhvrCom, const JCHAR *lpszConstant, JCHAR *lpszOut,
                                          size_t nSize);
-/* Environment values by key, e.g. "CRMMSL". */
+/* Environment values by key: "CRMMSL", "TAXPLUGIN" (path of the tax-interface library). */
 VYR_EXPORT ID vyrGetEnvironmentValue(LPBHVRCOM lpBhvrCom, const JCHAR *lpszKey, JCHAR *lpszOut,
                                      size_t nSize);
 /* The installation's domestic currency code. */

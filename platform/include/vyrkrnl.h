@@ -12,5 +12,6 @@
 #include "vyrdstmpl.h"
 #include "vyrdb.h"
 #include "vyrcache.h"
+#include "vyros.h"
 
 #endif /* VYRKRNL_H */

@@ -1,5 +1,6 @@
 // Keyed fetches, scans, selection and sequencing against a real database.
 #include <algorithm>
+#include <thread>
 
 #include "db_fixture.h"
 
@@ -289,6 +290,23 @@ TEST_P(Fetch, CompanyAndCurrencyRowsComeWhole) {
   EXPECT_NE(VDB_RetrieveF0013RowUsingCurrencyCode(user_, u"XXX", &back), 1u);
   unsigned char company[512];
   EXPECT_NE(VDB_RetrieveF0010RowUsingCompanyNumber(user_, u"00000", company), 1u);
+}
+
+TEST_P(Fetch, RowReadsThatReachTheDatabaseAreCountedPerThread) {
+  addParty("1", u"Ann", u"C");
+  addParty("2", u"Bob", u"C");
+  const MATH_NUMERIC one = number("1"), nine = number("9");
+  Party p;
+  const uint64_t start = vyr::db::rowFetchCount();
+  EXPECT_EQ(VDB_FetchKeyed(parties_, 1, &one, 1, &p, 0), 1u);
+  EXPECT_NE(VDB_FetchKeyed(parties_, 1, &nine, 1, &p, 0), 1u);
+  EXPECT_EQ(scanParties().size(), 2u);  // two rows and the end of the scan
+  EXPECT_NE(VDB_Fetch(parties_, &p, 0), 1u);  // the scan is over: nothing read
+  EXPECT_NE(VDB_FetchKeyed(parties_, 7, &one, 1, &p, 0), 1u);  // refused before the database
+  EXPECT_EQ(vyr::db::rowFetchCount() - start, 5u);
+  uint64_t elsewhere = 1;
+  std::thread([&] { elsewhere = vyr::db::rowFetchCount(); }).join();
+  EXPECT_EQ(elsewhere, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, Fetch, dbtest::engines(), dbtest::engineName);

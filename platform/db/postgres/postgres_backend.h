@@ -11,14 +11,12 @@
 #include <string_view>
 
 #include "db/backend.h"
+#include "db/host.h"
 
 namespace vyr::db {
 
 // A backend for a postgresql:// or postgres:// location (libpq's URI form).
 // Connecting happens on first use.
 std::unique_ptr<Backend> openPostgresBackend(const std::string &location, std::string *error);
-
-// The location with its password (user:password@ or password=...) replaced by ***, for messages.
-std::string redactLocation(std::string_view location);
 
 }  // namespace vyr::db

@@ -1,0 +1,113 @@
+#include "run.h"
+
+#include <filesystem>
+#include <system_error>
+
+#include "db/host.h"
+#include "dsjson.h"
+#include "runtime/context.h"
+
+namespace famoflas {
+namespace {
+
+std::filesystem::path libraryFolder() {
+  std::error_code ec;
+  const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+  if (ec) return "lib";
+  return exe.parent_path().parent_path() / "lib";
+}
+
+// Frees the context on every path out of runCall.
+struct ContextOwner {
+  LPBHVRCOM context = nullptr;
+  ~ContextOwner() { vyr::freeContext(context); }
+};
+
+}  // namespace
+
+bool loadLibraries(const std::vector<std::string> &extra, std::string *error) {
+  const std::filesystem::path folder = libraryFolder();
+  const std::pair<const char *, const char *> libraries[] = {
+      {"libfamoflas.so", "famoflasLibraryCatalog"},
+      {"libfamoflascompanions.so", "famoflasCompanionsCatalog"},
+  };
+  for (const auto &[file, symbol] : libraries) {
+    const std::filesystem::path path = folder / file;
+    if (!std::filesystem::exists(path)) {
+      if (error) *error = "library " + path.string() + " is missing (build it first)";
+      return false;
+    }
+    if (!vyr::loadLibrary(path.string(), symbol, error)) return false;
+  }
+  for (const std::string &path : extra) {
+    std::error_code ec;
+    const std::string absolute = std::filesystem::absolute(path, ec).string();
+    if (!vyr::loadLibrary(ec ? path : absolute, "famoflasCatalog", error)) return false;
+  }
+  return true;
+}
+
+std::map<std::string, std::string> contextSettings(std::map<std::string, std::string> settings,
+                                                   const std::string &database) {
+  const auto env = settings.find("env");
+  std::string name = "DEFAULT";
+  for (const vyr::SettingKey &key : vyr::settingKeys())
+    if (std::string_view(key.key) == "env") name = key.defaultValue;
+  if (env != settings.end()) name = env->second;
+  const std::string key = "env." + name;
+  if (!settings.count(key) && !database.empty()) {
+    if (vyr::db::isPostgresLocation(database)) {  // a server location, not a file
+      settings[key] = database;
+      return settings;
+    }
+    std::error_code ec;
+    const std::filesystem::path absolute = std::filesystem::absolute(database, ec);
+    settings[key] = ec ? database : absolute.string();
+  }
+  return settings;
+}
+
+CallOutcome runCall(const CallRequest &request) {
+  CallOutcome outcome;
+  const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(request.function);
+  if (entry == nullptr) {
+    outcome.error = "unknown business function '" + request.function + "'";
+    return outcome;
+  }
+  const DSTMPL *tmpl = entry->lpTemplate;
+  if (tmpl != nullptr) {
+    if (std::string problem = templateProblem(*tmpl); !problem.empty()) {
+      outcome.error = request.function + ": " + problem;
+      return outcome;
+    }
+  }
+  DataStructure ds(tmpl);
+  if (tmpl == nullptr && (request.members.has_value() || !request.assignments.empty())) {
+    const bool empty = request.assignments.empty() && request.members->is_object() && request.members->empty();
+    if (!empty) {
+      outcome.error = request.function + " takes no data structure";
+      return outcome;
+    }
+  }
+  if (tmpl != nullptr) {
+    if (request.members && !setMembersJson(*tmpl, ds.data(), *request.members, &outcome.error)) return outcome;
+    for (const auto &[member, text] : request.assignments)
+      if (!setMemberText(*tmpl, ds.data(), member, text, &outcome.error)) return outcome;
+  }
+  std::string why;
+  ContextOwner owner{vyr::createContext(request.settings, &why)};
+  if (owner.context == nullptr) {
+    outcome.error = "bad setting: " + why;
+    return outcome;
+  }
+  outcome.code = vyr::callFunction(owner.context, *entry, ds.data());
+  outcome.ran = true;
+  outcome.result["function"] = request.function;
+  outcome.result["return"] = outcome.code;
+  outcome.result["ds"] = membersJson(tmpl, ds.data());
+  outcome.result["errors"] = errorsJson(owner.context);
+  outcome.result["trace"] = traceJson(owner.context);
+  return outcome;
+}
+
+}  // namespace famoflas

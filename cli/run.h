@@ -1,0 +1,46 @@
+// Running business functions for the command (and the HTTP service): the
+// libraries to load, the settings of a fresh context, one call from its
+// request to its result object.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "vyrtypes.h"
+
+namespace famoflas {
+
+// Loads libfamoflas.so and libfamoflascompanions.so from the lib folder beside
+// the executable's bin folder, then every extra library (each exporting its
+// catalogue as famoflasCatalog). False with the reason when one cannot be loaded.
+bool loadLibraries(const std::vector<std::string> &extra, std::string *error);
+
+// Settings of a context: the given ones, plus the database location of the
+// context's environment ("env.<env>" = absolute path of database) unless that
+// key is among them.
+std::map<std::string, std::string> contextSettings(std::map<std::string, std::string> settings,
+                                                   const std::string &database);
+
+struct CallRequest {
+  std::string function;
+  std::map<std::string, std::string> settings;
+  std::optional<nlohmann::json> members;                     // JSON object of member: value
+  std::vector<std::pair<std::string, std::string>> assignments;  // MEMBER=VALUE, applied after members
+};
+
+struct CallOutcome {
+  bool ran = false;           // false: refused before the call, see error
+  std::string error;
+  ID code = ER_ERROR;         // the function's return code when it ran
+  nlohmann::ordered_json result;  // {"function", "return", "ds", "errors", "trace"}
+};
+
+// Creates a context, fills the data structure, calls, frees the context.
+CallOutcome runCall(const CallRequest &request);
+
+}  // namespace famoflas

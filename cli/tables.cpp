@@ -1,0 +1,282 @@
+#include "tables.h"
+
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "db/catalog.h"
+#include "db/host.h"
+#include "dsjson.h"
+#include "runtime/context.h"
+#include "runtime/valuetext.h"
+#include "unicode/jchar_utf8.h"
+#include "vyrdb.h"
+
+namespace famoflas {
+namespace {
+
+using vyr::db::ColumnDef;
+using vyr::db::ColumnKind;
+using vyr::db::TableDef;
+
+// The member kind whose value text a column uses.
+int valueKind(const ColumnDef &column) {
+  switch (column.kind) {
+    case ColumnKind::String: return VYR_DSK_STRING;
+    case ColumnKind::Char: return VYR_DSK_CHAR;
+    case ColumnKind::Number: return VYR_DSK_MATH;
+    case ColumnKind::Integer: return VYR_DSK_INT;
+    case ColumnKind::Date: return VYR_DSK_DATE;
+    case ColumnKind::UTime: return VYR_DSK_UTIME;
+    case ColumnKind::Binary: return VYR_DSK_BYTES;
+  }
+  return 0;
+}
+
+// One row record of every column of a table, in catalogue order, with the
+// bytes that binary columns point at.
+struct RowRecord {
+  std::vector<unsigned char> bytes;
+  std::vector<std::vector<unsigned char>> blobs;  // one per column (empty for other kinds)
+};
+
+std::vector<size_t> columnOffsets(const TableDef &table, size_t *size) {
+  std::vector<size_t> offsets;
+  size_t offset = 0;
+  for (const ColumnDef &column : table.columns) {
+    offsets.push_back(offset);
+    offset += vyr::db::recordSize(column);
+  }
+  *size = offset;
+  return offsets;
+}
+
+bool hexToBytes(std::string_view text, std::vector<unsigned char> *bytes) {
+  if (text.size() % 2 != 0) return false;
+  auto digit = [](char c) -> int {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+  };
+  for (size_t i = 0; i < text.size(); i += 2) {
+    const int high = digit(text[i]), low = digit(text[i + 1]);
+    if (high < 0 || low < 0) return false;
+    bytes->push_back(static_cast<unsigned char>(high * 16 + low));
+  }
+  return true;
+}
+
+std::string bytesToHex(const unsigned char *bytes, size_t size) {
+  static const char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (size_t i = 0; i < size; ++i) {
+    text += kDigits[bytes[i] >> 4];
+    text += kDigits[bytes[i] & 15];
+  }
+  return text;
+}
+
+// Builds the record of one JSON row; false with the reason.
+bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *record, std::string *error) {
+  if (!row.is_object()) return *error = "a row must be a JSON object of column: value", false;
+  size_t size = 0;
+  const std::vector<size_t> offsets = columnOffsets(table, &size);
+  record->bytes.assign(size, 0);
+  record->blobs.assign(table.columns.size(), {});
+  for (const auto &[name, value] : row.items()) {
+    const int position = vyr::db::findColumn(table, vyr::fromUtf8(name));
+    if (position < 0) return *error = "unknown column " + name, false;
+    const ColumnDef &column = table.columns[static_cast<size_t>(position)];
+    if (value.is_null()) continue;  // the column's blank, zero or null default
+    std::string text;
+    if (value.is_string())
+      text = value.get<std::string>();
+    else if (value.is_number())
+      text = value.dump();
+    else
+      return *error = "column " + name + ": a value is a string or a number", false;
+    if (column.kind == ColumnKind::Binary) {
+      if (!hexToBytes(text, &record->blobs[static_cast<size_t>(position)]))
+        return *error = "column " + name + ": binary values are hex, two digits per byte", false;
+      continue;
+    }
+    std::string why;
+    if (!vyr::parseValue(valueKind(column), column.width, text, record->bytes.data() + offsets[static_cast<size_t>(position)], &why))
+      return *error = "column " + name + ": " + why, false;
+  }
+  // Binary columns travel as pointers to their bytes.
+  for (size_t i = 0; i < table.columns.size(); ++i) {
+    if (table.columns[i].kind != ColumnKind::Binary) continue;
+    void *pointer = record->blobs[i].empty() ? nullptr : record->blobs[i].data();
+    std::memcpy(record->bytes.data() + offsets[i], &pointer, sizeof pointer);
+  }
+  return true;
+}
+
+// Owns the handles of one command so every path releases them.
+struct Session {
+  LPBHVRCOM context = nullptr;
+  HUSER user = nullptr;
+  HREQUEST request = nullptr;
+  ~Session() {
+    if (request) VDB_CloseTable(request);
+    if (user) VDB_FreeUser(user);
+    vyr::freeContext(context);
+  }
+  void closeRequest() {
+    if (request) VDB_CloseTable(request);
+    request = nullptr;
+  }
+};
+
+std::string lastTrace(LPBHVRCOM context) {
+  return context && !context->trace.empty() ? ": " + vyr::toUtf8(context->trace.back()) : std::string();
+}
+
+bool openSession(const std::map<std::string, std::string> &settings, int commitMode, Session *session,
+                 std::string *error) {
+  session->context = vyr::createContext(settings, error);
+  if (session->context == nullptr) return false;
+  if (VDB_InitUser(session->context, &session->user, nullptr, commitMode) != VDB_SUCCESS) {
+    *error = "cannot open the database" + lastTrace(session->context);
+    session->user = nullptr;
+    return false;
+  }
+  return true;
+}
+
+std::string readInput(const std::string &source) {
+  std::ostringstream text;
+  if (source == "-") {
+    text << std::cin.rdbuf();
+  } else {
+    std::ifstream file(source, std::ios::binary);
+    if (!file) throw TablesCommandError{"cannot read " + source};
+    text << file.rdbuf();
+  }
+  return text.str();
+}
+
+int initCommand(const std::map<std::string, std::string> &settings) {
+  Session session;
+  std::string error;
+  session.context = vyr::createContext(settings, &error);
+  if (session.context == nullptr) throw TablesCommandError{"db init: " + error};
+  const std::string location = vyr::setting(session.context, "env." + vyr::setting(session.context, "env"));
+  if (location.empty()) throw TablesCommandError{"no database location for the environment"};
+  if (!vyr::db::initDatabase(location, &error)) throw TablesCommandError{"db init: " + error};
+  nlohmann::ordered_json out;
+  out["database"] = vyr::db::redactLocation(location);
+  out["tables"] = vyr::db::allTables().size();
+  std::cout << dumpJson(out) << '\n';
+  return 0;
+}
+
+int loadCommand(const std::string &source, const std::map<std::string, std::string> &settings) {
+  const nlohmann::json document = nlohmann::json::parse(readInput(source), nullptr, false);
+  if (document.is_discarded()) throw TablesCommandError{source + " is not valid JSON"};
+  if (!document.is_object()) throw TablesCommandError{"expected {\"TABLE\": [rows...], ...}"};
+
+  // Check everything before writing anything.
+  std::vector<std::pair<const TableDef *, std::vector<RowRecord>>> tables;
+  for (const auto &[name, rows] : document.items()) {
+    const TableDef *table = vyr::db::findTable(vyr::fromUtf8(name));
+    if (table == nullptr) throw TablesCommandError{"unknown table " + name};
+    if (!rows.is_array()) throw TablesCommandError{"table " + name + ": expected an array of rows"};
+    std::vector<RowRecord> records(rows.size());
+    for (size_t i = 0; i < rows.size(); ++i) {
+      std::string why;
+      if (!rowFromJson(*table, rows[i], &records[i], &why))
+        throw TablesCommandError{"table " + name + ", row " + std::to_string(i + 1) + ": " + why};
+    }
+    tables.emplace_back(table, std::move(records));
+  }
+
+  Session session;
+  std::string error;
+  if (!openSession(settings, 1, &session, &error)) throw TablesCommandError{"db load: " + error};
+  nlohmann::ordered_json loaded = nlohmann::ordered_json::object();
+  for (auto &[table, records] : tables) {
+    const std::string name = vyr::toUtf8(table->name);
+    if (VDB_OpenTable(session.user, table->name.c_str(), 1, nullptr, 0, nullptr, &session.request) != VDB_SUCCESS) {
+      session.request = nullptr;
+      throw TablesCommandError{"db load: cannot open " + name + lastTrace(session.context)};
+    }
+    for (size_t i = 0; i < records.size(); ++i) {
+      for (size_t c = 0; c < table->columns.size(); ++c)
+        if (table->columns[c].kind == ColumnKind::Binary)
+          VDB_SetBLOBSize(session.request, table->columns[c].alias.c_str(),
+                          static_cast<uint32_t>(records[i].blobs[c].size()));
+      if (VDB_InsertTable(session.request, records[i].bytes.data()) != VDB_SUCCESS) {
+        const std::string why = lastTrace(session.context);
+        VDB_RollbackUser(session.user);
+        throw TablesCommandError{"table " + name + ", row " + std::to_string(i + 1) +
+                                 ": not inserted, nothing loaded" + why};
+      }
+    }
+    session.closeRequest();
+    loaded[name] = records.size();
+  }
+  if (VDB_CommitUser(session.user) != VDB_SUCCESS)
+    throw TablesCommandError{"db load: commit failed, nothing loaded" + lastTrace(session.context)};
+  nlohmann::ordered_json out;
+  out["loaded"] = loaded;
+  std::cout << dumpJson(out) << '\n';
+  return 0;
+}
+
+int dumpCommand(const std::string &name, const std::map<std::string, std::string> &settings) {
+  const TableDef *table = vyr::db::findTable(vyr::fromUtf8(name));
+  if (table == nullptr) throw TablesCommandError{"unknown table " + name};
+  Session session;
+  std::string error;
+  if (!openSession(settings, 0, &session, &error)) throw TablesCommandError{"db dump: " + error};
+  if (VDB_OpenTable(session.user, table->name.c_str(), 1, nullptr, 0, nullptr, &session.request) != VDB_SUCCESS) {
+    session.request = nullptr;
+    throw TablesCommandError{"db dump: cannot open " + name + lastTrace(session.context)};
+  }
+  size_t size = 0;
+  const std::vector<size_t> offsets = columnOffsets(*table, &size);
+  std::vector<unsigned char> record(size);
+  nlohmann::ordered_json rows = nlohmann::ordered_json::array();
+  if (VDB_SelectKeyed(session.request, 1, nullptr, 0) != VDB_SUCCESS)
+    throw TablesCommandError{"db dump: cannot read " + name + lastTrace(session.context)};
+  while (VDB_Fetch(session.request, record.data(), 0) == VDB_SUCCESS) {
+    nlohmann::ordered_json row;
+    for (size_t c = 0; c < table->columns.size(); ++c) {
+      const ColumnDef &column = table->columns[c];
+      const std::string alias = vyr::toUtf8(column.alias);
+      if (column.kind == ColumnKind::Binary) {
+        void *pointer = nullptr;
+        uint32_t length = 0;
+        std::memcpy(&pointer, record.data() + offsets[c], sizeof pointer);
+        VDB_GetBLOBSize(session.request, column.alias.c_str(), &length);
+        row[alias] = pointer ? nlohmann::ordered_json(bytesToHex(static_cast<unsigned char *>(pointer), length))
+                             : nlohmann::ordered_json(nullptr);
+        continue;
+      }
+      const auto text = vyr::formatValue(valueKind(column), column.width, record.data() + offsets[c]);
+      row[alias] = text ? nlohmann::ordered_json(*text) : nlohmann::ordered_json(nullptr);
+    }
+    rows.push_back(std::move(row));
+  }
+  nlohmann::ordered_json out;
+  out[vyr::toUtf8(table->name)] = std::move(rows);
+  std::cout << dumpJson(out) << '\n';
+  return 0;
+}
+
+}  // namespace
+
+int runTablesCommand(const std::vector<std::string> &arguments, const std::map<std::string, std::string> &settings) {
+  if (arguments.empty()) throw TablesCommandError{"db needs init, load FILE|- or dump TABLE"};
+  const std::string &action = arguments.front();
+  if (action == "init" && arguments.size() == 1) return initCommand(settings);
+  if (action == "load" && arguments.size() == 2) return loadCommand(arguments[1], settings);
+  if (action == "dump" && arguments.size() == 2) return dumpCommand(arguments[1], settings);
+  throw TablesCommandError{"db needs init, load FILE|- or dump TABLE"};
+}
+
+}  // namespace famoflas

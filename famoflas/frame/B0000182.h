@@ -1,0 +1,84 @@
+/*
+ * B0000182.h - starting the external tax interface for an environment
+ * (vyrInitEnvBSFN) and the interface records it leaves in two process-wide
+ * caches for vyrFreeEnvBSFN (B0000183) to end.
+ *
+ * The control record of table F7306 says whether the interface is in use
+ * (TXIF "Y"). The interface itself is a plug-in library (see taxinterface.h)
+ * whose path the context setting "taxplugin" gives; the environment value
+ * "TAXPLUGIN" reads it.
+ */
+#ifndef FAMOFLAS_FRAME_B0000182_H
+#define FAMOFLAS_FRAME_B0000182_H
+
+#include <stddef.h>
+#include <string.h>
+
+#include "frame/bsfn.h"
+#include "frame/taxinterface.h"
+
+/* Key (CTLKEY, five positions) of the single F7306 control record. */
+#define B0000182_F7306_CONTROL_KEY u"TAXIF"
+/* Environment value holding the path of the tax-interface library. */
+#define B0000182_PLUGIN_VALUE u"TAXPLUGIN"
+
+/*
+ * Errors of the plug-in (substitution text in brackets):
+ *   "TAXLIB"  the library is not configured ["taxplugin"], cannot be loaded
+ *             [its file name] or lacks an entry point [the entry's name]
+ *   "TAXINI"  an initialisation entry point refused to start [its name]
+ */
+#define B0000182_ERROR_LIBRARY u"TAXLIB"
+#define B0000182_ERROR_INITIALIZE u"TAXINI"
+
+/* The two process-wide caches; each holds at most one record, keyed "1". */
+#define B0000182_GEOCODE_CACHE u"GeoCodeInit"
+#define B0000182_SALESTAX_CACHE u"SalesTaxInit"
+#define B0000182_INTERFACE_KEY u"1"
+
+/* The started geocode interface. */
+typedef struct tagGEOCODEINITREC {
+  JCHAR szKey[2];                        /* "1" */
+  HMODULE hLibrary;                      /* this record's reference to the plug-in */
+  LPFNTAXGEOCODETERMINATE lpfnTerminate; /* called when the interface ends */
+} GEOCODEINITREC;
+
+/* The started sales-tax interface. */
+typedef struct tagSALESTAXINITREC {
+  JCHAR szKey[2];                         /* "1" */
+  HMODULE hLibrary;                       /* this record's reference to the plug-in */
+  LPFNTAXSALESTAXCLOSE lpfnClose;         /* called with each TAXINTERFACE_CLOSE_* selector */
+  LPFNTAXSALESTAXTERMINATE lpfnTerminate; /* called last */
+} SALESTAXINITREC;
+
+/* The index of both caches: the key at the start of the record. */
+static inline VYRCACHE_INDEX B0000182_InterfaceCacheIndex(void) {
+  VYRCACHE_INDEX index;
+  memset(&index, 0, sizeof index);
+  index.nSegments = 1;
+  index.Segment[0].nPosition = 0;
+  index.Segment[0].nSize = 2 * sizeof(JCHAR);
+  index.Segment[0].nType = VYRCACHE_KEY_STRING;
+  return index;
+}
+
+/*
+ * Reads the F7306 control record and, when its flag is "Y", starts the
+ * geocode and then the sales-tax interface. Uses lpBhvrCom and lpVoid only.
+ * Returns ER_SUCCESS, or ER_ERROR: "4363" (arguments), "078S" (behaviour
+ * handle), "078D" with "F7306" (table), no error when the control record is
+ * missing, or what a failed start reported.
+ */
+FAMOFLAS_BSFN ID vyrInitEnvBSFN(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS);
+
+/*
+ * Loads the plug-in, resolves and calls its geocode initialisation and
+ * records the interface in "GeoCodeInit". A process that already started it
+ * keeps the one it has. Returns ER_SUCCESS, or ER_ERROR after "078L" (cache),
+ * "TAXLIB" or "TAXINI"; on failure nothing stays loaded or cached.
+ */
+FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumGeoCode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser);
+/* The same for the sales-tax interface and "SalesTaxInit". */
+FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumSalesTax(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser);
+
+#endif /* FAMOFLAS_FRAME_B0000182_H */

@@ -1,0 +1,53 @@
+// Business functions the command tests load with --library: one member of
+// every kind, and a report of what the context was given.
+#include <string>
+
+#include "frame/bsfn.h"
+#include "runtime/context.h"
+
+#define DSECHO_MEMBERS(M, S) \
+  M(S, STRING, szText, 10)   \
+  M(S, CHAR, cFlag, 0)       \
+  M(S, MATH, mnAmount, 0)    \
+  M(S, DATE, jdDate, 0)      \
+  M(S, UTIME, utStamp, 0)    \
+  M(S, INT, nCount, 0)       \
+  M(S, ID, idHandle, 0)      \
+  M(S, SHORT, nSmall, 0)     \
+  M(S, POINTER, lpAny, 0)    \
+  M(S, BYTES, abRaw, 4)      \
+  M(S, INT, nLength, 0)      \
+  M(S, ID, idReturn, 0)
+FAMOFLAS_DS(DSECHO, DSECHO_MEMBERS)
+
+// Leaves every member as given, counts the text's characters into nLength,
+// traces the text, and returns idReturn (with an error on member 1 unless 0).
+FAMOFLAS_BSFN ID EchoMembers(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  auto *ds = static_cast<DSECHO *>(lpVoidDS);
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, "ECHOOBJ", __LINE__)) return ER_ERROR;
+  ds->nLength = static_cast<int32_t>(vyrStrlen(ds->szText));
+  DebugTraceFn(u"echo '%ls'", ds->szText);
+  if (ds->idReturn != ER_SUCCESS) BsfnErrorWithText(lpBhvrCom, lpVoid, 1, u"ECHO", ds->szText, "ECHOOBJ", 42);
+  return ds->idReturn;
+}
+FAMOFLAS_REGISTER(EchoMembers, &DSECHO_template, "ECHOOBJ")
+
+#define DSECHOSETTINGS_MEMBERS(M, S) \
+  M(S, STRING, szUser, 10)           \
+  M(S, STRING, szCountry, 3)         \
+  M(S, STRING, szDatabase, 200)
+FAMOFLAS_DS(DSECHOSETTINGS, DSECHOSETTINGS_MEMBERS)
+
+// The user, the country and the database location of the context's environment.
+FAMOFLAS_BSFN ID EchoSettings(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  auto *ds = static_cast<DSECHOSETTINGS *>(lpVoidDS);
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, "ECHOOBJ", __LINE__)) return ER_ERROR;
+  vyrGetUserInfo(lpBhvrCom, u"USER", ds->szUser, 11);
+  vyrGetUserInfo(lpBhvrCom, u"CTR", ds->szCountry, 4);
+  const std::string database = vyr::setting(lpBhvrCom, "env." + vyr::setting(lpBhvrCom, "env"));
+  vyrToUnicode(ds->szDatabase, database.c_str(), 201);
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(EchoSettings, &DSECHOSETTINGS_template, "ECHOOBJ")
+
+FAMOFLAS_DEFINE_CATALOG(famoflasCatalog)
