@@ -28,6 +28,7 @@ struct Arguments {
   std::vector<std::string> settings;   // KEY=VALUE
   std::vector<std::string> libraries;
   std::optional<std::string> dsJson;
+  std::optional<std::string> report;
   std::vector<std::string> positionals;
   bool help = false;
   bool version = false;
@@ -68,7 +69,7 @@ Arguments parseArguments(int argc, char **argv) {
       value = token.substr(eq + 1);
       inlineValue = true;
     }
-    if (name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json")
+    if (name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" && name != "--report")
       throw UsageError{"unknown option '" + name + "' (see famoflas --help)"};
     if (!inlineValue) {
       if (i + 1 >= argc) throw UsageError{name + " needs a value"};
@@ -81,6 +82,8 @@ Arguments parseArguments(int argc, char **argv) {
       args.settings.push_back(value);
     } else if (name == "--library") {
       args.libraries.push_back(value);
+    } else if (name == "--report") {
+      args.report = value;
     } else {
       args.dsJson = value;
     }
@@ -116,9 +119,12 @@ void printValueTexts(std::ostream &out) {
 
 void printHelp(std::ostream &out, const std::string &command) {
   if (command == "call") {
-    out << "Usage: famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-] [--db LOCATION] [--setting KEY=VALUE]...\n\n"
+    out << "Usage: famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-] [--report FILE|-] [--db LOCATION]\n"
+           "                     [--setting KEY=VALUE]...\n\n"
            "Runs one business function on a fresh context and prints one JSON object:\n"
            "  {\"function\", \"return\", \"ds\": {member: value, ...}, \"errors\": [...], \"trace\": [...]}\n"
+           "With --report the context runs a batch report whose state the file gives (docs/report-state.md);\n"
+           "the state after the call, stop requests included, is printed as \"report\" in the object.\n"
            "The exit status is the function's return code (0 success, 1 warning, 2 error);\n"
            "64 when nothing was called (unknown function or member, a value that does not fit, a bad setting).\n\n";
     printValueTexts(out);
@@ -128,7 +134,8 @@ void printHelp(std::ostream &out, const std::string &command) {
   }
   if (command == "batch") {
     out << "Usage: famoflas batch FILE|- [--db LOCATION] [--setting KEY=VALUE]...\n\n"
-           "Each input line is a JSON object {\"function\": NAME, \"ds\": {...}, \"settings\": {...}}; all\n"
+           "Each input line is a JSON object {\"function\": NAME, \"ds\": {...}, \"settings\": {...},\n"
+           "\"report\": {...}} (report optional, as call --report); all\n"
            "run in this process, one result object per line (as famoflas call prints; a line that\n"
            "cannot run gives {\"line\": N, \"function\": ..., \"error\": \"...\"}). Blank lines are skipped.\n"
            "Exit status 0 when every line ran, else 64.\n\n";
@@ -138,6 +145,7 @@ void printHelp(std::ostream &out, const std::string &command) {
   out << "famoflas - call FAMOFLAS business functions by name\n\n"
          "Usage:\n"
          "  famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-]   run one business function\n"
+         "       [--report FILE|-]                                    ...under a running report's state\n"
          "  famoflas batch FILE|-                                      run JSON lines of calls\n"
          "  famoflas list                                              registered functions and source objects\n"
          "  famoflas describe NAME                                     members of a function's data structure\n"
@@ -199,6 +207,13 @@ int runCallCommand(const Arguments &args, const std::string &database) {
     if (request.members->is_discarded()) throw UsageError{"--ds-json " + *args.dsJson + " is not valid JSON"};
     if (!request.members->is_object()) throw UsageError{"--ds-json must hold a JSON object of member: value"};
   }
+  if (args.report) {
+    if (*args.report == "-" && args.dsJson == std::string("-"))
+      throw UsageError{"--ds-json and --report cannot both read stdin"};
+    const std::string text = readAll(*args.report, "--report");
+    request.report = nlohmann::json::parse(text, nullptr, false);
+    if (request.report->is_discarded()) throw UsageError{"--report " + *args.report + " is not valid JSON"};
+  }
   request.settings = famoflas::contextSettings(settingsFrom(args.settings), database);
   famoflas::CallOutcome outcome = famoflas::runCall(request);
   if (!outcome.ran) throw UsageError{outcome.error};
@@ -214,7 +229,9 @@ bool batchRequest(const nlohmann::json &line, const std::map<std::string, std::s
   if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
   request->function = function->get<std::string>();
   for (const auto &[key, value] : line.items())
-    if (key != "function" && key != "ds" && key != "settings") return *error = "unknown key \"" + key + "\"", false;
+    if (key != "function" && key != "ds" && key != "settings" && key != "report")
+      return *error = "unknown key \"" + key + "\"", false;
+  if (const auto report = line.find("report"); report != line.end() && !report->is_null()) request->report = *report;
   if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
     if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
     request->members = *ds;
@@ -329,6 +346,7 @@ int run(int argc, char **argv) {
   if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db")
     throw UsageError{"unknown command '" + command + "' (see famoflas --help)"};
   if (args.dsJson && command != "call") throw UsageError{"--ds-json belongs to call"};
+  if (args.report && command != "call") throw UsageError{"--report belongs to call"};
   // Refuse bad settings before anything is loaded.
   const auto settings = settingsFrom(args.settings);
   for (const auto &[key, value] : settings) {

@@ -6,6 +6,7 @@
 #include "db/host.h"
 #include "dsjson.h"
 #include "runtime/context.h"
+#include "runtime/report.h"
 
 namespace famoflas {
 namespace {
@@ -94,10 +95,16 @@ CallOutcome runCall(const CallRequest &request) {
     for (const auto &[member, text] : request.assignments)
       if (!setMemberText(*tmpl, ds.data(), member, text, &outcome.error)) return outcome;
   }
+  vyr::ReportState report;
+  if (request.report && !vyr::reportFromJson(*request.report, &report, &outcome.error)) return outcome;
   std::string why;
   ContextOwner owner{vyr::createContext(request.settings, &why)};
   if (owner.context == nullptr) {
     outcome.error = "bad setting: " + why;
+    return outcome;
+  }
+  if (request.report && !vyr::attachReport(owner.context, report)) {
+    outcome.error = "the report state could not be attached (out of memory)";
     return outcome;
   }
   outcome.code = vyr::callFunction(owner.context, *entry, ds.data());
@@ -107,6 +114,8 @@ CallOutcome runCall(const CallRequest &request) {
   outcome.result["ds"] = membersJson(tmpl, ds.data());
   outcome.result["errors"] = errorsJson(owner.context);
   outcome.result["trace"] = traceJson(owner.context);
+  if (const vyr::ReportState *after = vyr::attachedReport(owner.context); after != nullptr)
+    outcome.result["report"] = vyr::reportToJson(*after);
   return outcome;
 }
 

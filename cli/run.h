@@ -31,16 +31,18 @@ struct CallRequest {
   std::map<std::string, std::string> settings;
   std::optional<nlohmann::json> members;                     // JSON object of member: value
   std::vector<std::pair<std::string, std::string>> assignments;  // MEMBER=VALUE, applied after members
+  std::optional<nlohmann::json> report;  // report state attached to the context (docs/report-state.md)
 };
 
 struct CallOutcome {
   bool ran = false;           // false: refused before the call, see error
   std::string error;
   ID code = ER_ERROR;         // the function's return code when it ran
-  nlohmann::ordered_json result;  // {"function", "return", "ds", "errors", "trace"}
+  nlohmann::ordered_json result;  // {"function", "return", "ds", "errors", "trace"[, "report"]}
 };
 
-// Creates a context, fills the data structure, calls, frees the context.
+// Creates a context, fills the data structure, attaches the report state when
+// there is one, calls, prints the report state back, frees the context.
 CallOutcome runCall(const CallRequest &request);
 
 }  // namespace famoflas

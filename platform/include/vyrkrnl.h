@@ -12,6 +12,7 @@
 #include "vyrdstmpl.h"
 #include "vyrdb.h"
 #include "vyrcache.h"
+#include "vyrreport.h"
 #include "vyros.h"
 
 #endif /* VYRKRNL_H */

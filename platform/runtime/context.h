@@ -52,7 +52,7 @@ struct tagBHVRCOM {
   HENV environment = nullptr;             // database environment, owned by the host
   std::vector<std::u16string> trace;      // debug-trace lines written while a call of this context ran
   std::vector<vyr::ContextResource> resources;
-  void *report = nullptr;                 // running batch report attached by the host, if any
+  void *report = nullptr;                 // vyr::ReportState of the running batch report (runtime/report.h)
   std::u16string pimRequest;              // request text of a sync call
   std::u16string pimResponse;             // response text stored by the sync call
   bool pimResponseStored = false;

@@ -137,6 +137,11 @@ TEST_F(Command, RefusalsCallNothingAndExit64WithOneLine) {
       {{"call", "EchoMembers", "--db"}, "", "--db needs a value"},
       {{"describe", "NoSuchFunction"}, "", "unknown business function"},
       {{"list", "--ds-json", "x"}, "", "--ds-json"},
+      {{"call", "ubeReportGetName", "--report", "missing.json"}, "", "missing.json"},
+      {{"call", "ubeReportGetName", "--report", "-"}, "{not json", "--report - is not valid JSON"},
+      {{"call", "ubeReportGetName", "--report", "-"}, R"({"name": "R1", "page": 2})", "report.page: is not a known key"},
+      {{"call", "EchoMembers", "--report", "-", "--ds-json", "-"}, "{}", "cannot both read stdin"},
+      {{"list", "--report", "x"}, "", "--report belongs to call"},
   };
   for (const Case &c : cases) {
     std::string shown;
@@ -150,6 +155,37 @@ TEST_F(Command, RefusalsCallNothingAndExit64WithOneLine) {
   }
   const Outcome none = run({}, "", kCommand, false);
   EXPECT_EQ(none.status, 64);
+}
+
+// A report state goes in with the call and comes back as the call left it.
+TEST_F(Command, ReportStateIsAttachedAndPrintedBack) {
+  std::ofstream(dir / "report.json") << R"({"name": "RPT0006", "pageNumber": 2})";
+  Outcome r = run({"call", "ubeSetPageNumber", "nPageNumber=7", "--report", "report.json"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.result()["ds"]["szPageNumberSet"], "TRUE");
+  EXPECT_EQ(r.result()["report"]["pageNumber"], 7);
+  EXPECT_EQ(r.result()["report"]["name"], "RPT0006");
+
+  r = run({"call", "ubeReportStopBatchWithError", "--report", "-"}, R"({"name": "RPT0006"})");
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.result()["report"]["stop"],
+            (json{{"withError", true},
+                  {"message", "This is a test for the system API ubeSection_StopBatchProcessWithError"}}));
+
+  r = run({"call", "ubeReportGetName"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_FALSE(r.result().contains("report")) << "no report, no report state";
+  EXPECT_EQ(r.result()["ds"]["szReportName"], "");
+
+  std::ofstream(dir / "reports.jsonl")
+      << R"({"function": "ubeReportGetPageNumber", "report": {"name": "R1", "pageNumber": 5}})" "\n"
+      << R"({"function": "ubeReportGetPageNumber", "report": {"pageNumber": 5}})" "\n";
+  r = run({"batch", "reports.jsonl"});
+  std::istringstream out(r.out);
+  std::string first, second;
+  ASSERT_TRUE(std::getline(out, first) && std::getline(out, second)) << r.out;
+  EXPECT_EQ(json::parse(first)["ds"]["nPageNumber"], 5);
+  EXPECT_NE(json::parse(second)["error"].get<std::string>().find("report.name: is required"), std::string::npos);
 }
 
 TEST_F(Command, DatabaseAndSettingsReachTheContext) {

@@ -1,0 +1,93 @@
+// Report-level accessors: each hands one report-runtime answer to an event rule.
+#include "frame/N94NM16A.h"
+
+static const char kSource[] = "N94NM16A";
+
+/* Positions of a string member, terminator included. */
+#define MEMBER_SIZE(member) (sizeof(member) / sizeof(JCHAR))
+
+static void AnswerTrueFalse(JCHAR *lpszAnswer, BOOL bYes) { vyrStrcpy(lpszAnswer, bYes ? u"TRUE" : u"FALSE"); }
+
+/*
+ * The report handle handed over is the address of member 2, not lpBhvrCom.
+ * Event rules have always received "FALSE" here; the platform refuses the
+ * handle rather than following it, and the behaviour is kept as it is.
+ */
+FAMOFLAS_BSFN ID ubeReportIsTemplate(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A lpDS = (LPDSD94NM16A)lpVoidDS;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  AnswerTrueFalse(lpDS->szIsTemplate, ubeReport_IsTemplate((HREPORT)&lpDS->idReportHandle));
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportIsTemplate, &DSD94NM16A_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeReportGetPreviewMode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A1 lpDS = (LPDSD94NM16A1)lpVoidDS;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  AnswerTrueFalse(lpDS->szPreviewMode, ubeReport_GetPreviewMode((HREPORT)lpBhvrCom));
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportGetPreviewMode, &DSD94NM16A1_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeReportGetPageNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A2 lpDS = (LPDSD94NM16A2)lpVoidDS;
+  int32_t nPage = 0;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_GetPageNumber((HREPORT)lpBhvrCom, &nPage);
+  lpDS->nPageNumber = nPage;
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportGetPageNumber, &DSD94NM16A2_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeGetSourceEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A3 lpDS = (LPDSD94NM16A3)lpVoidDS;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_GetSourceEnvironment((HREPORT)lpBhvrCom, lpDS->szEnvironment, MEMBER_SIZE(lpDS->szEnvironment));
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeGetSourceEnvironment, &DSD94NM16A3_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeGetTargetEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A3 lpDS = (LPDSD94NM16A3)lpVoidDS;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_GetTargetEnvironment((HREPORT)lpBhvrCom, lpDS->szEnvironment, MEMBER_SIZE(lpDS->szEnvironment));
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeGetTargetEnvironment, &DSD94NM16A3_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeReportGetName(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A4 lpDS = (LPDSD94NM16A4)lpVoidDS;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_GetName((HREPORT)lpBhvrCom, lpDS->szReportName, MEMBER_SIZE(lpDS->szReportName));
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportGetName, &DSD94NM16A4_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeSetPageNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  LPDSD94NM16A5 lpDS = (LPDSD94NM16A5)lpVoidDS;
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  AnswerTrueFalse(lpDS->szPageNumberSet, ubeReport_SetPageNumber((HREPORT)lpBhvrCom, lpDS->nPageNumber));
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeSetPageNumber, &DSD94NM16A5_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeReportDisableSendMessage(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_DisableSendMessage((HREPORT)lpBhvrCom);
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportDisableSendMessage, &DSD94NM16A6_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeReportStopBatch(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_StopBatchProcess((HREPORT)lpBhvrCom);
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportStopBatch, &DSD94NM16A6_template, "N94NM16A")
+
+FAMOFLAS_BSFN ID ubeReportStopBatchWithError(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
+  ubeReport_StopBatchProcessWithError((HREPORT)lpBhvrCom, N94NM16A_STOP_MESSAGE);
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(ubeReportStopBatchWithError, &DSD94NM16A6_template, "N94NM16A")
