@@ -76,7 +76,7 @@ Arguments parseArguments(int argc, char **argv) {
       value = argv[++i];
     }
     if (name == "--db") {
-      if (value.empty()) throw UsageError{"--db needs a database path"};
+      if (value.empty()) throw UsageError{"--db needs a database location"};
       args.database = value;
     } else if (name == "--setting") {
       args.settings.push_back(value);
@@ -119,7 +119,7 @@ void printValueTexts(std::ostream &out) {
 
 void printHelp(std::ostream &out, const std::string &command) {
   if (command == "call") {
-    out << "Usage: famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-] [--report FILE|-] [--db PATH]\n"
+    out << "Usage: famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-] [--report FILE|-] [--db LOCATION]\n"
            "                     [--setting KEY=VALUE]...\n\n"
            "Runs one business function on a fresh context and prints one JSON object:\n"
            "  {\"function\", \"return\", \"ds\": {member: value, ...}, \"errors\": [...], \"trace\": [...]}\n"
@@ -133,7 +133,7 @@ void printHelp(std::ostream &out, const std::string &command) {
     return;
   }
   if (command == "batch") {
-    out << "Usage: famoflas batch FILE|- [--db PATH] [--setting KEY=VALUE]...\n\n"
+    out << "Usage: famoflas batch FILE|- [--db LOCATION] [--setting KEY=VALUE]...\n\n"
            "Each input line is a JSON object {\"function\": NAME, \"ds\": {...}, \"settings\": {...},\n"
            "\"report\": {...}} (report optional, as call --report); all\n"
            "run in this process, one result object per line (as famoflas call prints; a line that\n"
@@ -155,7 +155,8 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
          "  famoflas --version | --help | COMMAND --help\n\n"
          "Options of every command:\n"
-         "  --db PATH             database of the context's environment (default: famoflas.db here)\n"
+         "  --db LOCATION         database of the context's environment: an SQLite file (default: famoflas.db\n"
+         "                        here) or postgresql://... for a PostgreSQL server\n"
          "  --setting KEY=VALUE   a setting of the context, repeatable\n"
          "  --library PATH        also load the business functions of PATH (exporting famoflasCatalog)\n\n";
   printValueTexts(out);

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "db/host.h"
 #include "dsjson.h"
 #include "runtime/context.h"
 #include "runtime/report.h"
@@ -56,6 +57,10 @@ std::map<std::string, std::string> contextSettings(std::map<std::string, std::st
   if (env != settings.end()) name = env->second;
   const std::string key = "env." + name;
   if (!settings.count(key) && !database.empty()) {
+    if (vyr::db::isPostgresLocation(database)) {  // a server location, not a file
+      settings[key] = database;
+      return settings;
+    }
     std::error_code ec;
     const std::filesystem::path absolute = std::filesystem::absolute(database, ec);
     settings[key] = ec ? database : absolute.string();

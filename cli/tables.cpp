@@ -168,7 +168,7 @@ int initCommand(const std::map<std::string, std::string> &settings) {
   if (location.empty()) throw TablesCommandError{"no database location for the environment"};
   if (!vyr::db::initDatabase(location, &error)) throw TablesCommandError{"db init: " + error};
   nlohmann::ordered_json out;
-  out["database"] = location;
+  out["database"] = vyr::db::redactLocation(location);
   out["tables"] = vyr::db::allTables().size();
   std::cout << dumpJson(out) << '\n';
   return 0;

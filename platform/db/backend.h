@@ -48,6 +48,12 @@ class Statement {
     (void)decimals;
     return readInt(column);
   }
+  // A calendar date as yyyymmdd, for an engine with a date type; the default keeps the integer.
+  virtual void bindDate(int position, int64_t yyyymmdd) { bindInt(position, yyyymmdd); }
+  virtual int64_t readDate(int column) { return readInt(column); }
+  // An instant as microseconds since 1970-01-01 UTC, for an engine with a timestamp type.
+  virtual void bindTimestamp(int position, int64_t micros) { bindInt(position, micros); }
+  virtual int64_t readTimestamp(int column) { return readInt(column); }
   // Ends the current execution (releasing what it holds) so the statement can run again.
   virtual void reset() = 0;
   // Rows the last completed insert, update or delete changed.
@@ -60,13 +66,23 @@ class Connection {
   virtual std::unique_ptr<Statement> prepare(const std::string &sql) = 0;
   virtual bool execute(const std::string &sql) = 0;
   // A transaction that writes: it takes the database's write lock at once,
-  // waiting for other writers, so rows read inside it stay as read until it ends.
+  // waiting for other writers, so rows read inside it stay as read until it ends
+  // (an engine with row locks may send the BEGIN with the first statement).
   virtual bool beginWrite() = 0;
   virtual bool commit() = 0;
   virtual bool rollback() = 0;
+  // The next statement is the last of the transaction: an engine may send the
+  // COMMIT along with it, to hold its locks one round trip less. commit() must
+  // still follow and reports the outcome.
+  virtual void commitWithNextStatement() {}
   // The last failure of this connection.
   virtual std::string lastError() = 0;
   virtual ErrorKind lastErrorKind() = 0;
+  // Whether a transaction is open. An engine may end one by itself when a
+  // statement in it fails; the layer asks after each failure.
+  virtual bool inTransaction() = 0;
+  // The connection is lost and must be discarded, not pooled.
+  virtual bool broken() = 0;
 };
 
 // SQL differences between engines that the layer's SQL generation respects.
@@ -76,6 +92,17 @@ struct Dialect {
   virtual std::string columnType(const ColumnDef &column) const = 0;
   // Appended to a select that locks its rows ("" when beginWrite already locks).
   virtual std::string_view lockSuffix() const = 0;
+  // Appended to an ORDER BY or index term of a column that may hold NULL, so
+  // NULL sorts before every value ascending and after every value descending.
+  virtual std::string_view nullsOrder(bool descending) const {
+    (void)descending;
+    return {};
+  }
+  // A query whose rows name, in column 0, every table and index of the schema tables are created in.
+  virtual std::string relationsSql() const = 0;
+  // Run inside the transaction that creates tables, so processes creating them together wait for each other
+  // ("" when beginWrite already excludes other writers).
+  virtual std::string schemaLockSql() const { return {}; }
 };
 
 // One database: hands out connections.
@@ -86,8 +113,8 @@ class Backend {
   virtual const Dialect &dialect() const = 0;
 };
 
-// The backend for a location: a plain file path is SQLite. NULL (with *error) when
-// the location names no engine this build has.
+// The backend for a location: postgresql://... or postgres://... is PostgreSQL,
+// a plain file path SQLite. NULL (with *error) when it cannot be used.
 std::unique_ptr<Backend> openBackend(const std::string &location, std::string *error);
 
 }  // namespace vyr::db

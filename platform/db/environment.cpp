@@ -2,9 +2,11 @@
 // of idle connections and their prepared statements), user handles and their
 // transactions, and the host interface of host.h.
 #include <filesystem>
+#include <unordered_set>
 
 #include "db/host.h"
 #include "db/layer.h"
+#include "db/postgres/postgres_backend.h"
 #include "db/sql.h"
 #include "db/sqlite/sqlite_backend.h"
 #include "db/values.h"
@@ -28,31 +30,52 @@ EnvironmentCache &cache() {
 
 // One spelling per database file, so two paths to it share one environment.
 std::string normalise(const std::string &location) {
+  if (isPostgresLocation(location)) return location;
   std::error_code error;
   const std::filesystem::path path = std::filesystem::weakly_canonical(location, error);
   return error || path.empty() ? location : path.string();
 }
 
+// Names of the tables and indexes the database has; false (with *error) when it cannot be asked.
+bool existingRelations(Connection &connection, const Dialect &dialect, std::unordered_set<std::string> &names,
+                       std::string *error) {
+  names.clear();
+  std::unique_ptr<Statement> query = connection.prepare(dialect.relationsSql());
+  StepResult step = StepResult::Error;
+  if (query)
+    while ((step = query->step()) == StepResult::Row) names.emplace(query->readText(0));
+  if (step != StepResult::Done) {
+    if (error) *error = "cannot read the tables of the database: " + connection.lastError();
+    return false;
+  }
+  return true;
+}
+
+// Creates what the catalogue declares and the database lacks. Nothing is
+// locked when everything is there, so processes starting together do not wait.
 bool createTables(Connection &connection, const Dialect &dialect, std::string *error) {
-  // One writer at a time, so processes opening a new file together do not collide.
-  if (!connection.beginWrite()) {
-    if (error) *error = "cannot lock the database to create its tables: " + connection.lastError();
+  std::vector<SchemaObject> objects;
+  for (const TableDef *table : allTables())
+    for (SchemaObject &object : schemaSql(*table, dialect)) objects.push_back(std::move(object));
+  std::unordered_set<std::string> existing;
+  if (!existingRelations(connection, dialect, existing, error)) return false;
+  bool complete = true;
+  for (const SchemaObject &object : objects) complete = complete && existing.count(object.name) != 0;
+  if (complete) return true;
+
+  // One creator at a time; what another one created meanwhile is there when the lock is ours.
+  auto fail = [&](const std::string &what) {
+    if (error) *error = what + ": " + connection.lastError();
+    if (connection.inTransaction()) connection.rollback();
     return false;
-  }
-  for (const TableDef *table : allTables()) {
-    for (const std::string &sql : schemaSql(*table, dialect)) {
-      if (!connection.execute(sql)) {
-        if (error) *error = "cannot create table " + toUtf8(table->name) + ": " + connection.lastError();
-        connection.rollback();
-        return false;
-      }
-    }
-  }
-  if (!connection.commit()) {
-    if (error) *error = "cannot create the tables: " + connection.lastError();
-    connection.rollback();
-    return false;
-  }
+  };
+  if (!connection.beginWrite()) return fail("cannot lock the database to create its tables");
+  const std::string lock = dialect.schemaLockSql();
+  if (!lock.empty() && !connection.execute(lock)) return fail("cannot lock the database to create its tables");
+  for (const SchemaObject &object : objects)
+    if (existing.count(object.name) == 0 && !connection.execute(object.sql))
+      return fail("cannot create " + object.name);
+  if (!connection.commit()) return fail("cannot create the tables");
   return true;
 }
 
@@ -79,13 +102,16 @@ void PooledConnection::giveBack(const std::string &sql, std::unique_ptr<Statemen
 }
 
 std::unique_ptr<PooledConnection> Environment::acquire(std::string *error) {
-  {
-    std::lock_guard<std::mutex> guard(poolLock);
-    if (!idle.empty()) {
-      std::unique_ptr<PooledConnection> connection = std::move(idle.back());
+  for (;;) {
+    std::unique_ptr<PooledConnection> connection;
+    {
+      std::lock_guard<std::mutex> guard(poolLock);
+      if (idle.empty()) break;
+      connection = std::move(idle.back());
       idle.pop_back();
-      return connection;
     }
+    // One the server closed while it waited (a restart, an idle timeout) is dropped.
+    if (!connection->connection->broken()) return connection;
   }
   std::unique_ptr<Connection> connection = backend->connect(error);
   if (!connection) return nullptr;
@@ -95,6 +121,11 @@ std::unique_ptr<PooledConnection> Environment::acquire(std::string *error) {
 }
 
 void Environment::release(std::unique_ptr<PooledConnection> connection) {
+  if (!connection) return;
+  // Only a healthy connection outside any transaction goes back to the pool.
+  Connection &c = *connection->connection;
+  if (!c.broken() && c.inTransaction()) c.rollback();
+  if (c.broken() || c.inTransaction()) return;
   std::lock_guard<std::mutex> guard(poolLock);
   if (idle.size() < kIdleConnections) idle.push_back(std::move(connection));
 }
@@ -136,11 +167,12 @@ Registry<Request> &requests() {
   return registry;
 }
 
+bool isPostgresLocation(std::string_view location) {
+  return location.starts_with("postgresql://") || location.starts_with("postgres://");
+}
+
 std::unique_ptr<Backend> openBackend(const std::string &location, std::string *error) {
-  if (location.rfind("postgresql:", 0) == 0 || location.rfind("postgres:", 0) == 0) {
-    if (error) *error = "this build opens SQLite files only, not " + location;
-    return nullptr;
-  }
+  if (isPostgresLocation(location)) return openPostgresBackend(location, error);
   return openSqliteBackend(location, error);
 }
 
@@ -197,11 +229,85 @@ size_t closeUnusedEnvironments() {
 
 // ---- Transactions ---------------------------------------------------------------------------
 
+bool ensureConnection(User &user, std::string_view operation) {
+  if (user.connection) return true;
+  if (!user.environment) {
+    const std::string name = toUtf8(user.environmentName);
+    traceFailure(user.context, operation, "environment " + name + " has no database (setting env." + name + ")");
+    return false;
+  }
+  std::string error;
+  user.connection = user.environment->acquire(&error);
+  if (!user.connection) {
+    traceFailure(user.context, operation, error);
+    return false;
+  }
+  return true;
+}
+
+void endTransaction(User &user, bool resetScans) {
+  for (uint64_t id : user.requests) {
+    std::shared_ptr<Request> request = requests().find(id);
+    if (!request) continue;
+    request->holdsLock = false;
+    request->lockForScan = false;
+    if (resetScans && request->scanStatement) {
+      request->scanStatement->reset();
+      request->scanStatement = nullptr;
+      request->scan = Request::Scan::None;
+    }
+  }
+  user.lockHolders = 0;
+  user.inTransaction = false;
+}
+
+namespace {
+
+// Drops a connection that broke: its statements go with it, and every request
+// prepares again on the connection the handle takes next.
+void discardConnection(User &user) {
+  endTransaction(user, true);
+  for (uint64_t id : user.requests)
+    if (std::shared_ptr<Request> request = requests().find(id)) {
+      request->statements.clear();
+      request->hasCurrent = false;
+    }
+  user.connection.reset();
+}
+
+}  // namespace
+
+void afterFailure(User &user, std::string_view operation) {
+  if (!user.connection) return;
+  Connection &connection = *user.connection->connection;
+  const bool hadTransaction = user.inTransaction;
+  if (connection.broken()) {
+    discardConnection(user);
+    if (hadTransaction) {
+      user.transactionLost = user.transactionLost || user.userTransaction;
+      traceFailure(user.context, operation,
+                   "the connection to the database was lost; the work of its open transaction was rolled back");
+    }
+    return;
+  }
+  if (hadTransaction && !connection.inTransaction()) {
+    // A row fetched for update is no longer locked: writing it back unguarded could lose another's update.
+    for (uint64_t id : user.requests)
+      if (std::shared_ptr<Request> request = requests().find(id); request && request->holdsLock)
+        request->hasCurrent = false;
+    endTransaction(user, true);
+    user.transactionLost = user.transactionLost || user.userTransaction;
+    traceFailure(user.context, operation, "the failed statement ended the transaction; its work was rolled back");
+  }
+}
+
 bool ensureTransaction(User &user, std::string_view operation) {
+  if (!ensureConnection(user, operation)) return false;
   if (!user.userTransaction || user.inTransaction) return true;
   if (!user.connection->connection->beginWrite()) {
     traceFailure(user.context, operation,
                  "cannot start the handle's transaction: " + user.connection->connection->lastError());
+    afterFailure(user, operation);
     return false;
   }
   user.inTransaction = true;
@@ -213,10 +319,12 @@ bool acquireLock(User &user, Request &request, std::string_view operation) {
   if (user.userTransaction) {
     if (!ensureTransaction(user, operation)) return false;
   } else if (!user.inTransaction) {
+    if (!ensureConnection(user, operation)) return false;
     if (!user.connection->connection->beginWrite()) {
       traceFailure(
           user.context, operation,
           "cannot lock " + toUtf8(request.table->name) + " for update: " + user.connection->connection->lastError());
+      afterFailure(user, operation);
       return false;
     }
     user.inTransaction = true;
@@ -231,11 +339,16 @@ void releaseLock(User &user, Request &request) {
   request.holdsLock = false;
   request.lockForScan = false;
   --user.lockHolders;
-  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction) return;
+  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction || !user.connection) return;
   Connection &connection = *user.connection->connection;
   if (!connection.commit()) {
     traceFailure(user.context, "VDB", "cannot commit after an update lock: " + connection.lastError());
-    connection.rollback();
+    if (connection.inTransaction()) connection.rollback();
+    if (connection.broken()) {
+      user.inTransaction = false;
+      discardConnection(user);
+      return;
+    }
   }
   user.inTransaction = false;
 }
@@ -260,8 +373,10 @@ void freeUser(User &user) {
     if (std::shared_ptr<Request> request = requests().take(id)) closeRequest(user, *request);
   user.requests.clear();
   bool reusable = true;
-  if (user.connection && user.inTransaction) reusable = user.connection->connection->rollback();
+  if (user.connection && (user.inTransaction || user.connection->connection->inTransaction()))
+    reusable = user.connection->connection->rollback();
   user.inTransaction = false;
+  user.transactionLost = false;
   user.lockHolders = 0;
   if (user.connection && user.environment && reusable) user.environment->release(std::move(user.connection));
   user.connection.reset();

@@ -3,8 +3,9 @@
 // context runs in.
 //
 // Settings of a context: "env" names its environment; "env.NAME" gives the
-// location of NAME's database. A plain path is an SQLite file (created with
-// every catalogue table on first open). A context whose environment has no
+// location of NAME's database: postgresql://... (or postgres://...) is a
+// PostgreSQL database in libpq's URI form, anything else an SQLite file path.
+// Either gets every catalogue table it lacks on first open. A context whose environment has no
 // location still gets behaviour handles; opening a table on them fails with
 // a trace line that names the missing setting.
 #pragma once
@@ -41,6 +42,11 @@ size_t closeUnusedEnvironments();
 // each keyed fetch and each step of a scan (for update or not), found or not.
 // Read it before and after a call to know what the call cost.
 uint64_t rowFetchCount() noexcept;
+
+// Whether a location names a PostgreSQL database (postgresql://... or postgres://...).
+bool isPostgresLocation(std::string_view location);
+// The location as messages show it: a password in it replaced by ***.
+std::string redactLocation(std::string_view location);
 
 }  // namespace db
 }  // namespace VYR_HOST_API

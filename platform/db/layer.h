@@ -96,8 +96,8 @@ Registry<EnvHandle> &envHandles();
 // ---- Values ---------------------------------------------------------------------------
 
 struct Value {
-  enum class Kind : uint8_t { Null, Int, Number, Text, Blob } kind = Kind::Null;
-  int64_t integer = 0;    // Int, and Number scaled by 10^decimals
+  enum class Kind : uint8_t { Null, Int, Number, Date, Timestamp, Text, Blob } kind = Kind::Null;
+  int64_t integer = 0;    // Int; Number scaled by 10^decimals; Date yyyymmdd; Timestamp microseconds since 1970 UTC
   unsigned decimals = 0;  // Number
   std::string text;
   const void *blob = nullptr;
@@ -106,6 +106,8 @@ struct Value {
   void setNull() { kind = Kind::Null; }
   void setInt(int64_t v) { kind = Kind::Int, integer = v; }
   void setNumber(int64_t scaled, unsigned places) { kind = Kind::Number, integer = scaled, decimals = places; }
+  void setDate(int64_t yyyymmdd) { kind = Kind::Date, integer = yyyymmdd; }
+  void setTimestamp(int64_t micros) { kind = Kind::Timestamp, integer = micros; }
 };
 
 // ---- Requests ----------------------------------------------------------------------------
@@ -209,6 +211,9 @@ struct User {
   bool userTransaction = false;  // commit mode 1
   std::unique_ptr<PooledConnection> connection;
   bool inTransaction = false;
+  // The engine ended the handle's transaction after a failed statement or a
+  // lost connection: its next commit fails (mode 1), so no partial work is taken for whole.
+  bool transactionLost = false;
   int lockHolders = 0;
   std::vector<uint64_t> requests;  // ids of its open requests (the registry owns them)
   bool closed = false;
@@ -221,6 +226,17 @@ Registry<Request> &requests();
 
 // One trace line "operation: message" for the context (nothing without one).
 void traceFailure(LPBHVRCOM context, std::string_view operation, std::string_view message);
+
+// The handle's connection, taken from the pool when it has none (first use,
+// or the last one broke). False (traced) when none can be had.
+bool ensureConnection(User &user, std::string_view operation);
+// Every request of the user forgets its lock (and, with resetScans, its scan): the transaction ended.
+void endTransaction(User &user, bool resetScans);
+// After a failure on the user's connection: a connection that broke is
+// discarded (requests forget the statements prepared on it), and a transaction
+// the engine ended is forgotten too, each with a trace line. Call it when no
+// statement of the failed operation is in use any more.
+void afterFailure(User &user, std::string_view operation);
 
 // Opens the transaction a statement of the user must run in (mode 1: one
 // that lasts until commit or rollback). False (traced) when it cannot start.

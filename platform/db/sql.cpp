@@ -31,6 +31,18 @@ class Builder {
   int position_ = 1;
 };
 
+bool nullable(const ColumnDef &column) {
+  return column.kind == ColumnKind::Date || column.kind == ColumnKind::UTime || column.kind == ColumnKind::Binary;
+}
+
+// "col", "col DESC", with the dialect's NULL placement for a column that may hold NULL.
+std::string orderTerm(const ColumnDef &column, bool descending, const Dialect &dialect) {
+  std::string term = quoted(column);
+  if (descending) term += " DESC";
+  if (nullable(column)) term += dialect.nullsOrder(descending);
+  return term;
+}
+
 const char *comparisonText(int comparison) {
   static const char *const texts[] = {" < ", " <= ", " = ", " >= ", " > ", " <> "};
   return comparison >= 0 && comparison <= 5 ? texts[comparison] : " = ";
@@ -40,8 +52,8 @@ const char *comparisonText(int comparison) {
 
 std::string zoneColumnName(const ColumnDef &column) { return toUtf8(column.alias) + "_TZ"; }
 
-std::vector<std::string> schemaSql(const TableDef &table, const Dialect &dialect) {
-  std::vector<std::string> out;
+std::vector<SchemaObject> schemaSql(const TableDef &table, const Dialect &dialect) {
+  std::vector<SchemaObject> out;
   std::string create = "CREATE TABLE IF NOT EXISTS " + quoted(table.name) + " (";
   for (size_t i = 0; i < table.columns.size(); ++i) {
     const ColumnDef &column = table.columns[i];
@@ -65,17 +77,17 @@ std::vector<std::string> schemaSql(const TableDef &table, const Dialect &dialect
     }
   }
   create += ")";
-  out.push_back(create);
+  out.push_back({toUtf8(table.name), create});
   for (const IndexDef &index : table.indexes) {
+    const std::string name = toUtf8(table.name) + "_" + std::to_string(index.id);
     std::string sql = index.unique ? "CREATE UNIQUE INDEX IF NOT EXISTS " : "CREATE INDEX IF NOT EXISTS ";
-    sql += "\"" + toUtf8(table.name) + "_" + std::to_string(index.id) + "\" ON " + quoted(table.name) + " (";
+    sql += "\"" + name + "\" ON " + quoted(table.name) + " (";
     for (size_t k = 0; k < index.columns.size(); ++k) {
       if (k > 0) sql += ", ";
-      sql += quoted(table.columns[index.columns[k]]);
-      if (index.descending[k]) sql += " DESC";
+      sql += orderTerm(table.columns[index.columns[k]], index.descending[k], dialect);
     }
     sql += ")";
-    out.push_back(sql);
+    out.push_back({name, sql});
   }
   return out;
 }
@@ -134,8 +146,7 @@ std::string selectSql(const Request &request, const Shape &shape, const Dialect 
   sql += " ORDER BY ";
   for (size_t i = 0; i < order.size(); ++i) {
     if (i > 0) sql += ", ";
-    sql += quoted(table.columns[order[i].column]);
-    if (order[i].descending) sql += " DESC";
+    sql += orderTerm(table.columns[order[i].column], order[i].descending, dialect);
   }
   if (shape.op == Op::Fetch) sql += " LIMIT 1";
   if (shape.lock) sql += dialect.lockSuffix();
@@ -155,7 +166,7 @@ std::string insertSql(const TableDef &table, const std::vector<size_t> &columns,
       values += ", " + builder.next();
     }
   }
-  return "INSERT INTO " + quoted(table.name) + " (" + names + ") VALUES (" + values + ")";
+  return "INSERT INTO " + quoted(table.name) + " (" + names + ") VALUES (" + values + ") ON CONFLICT DO NOTHING";
 }
 
 std::string updateSql(const TableDef &table, const std::vector<size_t> &columns, const IndexDef &index, int keys,

@@ -15,12 +15,19 @@ namespace vyr::db {
 inline int sqlWidth(const ColumnDef &column) { return column.kind == ColumnKind::UTime ? 2 : 1; }
 std::string zoneColumnName(const ColumnDef &column);
 
-// CREATE TABLE / CREATE INDEX statements (IF NOT EXISTS) of a table.
-std::vector<std::string> schemaSql(const TableDef &table, const Dialect &dialect);
+// A table or index and the statement that creates it (IF NOT EXISTS).
+struct SchemaObject {
+  std::string name;
+  std::string sql;
+};
+// The table first, then its indexes.
+std::vector<SchemaObject> schemaSql(const TableDef &table, const Dialect &dialect);
 
 // The select of a fetch or scan: the request's fields then the index 1 columns
 // not among them; keys of shape.index; the selection; the order; one row for a fetch.
 std::string selectSql(const Request &request, const Shape &shape, const Dialect &dialect);
+// A row a unique index refuses is not inserted, without failing the statement
+// (so a transaction it runs in goes on on every engine); no row changed says so.
 std::string insertSql(const TableDef &table, const std::vector<size_t> &columns, const Dialect &dialect);
 // Sets `columns` of the rows whose first `keys` columns of `index` match.
 std::string updateSql(const TableDef &table, const std::vector<size_t> &columns, const IndexDef &index, int keys,

@@ -166,7 +166,7 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
           main.setNull();
           return true;
         case DateForm::Valid:
-          main.setInt(stored);
+          main.setDate(stored);
           return true;
         case DateForm::Invalid:
           why = "column " + aliasText(column) + " holds no calendar date (" + std::to_string(date.nYear) + "-" +
@@ -182,7 +182,7 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
         main.setNull();
         zone.setNull();
       } else {
-        main.setInt(time.llMicroseconds);
+        main.setTimestamp(time.llMicroseconds);
         zone.setInt(time.nDisplayZoneMinutes);
       }
       return true;
@@ -275,14 +275,14 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
         return false;
       }
       isNull = form == DateForm::Null;
-      out.setInt(stored);
+      out.setDate(stored);
       return true;
     }
     case ColumnKind::UTime: {
       UTIME time;
       std::memcpy(&time, value, sizeof time);
       isNull = isNullUTime(time);
-      out.setInt(time.llMicroseconds);
+      out.setTimestamp(time.llMicroseconds);
       return true;
     }
     case ColumnKind::Binary:
@@ -302,6 +302,12 @@ void bind(Statement &statement, int &position, const Value &value) {
       break;
     case Value::Kind::Number:
       statement.bindNumber(position++, value.integer, value.decimals);
+      break;
+    case Value::Kind::Date:
+      statement.bindDate(position++, value.integer);
+      break;
+    case Value::Kind::Timestamp:
+      statement.bindTimestamp(position++, value.integer);
       break;
     case Value::Kind::Text:
       statement.bindText(position++, value.text);
@@ -340,14 +346,14 @@ void readInto(Request &request, Statement &statement, const Field &field, unsign
       break;
     }
     case ColumnKind::Date: {
-      const VYRDATE date = statement.isNull(c) ? VYRDATE{} : storedToDate(statement.readInt(c));
+      const VYRDATE date = statement.isNull(c) ? VYRDATE{} : storedToDate(statement.readDate(c));
       std::memcpy(out, &date, sizeof date);
       break;
     }
     case ColumnKind::UTime: {
       UTIME time{};
       if (!statement.isNull(c)) {
-        time.llMicroseconds = statement.readInt(c);
+        time.llMicroseconds = statement.readTimestamp(c);
         time.nDisplayZoneMinutes = static_cast<short>(statement.readInt(c + 1));
         time.cSet = 1;
       }
@@ -389,6 +395,10 @@ void readRow(Request &request, Statement &statement, void *row) {
       value.kind = Value::Kind::Text, value.text.assign(statement.readText(c));
     else if (column.kind == ColumnKind::Number)
       value.setNumber(statement.readNumber(c, column.decimals), column.decimals);
+    else if (column.kind == ColumnKind::Date)
+      value.setDate(statement.readDate(c));
+    else if (column.kind == ColumnKind::UTime)
+      value.setTimestamp(statement.readTimestamp(c));
     else
       value.setInt(statement.readInt(c));
   }
@@ -427,6 +437,7 @@ Statement *statementFor(Access &a, const Shape &shape, const std::function<std::
   if (!cached.statement) {
     a.fail("cannot prepare a statement on " + nameText(*request.table) + ": " +
            a.user->connection->connection->lastError());
+    afterFailure(*a.user, a.operation);
     return nullptr;
   }
   request.statements.push_back(std::move(cached));
@@ -449,6 +460,7 @@ bool runWrite(Access &a, Statement &statement, int64_t *changed) {
     a.fail("a row with the same unique key already exists in " + nameText(*a.request->table));
   else
     a.fail("database error on " + nameText(*a.request->table) + ": " + error);
+  afterFailure(*a.user, a.operation);
   return false;
 }
 
@@ -513,6 +525,13 @@ void releaseAfterWrite(User &user, Request &request) {
   if (request.holdsLock && !request.lockForScan) releaseLock(user, request);
 }
 
+// Called just before a write runs: when releaseAfterWrite will commit right
+// after it, the engine may send the commit with the write.
+void commitWithWriteWhenLast(User &user, const Request &request) {
+  if (request.holdsLock && !request.lockForScan && !user.userTransaction && user.lockHolders == 1)
+    user.connection->connection->commitWithNextStatement();
+}
+
 // Stored values of the listed columns of a record.
 bool recordValues(Access &a, const std::vector<size_t> &columns, const void *row, std::vector<Value> &values) {
   Request &request = *a.request;
@@ -548,22 +567,6 @@ std::string columnsSignature(const std::vector<size_t> &columns) {
   std::string signature;
   for (size_t c : columns) signature += std::to_string(c) + ",";
   return signature;
-}
-
-bool ensureConnection(User &user, std::string_view operation) {
-  if (user.connection) return true;
-  if (!user.environment) {
-    const std::string name = toUtf8(user.environmentName);
-    traceFailure(user.context, operation, "environment " + name + " has no database (setting env." + name + ")");
-    return false;
-  }
-  std::string error;
-  user.connection = user.environment->acquire(&error);
-  if (!user.connection) {
-    traceFailure(user.context, operation, error);
-    return false;
-  }
-  return true;
 }
 
 // ---- Operations -----------------------------------------------------------------------------
@@ -657,6 +660,7 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
   request.hasCurrent = false;
   if (result == StepResult::Error) a.fail("database error: " + a.user->connection->connection->lastError());
   statement->reset();
+  if (result == StepResult::Error) afterFailure(*a.user, op);
   return kFailure;
 }
 
@@ -710,8 +714,11 @@ ID fetchNext(HREQUEST hRequest, void *lpRow, bool lock, std::string_view op) {
     readRow(request, statement, lpRow);
     return VDB_SUCCESS;
   }
-  if (result == StepResult::Error) a.fail("database error: " + a.user->connection->connection->lastError());
   endScan(request);
+  if (result == StepResult::Error) {
+    a.fail("database error: " + a.user->connection->connection->lastError());
+    afterFailure(*a.user, op);
+  }
   request.scan = Request::Scan::Done;
   request.hasCurrent = false;
   // The scan that held rows for update is over.
@@ -749,7 +756,14 @@ ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColum
     if (statement != nullptr) {
       int position = 1;
       bindRecordValues(request, *statement, position, columns, request.writeValues);
-      if (runWrite(a, *statement, nullptr)) result = VDB_SUCCESS;
+      int64_t inserted = 0;
+      commitWithWriteWhenLast(user, request);
+      if (runWrite(a, *statement, &inserted)) {
+        if (inserted > 0)
+          result = VDB_SUCCESS;
+        else
+          a.fail("a row with the same unique key already exists in " + nameText(*request.table));
+      }
     }
   }
   releaseAfterWrite(user, request);
@@ -781,6 +795,7 @@ bool updateRows(Access &a, ID idIndex, const void *lpKey, short nKeys, const std
       for (size_t k = 0; k < request.keyValues.size(); ++k)
         if (!(nullKeys >> k & 1)) bind(*statement, position, request.keyValues[k]);
       int64_t changed = 0;
+      commitWithWriteWhenLast(user, request);
       changedAny = runWrite(a, *statement, &changed) && changed > 0;
     }
   }
@@ -824,6 +839,7 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
       for (const Value &value : request.currentKey)
         if (value.kind != Value::Kind::Null) bind(*statement, position, value);
       int64_t changed = 0;
+      commitWithWriteWhenLast(user, request);
       if (runWrite(a, *statement, &changed)) {
         if (changed == 0) {
           a.fail("the row fetched last is no longer in " + nameText(*request.table));
@@ -860,6 +876,7 @@ ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
       for (size_t k = 0; k < request.keyValues.size(); ++k)
         if (!(nullKeys >> k & 1)) bind(*statement, position, request.keyValues[k]);
       int64_t changed = 0;
+      commitWithWriteWhenLast(user, request);
       if (runWrite(a, *statement, &changed) && changed > 0) result = VDB_SUCCESS;
     }
   }

@@ -69,23 +69,6 @@ ID freeHandle(HUSER hUser) {
   return VDB_SUCCESS;
 }
 
-// Every request of the user forgets its lock and scan (its transaction ended).
-void endTransaction(User &user, bool resetScans) {
-  for (uint64_t id : user.requests) {
-    std::shared_ptr<Request> request = requests().find(id);
-    if (!request) continue;
-    request->holdsLock = false;
-    request->lockForScan = false;
-    if (resetScans && request->scanStatement) {
-      request->scanStatement->reset();
-      request->scanStatement = nullptr;
-      request->scan = Request::Scan::None;
-    }
-  }
-  user.lockHolders = 0;
-  user.inTransaction = false;
-}
-
 // An environment handle for `name` (blank: the context's own environment).
 ID newEnvironmentHandle(LPBHVRCOM context, const JCHAR *lpszName, std::string_view operation, HENV *out) {
   const std::string current = setting(context, "env");
@@ -195,10 +178,23 @@ VYR_EXPORT ID VDB_CommitUser(HUSER hUser) {
       traceFailure(user->context, "VDB_CommitUser", "failure forced by the fail setting");
       return kFailure;
     }
+    if (user->transactionLost) {
+      // Part of the work since the last commit is gone: none of it may pass for committed.
+      user->transactionLost = false;
+      if (user->inTransaction && user->connection) user->connection->connection->rollback();
+      endTransaction(*user, true);
+      traceFailure(user->context, "VDB_CommitUser",
+                   "a failed statement or a lost connection rolled back the transaction; nothing since the last "
+                   "commit was committed");
+      return kFailure;
+    }
     // A handle without a transaction of its own has committed everything already.
     if (!user->userTransaction || !user->inTransaction) return VDB_SUCCESS;
-    if (!user->connection->connection->commit()) {
-      traceFailure(user->context, "VDB_CommitUser", "commit failed: " + user->connection->connection->lastError());
+    Connection &connection = *user->connection->connection;
+    if (!connection.commit()) {
+      traceFailure(user->context, "VDB_CommitUser", "commit failed: " + connection.lastError());
+      afterFailure(*user, "VDB_CommitUser");
+      user->transactionLost = false;  // this failure is the one reported
       return kFailure;
     }
     endTransaction(*user, false);
@@ -223,6 +219,7 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser) {
                    "the handle commits each statement (commit mode 0); there is nothing to roll back");
       return kFailure;
     }
+    user->transactionLost = false;
     if (!user->inTransaction) return VDB_SUCCESS;
     // Scans of the rolled-back transaction cannot go on.
     for (uint64_t id : user->requests)
@@ -232,6 +229,7 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser) {
     if (!rolledBack)
       traceFailure(user->context, "VDB_RollbackUser", "rollback failed: " + user->connection->connection->lastError());
     endTransaction(*user, true);
+    if (!rolledBack) afterFailure(*user, "VDB_RollbackUser");
     return rolledBack ? VDB_SUCCESS : kFailure;
   } catch (...) {
     return kFailure;

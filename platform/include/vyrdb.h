@@ -47,6 +47,10 @@ VYR_EXPORT ID VDB_FreeBhvr(HUSER hUser);
  * A user handle on an environment (null: the context's). With nCommitMode 1
  * its statements run in one transaction that VDB_CommitUser / VDB_RollbackUser
  * end (a new one starts after each); with 0 it behaves as a behaviour handle.
+ * An insert refused for a duplicate key leaves the transaction as it was. A
+ * statement the database refuses otherwise may end the transaction (PostgreSQL
+ * does; so does a lost connection): its work is rolled back, a trace line says
+ * so, and the next VDB_CommitUser fails.
  */
 VYR_EXPORT ID VDB_InitUser(LPBHVRCOM lpBhvrCom, HUSER *lphUser, HENV hEnv, int nCommitMode);
 /* Rolls back what was not committed, closes its requests, frees the handle. */
@@ -56,7 +60,8 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser);
 
 /* ---- Environments -----------------------------------------------------------
  * Environments are named databases configured in the context's settings
- * ("env" names the current one; "env.NAME" gives the database of NAME).
+ * ("env" names the current one; "env.NAME" gives the database of NAME: an
+ * SQLite file path, or a postgresql://... location for a PostgreSQL server).
  */
 /* Opens the named environment (null: the context's current one). */
 VYR_EXPORT ID VDB_InitEnv(LPBHVRCOM lpBhvrCom, HENV *lphEnv, const JCHAR *lpszEnvironment);
@@ -151,9 +156,9 @@ VYR_EXPORT ID VDB_DeleteTable(HREQUEST hRequest, ID idIndex, const void *lpKey, 
  * with VDB_SelectKeyedForUpdate stay locked until the scan ends or the
  * request closes, so each can be updated with VDB_UpdateCurrent on the way.
  * Writes through other handles wait meanwhile (with SQLite, writes to any
- * table), also on the same thread: do not write through a second handle
- * while holding a lock. A handle with commit mode 1 holds its locks until
- * commit or rollback.
+ * table; with PostgreSQL, writes to the locked rows), also on the same thread:
+ * do not write through a second handle while holding a lock. A handle with
+ * commit mode 1 holds its locks until commit or rollback.
  */
 VYR_EXPORT ID VDB_FetchKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
                                       void *lpRow, int nReserved);

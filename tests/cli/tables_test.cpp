@@ -1,9 +1,11 @@
 // famoflas db: what load takes, dump gives back exactly, into any database;
 // a bad file loads nothing.
 #include <gtest/gtest.h>
+#include <libpq-fe.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -96,6 +98,35 @@ TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
     ASSERT_EQ(famoflas("--db bad.db db dump F0015", &out), 0);
     EXPECT_EQ(json::parse(out)["F0015"].size(), 0u);
   }
+}
+
+TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {
+  const char *server = std::getenv("FAMOFLAS_TEST_POSTGRES");
+  if (server == nullptr || *server == '\0')
+    GTEST_SKIP() << "FAMOFLAS_TEST_POSTGRES names no PostgreSQL server; scripts/test starts one and sets it";
+  // A schema of this test's own, named in the location.
+  PGconn *admin = PQconnectdb(server);
+  ASSERT_EQ(PQstatus(admin), CONNECTION_OK) << PQerrorMessage(admin);
+  PQsetNoticeProcessor(admin, [](void *, const char *) {}, nullptr);
+  const std::string schema = "clitest_" + std::to_string(::getpid());
+  PQclear(PQexec(admin, ("CREATE SCHEMA \"" + schema + "\"").c_str()));
+  const std::string location = std::string(server) + (std::strchr(server, '?') ? "&" : "?") +
+                               "options=-csearch_path%3D" + schema;
+
+  std::string out, rates;
+  EXPECT_EQ(famoflas("--db '" + location + "' db load -", &out, kRows), 0) << out;
+  EXPECT_EQ(famoflas("--db '" + location + "' db dump F0015", &rates), 0);
+  const json rows = json::parse(rates)["F0015"];
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[1]["CRR"], "1.1000000");
+  EXPECT_EQ(rows[1]["EFT"], "2024-06-30");
+  EXPECT_FALSE(fs::exists(dir / "postgresql:")) << "taken for a file path";
+
+  PGresult *count = PQexec(admin, ("SELECT count(*) FROM \"" + schema + "\".\"F0015\"").c_str());
+  EXPECT_EQ(std::string(PQgetvalue(count, 0, 0)), "2");
+  PQclear(count);
+  PQclear(PQexec(admin, ("DROP SCHEMA \"" + schema + "\" CASCADE").c_str()));
+  PQfinish(admin);
 }
 
 }  // namespace

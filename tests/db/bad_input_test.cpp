@@ -29,7 +29,7 @@ class BadInput : public dbtest::DbTest {
   HREQUEST parties_ = nullptr;
 };
 
-TEST_F(BadInput, EachMistakeFailsWithATraceLineNamingIt) {
+TEST_P(BadInput, EachMistakeFailsWithATraceLineNamingIt) {
   Party row{number("1"), {}};
   const MATH_NUMERIC key = number("1");
   HREQUEST request = nullptr;
@@ -120,7 +120,7 @@ TEST_F(BadInput, EachMistakeFailsWithATraceLineNamingIt) {
   EXPECT_EQ(request, nullptr);
 }
 
-TEST_F(BadInput, ImpossibleDatesAreRefused) {
+TEST_P(BadInput, ImpossibleDatesAreRefused) {
   HREQUEST dated = open(u"F0101", 1, {u"AN8", u"UPMJ"});
   Dated row{number("5"), {2023, 2, 29}};
   EXPECT_NE(VDB_InsertTable(dated, &row), 1u);
@@ -129,7 +129,7 @@ TEST_F(BadInput, ImpossibleDatesAreRefused) {
   EXPECT_EQ(VDB_InsertTable(dated, &row), 1u);
 }
 
-TEST_F(BadInput, ForcedFailuresTakeEveryPath) {
+TEST_P(BadInput, ForcedFailuresTakeEveryPath) {
   Party row{number("1"), {}};
   const MATH_NUMERIC key = number("1");
   ASSERT_EQ(VDB_InsertTable(parties_, &row), 1u);
@@ -180,7 +180,7 @@ TEST_F(BadInput, ForcedFailuresTakeEveryPath) {
   EXPECT_EQ(user, nullptr);
 }
 
-TEST_F(BadInput, StaleAndForeignHandlesFindNothing) {
+TEST_P(BadInput, StaleAndForeignHandlesFindNothing) {
   Party row{};
   const MATH_NUMERIC key = number("1");
   ASSERT_EQ(VDB_CloseTable(parties_), 1u);
@@ -201,7 +201,7 @@ TEST_F(BadInput, StaleAndForeignHandlesFindNothing) {
   EXPECT_NE(VDB_InitUser(context_, &none, reinterpret_cast<HENV>(&notAHandle), 0), 1u);
 }
 
-TEST_F(BadInput, EnvironmentWithoutADatabase) {
+TEST_P(BadInput, EnvironmentWithoutADatabase) {
   // No location for the environment: handles work, tables do not, and the trace says which setting is missing.
   LPBHVRCOM bare = vyr::createContext({{"env", "NODB"}});
   HUSER user = nullptr;
@@ -211,10 +211,13 @@ TEST_F(BadInput, EnvironmentWithoutADatabase) {
   EXPECT_TRUE(dbtest::traced(bare, {u"VDB_OpenTable", u"env.NODB"}));
   vyr::freeContext(bare);
 
-  LPBHVRCOM broken = vyr::createContext({{"env", "BAD"}, {"env.BAD", dir_ + "/missing/dir/x.db"}});
+  LPBHVRCOM broken = vyr::createContext({{"env", "BAD"}, {"env.BAD", unreachableLocation()}});
   EXPECT_NE(VDB_InitBhvr(broken, &user, nullptr, 0), 1u);
   EXPECT_TRUE(dbtest::traced(broken, {u"VDB_InitBhvr", u"cannot open"}));
+  EXPECT_FALSE(dbtest::traced(broken, {u"secret"}));  // a password in the location stays out of traces
   vyr::freeContext(broken);
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, BadInput, dbtest::engines(), dbtest::engineName);
 
 }  // namespace

@@ -1,12 +1,15 @@
-// Shared helpers of the table-layer tests: a fresh database per test, a
-// context pointing at it, and small builders for the record forms.
+// Shared helpers of the table-layer tests: a fresh database per test on each
+// engine, a context pointing at it, and small builders for the record forms.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <libpq-fe.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -73,16 +76,97 @@ inline bool traced(LPBHVRCOM context, std::initializer_list<std::u16string_view>
   return false;
 }
 
-// A database file of its own for each test, and a context whose environment is it.
-class DbTest : public ::testing::Test {
+enum class Engine { Sqlite, Postgres };
+
+inline auto engines() { return ::testing::Values(Engine::Sqlite, Engine::Postgres); }
+inline std::string engineName(const ::testing::TestParamInfo<Engine> &info) {
+  return info.param == Engine::Sqlite ? "Sqlite" : "Postgres";
+}
+inline void PrintTo(Engine engine, std::ostream *out) { *out << (engine == Engine::Sqlite ? "SQLite" : "PostgreSQL"); }
+
+// Schemas of one test on the PostgreSQL server that FAMOFLAS_TEST_POSTGRES
+// names, each a database of its own to the table layer (through search_path),
+// dropped when the test ends.
+class PgScratch {
+ public:
+  explicit PgScratch(std::string base) : base_(std::move(base)) {
+    admin_ = PQconnectdb(base_.c_str());
+    if (PQstatus(admin_) != CONNECTION_OK) error_ = "cannot connect to " + base_ + ": " + PQerrorMessage(admin_);
+    PQsetNoticeProcessor(
+        admin_, [](void *, const char *) {}, nullptr);
+  }
+  ~PgScratch() {
+    if (error_.empty()) {
+      // A session left holding a lock must not hang the test.
+      run("SET lock_timeout = '20s'");
+      for (const std::string &schema : schemas_) run("DROP SCHEMA IF EXISTS \"" + schema + "\" CASCADE");
+    }
+    PQfinish(admin_);
+  }
+  PgScratch(const PgScratch &) = delete;
+  PgScratch &operator=(const PgScratch &) = delete;
+
+  const std::string &error() const { return error_; }
+
+  // A new, empty schema; its location names it and tags its sessions with it.
+  std::string newLocation() {
+    static int counter = 0;
+    const std::string schema = "vdbtest_" + std::to_string(getpid()) + "_" + std::to_string(++counter);
+    if (!error_.empty() || !run("CREATE SCHEMA \"" + schema + "\"")) return {};
+    schemas_.push_back(schema);
+    const char *glue = base_.find('?') == std::string::npos ? "?" : "&";
+    return base_ + glue + "options=-csearch_path%3D" + schema + "&application_name=" + schema;
+  }
+
+  // Ends every server session working on the schema of `location` (as if the network failed); how many.
+  int terminateSessions(const std::string &location) {
+    const std::string schema = location.substr(location.rfind('=') + 1);
+    const std::string sql =
+        "SELECT pg_terminate_backend(pid, 5000) FROM pg_stat_activity WHERE application_name = '" + schema + "'";
+    PGresult *result = PQexec(admin_, sql.c_str());
+    const int ended = PQresultStatus(result) == PGRES_TUPLES_OK ? PQntuples(result) : -1;
+    PQclear(result);
+    return ended;
+  }
+
+  // Runs a statement on the server outside the table layer; false with error() set when it fails.
+  bool run(const std::string &sql) {
+    PGresult *result = PQexec(admin_, sql.c_str());
+    const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK || PQresultStatus(result) == PGRES_TUPLES_OK;
+    if (!ok) error_ = sql + ": " + PQerrorMessage(admin_);
+    PQclear(result);
+    return ok;
+  }
+
+ private:
+  std::string base_;
+  PGconn *admin_ = nullptr;
+  std::vector<std::string> schemas_;
+  std::string error_;
+};
+
+// A database of its own for each test (a file, or a schema on the PostgreSQL
+// server) and a context whose environment is it. Every suite deriving from
+// this runs once per engine.
+class DbTest : public ::testing::TestWithParam<Engine> {
  protected:
   void SetUp() override {
-    const std::string base = (std::filesystem::temp_directory_path() / "vdbtestXXXXXX").string();
-    std::vector<char> name(base.begin(), base.end());
-    name.push_back('\0');
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    dir_ = name.data();
-    path_ = dir_ + "/test.db";
+    if (GetParam() == Engine::Postgres) {
+      const char *base = std::getenv("FAMOFLAS_TEST_POSTGRES");
+      if (base == nullptr || *base == '\0')
+        GTEST_SKIP() << "FAMOFLAS_TEST_POSTGRES names no PostgreSQL server (postgresql://...); scripts/test starts "
+                        "one and sets it";
+      pg_ = std::make_unique<PgScratch>(base);
+      location_ = pg_->newLocation();
+      ASSERT_FALSE(location_.empty()) << pg_->error();
+    } else {
+      const std::string base = (std::filesystem::temp_directory_path() / "vdbtestXXXXXX").string();
+      std::vector<char> name(base.begin(), base.end());
+      name.push_back('\0');
+      ASSERT_NE(mkdtemp(name.data()), nullptr);
+      dir_ = name.data();
+      location_ = dir_ + "/test.db";
+    }
     context_ = newContext();
     ASSERT_EQ(VDB_InitBhvr(context_, &user_, nullptr, 0), 1u);
   }
@@ -90,15 +174,27 @@ class DbTest : public ::testing::Test {
   void TearDown() override {
     if (user_) VDB_FreeBhvr(user_);
     for (LPBHVRCOM c : extraContexts_) vyr::freeContext(c);
-    vyr::freeContext(context_);
+    if (context_) vyr::freeContext(context_);
     vyr::db::closeUnusedEnvironments();
+    pg_.reset();
     std::error_code ignored;
-    std::filesystem::remove_all(dir_, ignored);
+    if (!dir_.empty()) std::filesystem::remove_all(dir_, ignored);
+  }
+
+  bool postgres() const { return GetParam() == Engine::Postgres; }
+
+  // Another empty database of the test's engine.
+  std::string otherLocation() { return postgres() ? pg_->newLocation() : dir_ + "/other.db"; }
+  // A location of the test's engine where no database can be opened.
+  std::string unreachableLocation() const {
+    return postgres() ? "postgresql://nobody:secret@/nowhere?host=" + std::filesystem::temp_directory_path().string() +
+                            "/no-such-socket-dir&connect_timeout=2&password=secret"
+                      : dir_ + "/missing/dir/x.db";
   }
 
   LPBHVRCOM newContext(std::map<std::string, std::string> settings = {}) {
     settings.emplace("env", "TEST");
-    settings.emplace("env.TEST", path_);
+    settings.emplace("env.TEST", location_);
     std::string error;
     LPBHVRCOM context = vyr::createContext(settings, &error);
     EXPECT_NE(context, nullptr) << error;
@@ -120,7 +216,8 @@ class DbTest : public ::testing::Test {
     return request;
   }
 
-  std::string dir_, path_;
+  std::string dir_, location_;
+  std::unique_ptr<PgScratch> pg_;
   LPBHVRCOM context_ = nullptr;
   HUSER user_ = nullptr;
   std::vector<LPBHVRCOM> extraContexts_;

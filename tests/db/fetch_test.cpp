@@ -83,7 +83,7 @@ class Fetch : public dbtest::DbTest {
   HREQUEST rates_ = nullptr, parties_ = nullptr;
 };
 
-TEST_F(Fetch, RateInForceComesFirstThroughTheDescendingIndex) {
+TEST_P(Fetch, RateInForceComesFirstThroughTheDescendingIndex) {
   addRate(u"USD", u"EUR", "0", {2023, 1, 1}, "0.9");
   addRate(u"USD", u"EUR", "0", {2024, 6, 1}, "0.95");
   addRate(u"USD", u"EUR", "0", {2024, 1, 1}, "0.92");
@@ -123,7 +123,7 @@ TEST_F(Fetch, RateInForceComesFirstThroughTheDescendingIndex) {
   EXPECT_NE(VDB_FetchKeyed(rates_, 0, &none, 2, &r, 0), 1u);
 }
 
-TEST_F(Fetch, StringsArePaddedOnFetchAndComparedWithoutTrailingBlanks) {
+TEST_P(Fetch, StringsArePaddedOnFetchAndComparedWithoutTrailingBlanks) {
   addParty("1", u"Smith   ", u"C");
   addParty("2", u"  Jones", u"V");
   Party p{};
@@ -152,7 +152,7 @@ TEST_F(Fetch, StringsArePaddedOnFetchAndComparedWithoutTrailingBlanks) {
   EXPECT_TRUE(scanParties().empty());
 }
 
-TEST_F(Fetch, SelectionGroupsOrWithThePreviousEntryAndAndTheGroups) {
+TEST_P(Fetch, SelectionGroupsOrWithThePreviousEntryAndAndTheGroups) {
   const char16_t *types[] = {u"C", u"V", u"E", u"C", u"V", u"E"};
   for (int i = 0; i < 6; ++i) addParty(std::to_string(i + 1).c_str(), u"P", types[i]);
   const JCHAR c[4] = u"C", v[4] = u"V", e[4] = u"E";
@@ -193,7 +193,7 @@ TEST_F(Fetch, SelectionGroupsOrWithThePreviousEntryAndAndTheGroups) {
   }
 }
 
-TEST_F(Fetch, NullValuesSelectIsNullAndIsNotNull) {
+TEST_P(Fetch, NullValuesSelectIsNullAndIsNotNull) {
   addParty("1", u"A", u"C", {2024, 1, 5});
   addParty("2", u"B", u"C");
   addParty("3", u"C", u"C", {2024, 1, 6});
@@ -211,7 +211,7 @@ TEST_F(Fetch, NullValuesSelectIsNullAndIsNotNull) {
   }
 }
 
-TEST_F(Fetch, SequencingReordersScansUntilCleared) {
+TEST_P(Fetch, SequencingReordersScansUntilCleared) {
   addParty("1", u"Miller", u"C");
   addParty("2", u"Adams", u"V");
   addParty("3", u"Young", u"C");
@@ -232,7 +232,34 @@ TEST_F(Fetch, SequencingReordersScansUntilCleared) {
   EXPECT_EQ(scanParties(2), (std::vector<std::string>{"2", "4", "1", "3"}));
 }
 
-TEST_F(Fetch, KeyBuffersAreBuiltColumnByColumn) {
+TEST_P(Fetch, TextOrdersByCodePointAndNullDatesComeFirst) {
+  addParty("1", u"adams", u"C", {2024, 5, 1});
+  addParty("2", u"Baker", u"C");  // no date
+  addParty("3", u"\u00C4hnlich", u"C", {2023, 1, 1});
+  addParty("4", u"Zoe", u"C", {2024, 1, 1});
+  // Whatever the database's own collation: capitals, then small letters, then accented ones.
+  EXPECT_EQ(scanParties(2), (std::vector<std::string>{"2", "4", "1", "3"}));
+  JCHAR small[41];
+  set(small, u"a");
+  SELECTSTRUCT below{};
+  dbtest::setName(below.szColumn, u"ALPH");
+  below.nComparison = VDB_CMP_LT;
+  below.lpValue = small;
+  ASSERT_EQ(VDB_SetSelection(parties_, &below, 1), 1u);
+  EXPECT_EQ(scanParties(), (std::vector<std::string>{"2", "4"}));
+  ASSERT_EQ(VDB_ClearSelection(parties_), 1u);
+
+  SORTSTRUCT byDate{};
+  dbtest::setName(byDate.szColumn, u"UPMJ");
+  byDate.nDirection = VDB_ASCENDING;
+  ASSERT_EQ(VDB_SetSequencing(parties_, &byDate, 1), 1u);
+  EXPECT_EQ(scanParties(), (std::vector<std::string>{"2", "3", "4", "1"}));
+  byDate.nDirection = VDB_DESCENDING;
+  ASSERT_EQ(VDB_SetSequencing(parties_, &byDate, 1), 1u);
+  EXPECT_EQ(scanParties(), (std::vector<std::string>{"1", "4", "3", "2"}));
+}
+
+TEST_P(Fetch, KeyBuffersAreBuiltColumnByColumn) {
   addRate(u"USD", u"EUR", "0", {2024, 1, 1}, "0.92");
   void *keyBuffer = VDB_BuildKeyBuffer(rates_, 3);
   ASSERT_NE(keyBuffer, nullptr);
@@ -251,7 +278,7 @@ TEST_F(Fetch, KeyBuffersAreBuiltColumnByColumn) {
   EXPECT_NE(VDB_AssignColumnValue(rates_, &local, 3, u"CRCD", u"USD"), 1u);
 }
 
-TEST_F(Fetch, CompanyAndCurrencyRowsComeWhole) {
+TEST_P(Fetch, CompanyAndCurrencyRowsComeWhole) {
   const HREQUEST currencies = open(u"F0013");
   Currency row{}, back{};
   set(row.crcd, u"JPY"), set(row.dl01, u"Yen"), row.cdec = u'0';
@@ -265,7 +292,7 @@ TEST_F(Fetch, CompanyAndCurrencyRowsComeWhole) {
   EXPECT_NE(VDB_RetrieveF0010RowUsingCompanyNumber(user_, u"00000", company), 1u);
 }
 
-TEST_F(Fetch, RowReadsThatReachTheDatabaseAreCountedPerThread) {
+TEST_P(Fetch, RowReadsThatReachTheDatabaseAreCountedPerThread) {
   addParty("1", u"Ann", u"C");
   addParty("2", u"Bob", u"C");
   const MATH_NUMERIC one = number("1"), nine = number("9");
@@ -281,5 +308,7 @@ TEST_F(Fetch, RowReadsThatReachTheDatabaseAreCountedPerThread) {
   std::thread([&] { elsewhere = vyr::db::rowFetchCount(); }).join();
   EXPECT_EQ(elsewhere, 0u);
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, Fetch, dbtest::engines(), dbtest::engineName);
 
 }  // namespace

@@ -3,12 +3,17 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <latch>
+#include <numeric>
 #include <thread>
 
 #include "db_fixture.h"
+
+extern char **environ;
 
 namespace {
 
@@ -51,7 +56,9 @@ class Transactions : public dbtest::DbTest {
 
 // Takes `count` numbers one at a time, each by fetch for update and update
 // current, with a pause between the two where a lost update would slip in.
-void increment(LPBHVRCOM context, int count, std::latch *start, std::atomic<int> *failures) {
+// The numbers taken (the counter's value after each increment) go to `taken`.
+void increment(LPBHVRCOM context, int count, std::latch *start, std::atomic<int> *failures,
+               std::vector<long long> *taken = nullptr) {
   HUSER user = nullptr;
   HREQUEST counters = nullptr;
   const bool opened = VDB_InitBhvr(context, &user, nullptr, 0) == 1 &&
@@ -69,62 +76,96 @@ void increment(LPBHVRCOM context, int count, std::latch *start, std::atomic<int>
       ++*failures;
       continue;
     }
-    c.ukid = number(std::to_string(std::stoll(text(c.ukid)) + 1));
+    const long long next = std::stoll(text(c.ukid)) + 1;
+    c.ukid = number(std::to_string(next));
     std::this_thread::sleep_for(std::chrono::microseconds(50));
-    if (VDB_UpdateCurrent(counters, &c) != 1) ++*failures;
+    if (VDB_UpdateCurrent(counters, &c) != 1)
+      ++*failures;
+    else if (taken)
+      taken->push_back(next);
   }
   VDB_CloseTable(counters);
   VDB_FreeBhvr(user);
 }
 
-constexpr int kPerProcess = 150;
+// A block allocator's pattern from many processes at once.
+constexpr int kProcesses = 8;
+constexpr int kPerProcess = 500;
 
-// The same work from a second process: when the test below starts this program
-// with VDBTEST_COUNTER_DB set, it increments the counter in that file and exits
+// The same work from another process: when the test below starts this program
+// with VDBTEST_COUNTER_LOCATION set, it increments the counter in that
+// database, writes the numbers it took to VDBTEST_COUNTER_OUT, and exits
 // before any test runs.
 const bool kCounterProcess = [] {
-  const char *path = std::getenv("VDBTEST_COUNTER_DB");
-  if (path == nullptr) return false;
-  LPBHVRCOM context = vyr::createContext({{"env", "TEST"}, {"env.TEST", path}});
+  const char *location = std::getenv("VDBTEST_COUNTER_LOCATION");
+  const char *out = std::getenv("VDBTEST_COUNTER_OUT");
+  if (location == nullptr || out == nullptr) return false;
+  LPBHVRCOM context = vyr::createContext({{"env", "TEST"}, {"env.TEST", location}});
   std::atomic<int> failures{0};
   std::latch start(1);
-  increment(context, kPerProcess, &start, &failures);
+  std::vector<long long> taken;
+  increment(context, kPerProcess, &start, &failures, &taken);
   vyr::freeContext(context);
-  std::_Exit(failures == 0 ? 0 : 1);
+  std::ofstream file(out);
+  for (long long n : taken) file << n << "\n";
+  file.close();
+  std::_Exit(failures == 0 && file ? 0 : 1);
 }();
 
-TEST_F(Transactions, TwoProcessesShareTheFileWithoutLosingIncrements) {
+TEST_P(Transactions, ProcessesTakingNumbersFromOneCounterGetEachOnce) {
   addCounter(u"SHARED", "0");
-  const std::string variable = "VDBTEST_COUNTER_DB=" + path_;
-  char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
-  char *const envp[] = {const_cast<char *>(variable.c_str()), nullptr};
-  pid_t child = 0;
-  ASSERT_EQ(posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, argv, envp), 0);
-  std::atomic<int> failures{0};
-  std::latch start(1);
-  increment(extraContext(), kPerProcess, &start, &failures);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  EXPECT_EQ(failures.load(), 0);
-  EXPECT_EQ(committed(u"SHARED"), std::to_string(2 * kPerProcess));
+  const std::string base = (std::filesystem::temp_directory_path() / "vdbcounterXXXXXX").string();
+  std::vector<char> dir(base.begin(), base.end());
+  dir.push_back('\0');
+  ASSERT_NE(mkdtemp(dir.data()), nullptr);
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    // Each child gets this process's environment and where to work and report.
+    std::vector<std::string> variables = {"VDBTEST_COUNTER_LOCATION=" + location_,
+                                          "VDBTEST_COUNTER_OUT=" + std::string(dir.data()) + "/" + std::to_string(p)};
+    for (char **e = environ; *e != nullptr; ++e)
+      if (std::string_view(*e).rfind("VDBTEST_", 0) != 0) variables.push_back(*e);
+    std::vector<char *> envp;
+    for (std::string &v : variables) envp.push_back(v.data());
+    envp.push_back(nullptr);
+    char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
+    pid_t child = 0;
+    ASSERT_EQ(posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, argv, envp.data()), 0);
+    children.push_back(child);
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+  }
+  std::vector<long long> taken;
+  for (int p = 0; p < kProcesses; ++p) {
+    std::ifstream file(std::string(dir.data()) + "/" + std::to_string(p));
+    for (long long n; file >> n;) taken.push_back(n);
+  }
+  std::filesystem::remove_all(dir.data());
+  std::sort(taken.begin(), taken.end());
+  std::vector<long long> expected(kProcesses * kPerProcess);
+  std::iota(expected.begin(), expected.end(), 1);
+  EXPECT_EQ(taken, expected);  // every number handed out once, none skipped
+  EXPECT_EQ(committed(u"SHARED"), std::to_string(kProcesses * kPerProcess));
 }
 
-TEST_F(Transactions, ConcurrentFetchForUpdateLosesNoIncrement) {
+TEST_P(Transactions, ConcurrentFetchForUpdateLosesNoIncrement) {
   addCounter(u"SHARED", "1000");
   constexpr int kPerThread = 150;
   std::atomic<int> failures{0};
   std::latch start(2);
   LPBHVRCOM first = extraContext(), second = extraContext();
-  std::thread a(increment, first, kPerThread, &start, &failures);
-  std::thread b(increment, second, kPerThread, &start, &failures);
+  std::thread a(increment, first, kPerThread, &start, &failures, nullptr);
+  std::thread b(increment, second, kPerThread, &start, &failures, nullptr);
   a.join();
   b.join();
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(committed(u"SHARED"), std::to_string(1000 + 2 * kPerThread));
 }
 
-TEST_F(Transactions, RowFetchedForUpdateStaysLockedUntilUpdateCurrent) {
+TEST_P(Transactions, RowFetchedForUpdateStaysLockedUntilUpdateCurrent) {
   addCounter(u"LOCKED", "1");
   HREQUEST counters = open(u"F00022");
   JCHAR key[11];
@@ -162,7 +203,35 @@ TEST_F(Transactions, RowFetchedForUpdateStaysLockedUntilUpdateCurrent) {
   addCounter(u"AFTER", "5");  // would wait on a lock left behind
 }
 
-TEST_F(Transactions, ScanForUpdateUpdatesEachRowAndEndsWithTheScan) {
+TEST_P(Transactions, RefusedWriteOfALockedRowReleasesTheLockAndChangesNothing) {
+  addCounter(u"X", "1");
+  addCounter(u"Y", "2");
+  HREQUEST counters = open(u"F00022");
+  JCHAR y[11];
+  set(y, u"Y");
+  Counter c{};
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, y, 1, &c, 0), 1u);
+  set(c.obnm, u"X");  // taken
+  c.ukid = number("9");
+  EXPECT_NE(VDB_UpdateCurrent(counters, &c), 1u);
+  EXPECT_TRUE(dbtest::traced(context_, {u"VDB_UpdateCurrent", u"already exists"}));
+  EXPECT_EQ(committed(u"Y"), "2");
+  EXPECT_EQ(committed(u"X"), "1");
+  addCounter(u"Z", "3");  // would wait on a lock left behind
+  HUSER other = nullptr;
+  ASSERT_EQ(VDB_InitBhvr(extraContext(), &other, nullptr, 0), 1u);
+  HREQUEST theirs = nullptr;
+  ASSERT_EQ(VDB_OpenTable(other, u"F00022", 1, nullptr, 0, nullptr, &theirs), 1u);
+  Counter changed{};
+  set(changed.obnm, u"Y");
+  changed.ukid = number("20");
+  EXPECT_EQ(VDB_UpdateTable(theirs, 1, y, 1, &changed), 1u);
+  VDB_FreeBhvr(other);
+  EXPECT_EQ(committed(u"Y"), "20");
+  VDB_CloseTable(counters);
+}
+
+TEST_P(Transactions, ScanForUpdateUpdatesEachRowAndEndsWithTheScan) {
   addCounter(u"A", "1");
   addCounter(u"B", "2");
   HREQUEST counters = open(u"F00022");
@@ -181,7 +250,7 @@ TEST_F(Transactions, ScanForUpdateUpdatesEachRowAndEndsWithTheScan) {
   VDB_CloseTable(counters);
 }
 
-TEST_F(Transactions, UserHandleCommitsAndRollsBackItsOwnWork) {
+TEST_P(Transactions, UserHandleCommitsAndRollsBackItsOwnWork) {
   HUSER txn = nullptr;
   ASSERT_EQ(VDB_InitUser(context_, &txn, nullptr, 1), 1u);
   HREQUEST counters = nullptr;
@@ -210,7 +279,27 @@ TEST_F(Transactions, UserHandleCommitsAndRollsBackItsOwnWork) {
   EXPECT_TRUE(dbtest::traced(context_, {u"VDB_RollbackUser", u"nothing to roll back"}));
 }
 
-TEST_F(Transactions, HandleLeftOpenIsReleasedWithItsContext) {
+TEST_P(Transactions, DuplicateInsertInsideAUserTransactionKeepsTheRestOfTheWork) {
+  HUSER txn = nullptr;
+  ASSERT_EQ(VDB_InitUser(context_, &txn, nullptr, 1), 1u);
+  HREQUEST counters = nullptr;
+  ASSERT_EQ(VDB_OpenTable(txn, u"F00022", 1, nullptr, 0, nullptr, &counters), 1u);
+  Counter c{};
+  set(c.obnm, u"FIRST");
+  c.ukid = number("1");
+  ASSERT_EQ(VDB_InsertTable(counters, &c), 1u);
+  c.ukid = number("2");
+  EXPECT_NE(VDB_InsertTable(counters, &c), 1u);
+  EXPECT_TRUE(dbtest::traced(context_, {u"VDB_InsertTable", u"already exists"}));
+  set(c.obnm, u"SECOND");
+  ASSERT_EQ(VDB_InsertTable(counters, &c), 1u);
+  ASSERT_EQ(VDB_CommitUser(txn), 1u);
+  EXPECT_EQ(committed(u"FIRST"), "1");
+  EXPECT_EQ(committed(u"SECOND"), "2");
+  VDB_FreeUser(txn);
+}
+
+TEST_P(Transactions, HandleLeftOpenIsReleasedWithItsContext) {
   addCounter(u"LEFT", "1");
   LPBHVRCOM careless = newContext();
   HUSER user = nullptr;
@@ -229,9 +318,8 @@ TEST_F(Transactions, HandleLeftOpenIsReleasedWithItsContext) {
   EXPECT_EQ(committed(u"LEFT"), "1");
 }
 
-TEST_F(Transactions, EnvironmentHandlesNameTheirDatabases) {
-  const std::string otherPath = dir_ + "/other.db";
-  LPBHVRCOM context = extraContext({{"env.OTHER", otherPath}});
+TEST_P(Transactions, EnvironmentHandlesNameTheirDatabases) {
+  LPBHVRCOM context = extraContext({{"env.OTHER", otherLocation()}});
   HENV own = nullptr, other = nullptr;
   ASSERT_EQ(VDB_InitEnv(context, &own, nullptr), 1u);
   ASSERT_EQ(VDB_InitSecondaryEnv(context, u"OTHER", &other), 1u);
@@ -262,5 +350,7 @@ TEST_F(Transactions, EnvironmentHandlesNameTheirDatabases) {
   EXPECT_NE(VDB_InitSecondaryEnv(context, u"NOWHERE", &other), 1u);
   EXPECT_TRUE(dbtest::traced(context, {u"VDB_InitSecondaryEnv", u"env.NOWHERE"}));
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, Transactions, dbtest::engines(), dbtest::engineName);
 
 }  // namespace

@@ -80,7 +80,7 @@ class Write : public dbtest::DbTest {
   }
 };
 
-TEST_F(Write, InsertUpdateDeleteByFullAndPartialKeys) {
+TEST_P(Write, InsertUpdateDeleteByFullAndPartialKeys) {
   HREQUEST parties = open(u"F0101", 1, {u"AN8", u"ALPH"});
   for (const char *an8 : {"10", "20", "30"}) {
     Party p{number(an8), {}};
@@ -114,7 +114,7 @@ TEST_F(Write, InsertUpdateDeleteByFullAndPartialKeys) {
   VDB_CloseTable(parties);
 }
 
-TEST_F(Write, ColumnsLeftOutAreBlankZeroOrNull) {
+TEST_P(Write, ColumnsLeftOutAreBlankZeroOrNull) {
   HREQUEST narrow = open(u"F0101", 1, {u"ALPH", u"AN8"});
   NameFirst reversed{};
   set(reversed.alph, u"Only name");
@@ -140,7 +140,7 @@ TEST_F(Write, ColumnsLeftOutAreBlankZeroOrNull) {
   VDB_CloseTable(narrow);
 }
 
-TEST_F(Write, NumbersDatesAndTimestampsRoundTripExactly) {
+TEST_P(Write, NumbersDatesAndTimestampsRoundTripExactly) {
   HREQUEST rates = open(u"F0015", 1, {u"CRCD", u"CRDC", u"AN8", u"RTTYP", u"EFT", u"CRR"});
   Rate rate{}, back{};
   struct Case {
@@ -198,7 +198,7 @@ TEST_F(Write, NumbersDatesAndTimestampsRoundTripExactly) {
   VDB_CloseTable(activities);
 }
 
-TEST_F(Write, BinaryColumnRoundTripsByteForByte) {
+TEST_P(Write, BinaryColumnRoundTripsByteForByte) {
   HREQUEST policies = open(u"F98QXSEC", 2, {u"QXUSR", u"QXTYP", u"SRVBLOBA"});
   unsigned char limits[245];
   for (size_t i = 0; i < sizeof limits; ++i) limits[i] = static_cast<unsigned char>((i * 37 + 11) % 256);
@@ -243,7 +243,7 @@ TEST_F(Write, BinaryColumnRoundTripsByteForByte) {
   VDB_CloseTable(policies);
 }
 
-TEST_F(Write, UpdateCurrentFindsItsRowByIndexOneEvenUnselectedOrChanged) {
+TEST_P(Write, UpdateCurrentFindsItsRowByIndexOneEvenUnselectedOrChanged) {
   HREQUEST counters = open(u"F00022", 1, {u"UKID"});
   HREQUEST whole = open(u"F00022");
   for (const char16_t *name : {u"A", u"B"}) {
@@ -288,7 +288,7 @@ TEST_F(Write, UpdateCurrentFindsItsRowByIndexOneEvenUnselectedOrChanged) {
   VDB_FreeBhvr(other);
 }
 
-TEST_F(Write, IntegerAndCharacterColumns) {
+TEST_P(Write, IntegerAndCharacterColumns) {
   HREQUEST kinds = open(u"ZKINDS", 2);
   const struct {
     int32_t count;
@@ -312,5 +312,7 @@ TEST_F(Write, IntegerAndCharacterColumns) {
   EXPECT_EQ(k.count, 0);
   VDB_CloseTable(kinds);
 }
+
+INSTANTIATE_TEST_SUITE_P(Engines, Write, dbtest::engines(), dbtest::engineName);
 
 }  // namespace

@@ -97,6 +97,8 @@ class SqliteConnection final : public Connection {
   bool rollback() override { return execute("ROLLBACK"); }
   std::string lastError() override { return sqlite3_errmsg(db_); }
   ErrorKind lastErrorKind() override { return kindOf(sqlite3_extended_errcode(db_)); }
+  bool inTransaction() override { return sqlite3_get_autocommit(db_) == 0; }
+  bool broken() override { return false; }
 
  private:
   sqlite3 *db_;
@@ -118,6 +120,7 @@ class SqliteDialect final : public Dialect {
   }
   // BEGIN IMMEDIATE already holds the write lock for the whole transaction.
   std::string_view lockSuffix() const override { return {}; }
+  std::string relationsSql() const override { return "SELECT name FROM sqlite_master"; }
 };
 
 class SqliteBackend final : public Backend {
