@@ -24,6 +24,7 @@ class BadInput : public dbtest::DbTest {
  protected:
   void SetUp() override {
     DbTest::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
     parties_ = open(u"F0101", 1, {u"AN8", u"ALPH"});
   }
   HREQUEST parties_ = nullptr;

@@ -44,6 +44,7 @@ class Fetch : public dbtest::DbTest {
  protected:
   void SetUp() override {
     DbTest::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
     rates_ = open(u"F0015", 3);
     parties_ = open(u"F0101", 1, {u"AN8", u"ALPH", u"AT1", u"UPMJ"});
   }
