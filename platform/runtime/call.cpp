@@ -135,9 +135,7 @@ void reattachErrors(LPBHVRCOM context, size_t first, const CallMapEntry *map, ID
 VYR_EXPORT ID vyrCallObject(const JCHAR *lpszFunctionName, LPBSFN lpfnEntry, LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
                             LPVOID lpDS, const CallMapEntry *lpMap, ID nMapEntries, LPVOID /*lpReserved*/,
                             ID /*idReserved1*/, ID /*idReserved2*/) {
-  std::u16string_view name = vyr::jcharView(lpszFunctionName);
-  // Names may come from blank-padded members.
-  while (!name.empty() && name.back() == u' ') name.remove_suffix(1);
+  const std::u16string_view name = vyr::trimmed(lpszFunctionName);
   if (!vyr::isLiveContext(lpBhvrCom)) {
     vyr::traceCallProblem(nullptr, u"no usable behaviour context to call", name);
     return ER_ERROR;

@@ -9,6 +9,7 @@
 #include <shared_mutex>
 
 #include "runtime/context.h"
+#include "runtime/jtext.h"
 #include "unicode/jchar_utf8.h"
 
 namespace vyr {
@@ -125,10 +126,7 @@ VYR_EXPORT int VDBRS_GetDSTMPLSpecs(HUSER /*hUser*/, const JCHAR *lpszTemplateNa
   *lppTemplate = nullptr;
   if (lpszTemplateName == nullptr) return 0;
   try {
-    std::string name = vyr::toUtf8(vyr::jcharView(lpszTemplateName));
-    // Template names arrive from fixed-width members, blank-padded.
-    while (!name.empty() && name.back() == ' ') name.pop_back();
-    *lppTemplate = vyr::findTemplate(name);
+    *lppTemplate = vyr::findTemplate(vyr::toUtf8(vyr::trimmed(lpszTemplateName)));
   } catch (...) {
     return 0;
   }

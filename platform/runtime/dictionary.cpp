@@ -70,8 +70,7 @@ VYR_EXPORT LPDDDICT vyrOpenDictionaryX(LPBHVRCOM lpBhvrCom) {
 
 VYR_EXPORT LPDDITEM vyrAllocFetchDDItemFromDDItemName(LPDDDICT lpDict, const JCHAR *lpszItem) {
   if (lpDict == nullptr || lpszItem == nullptr) return nullptr;
-  std::u16string_view wanted = vyr::jcharView(lpszItem);
-  while (!wanted.empty() && wanted.back() == u' ') wanted.remove_suffix(1);
+  const std::u16string_view wanted = vyr::trimmed(lpszItem);
   try {
     vyr::Registry &r = vyr::registry();
     std::lock_guard guard(r.lock);

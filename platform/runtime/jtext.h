@@ -17,6 +17,16 @@ inline std::u16string_view boundedView(const JCHAR *p, size_t maxUnits) noexcept
   return {p, n};
 }
 
+// Names and item codes arrive from blank-padded fixed-width members: they
+// compare without their trailing blanks. Null reads as empty.
+inline std::u16string_view trimmed(std::u16string_view text) noexcept {
+  while (!text.empty() && text.back() == u' ') text.remove_suffix(1);
+  return text;
+}
+inline std::u16string_view trimmed(const JCHAR *text) noexcept {
+  return trimmed(text ? std::u16string_view(text) : std::u16string_view());
+}
+
 // Writes value into out (nSize positions, terminator included), cut to fit.
 // False, writing nothing, when there is no room at all.
 inline bool copyOut(std::u16string_view value, JCHAR *out, size_t nSize) noexcept {

@@ -21,13 +21,6 @@ struct ItemKey {
   const char *setting;       // key in the context's settings
 };
 
-// Item codes arrive from fixed-width members: compare without trailing blanks.
-std::u16string_view trimmed(const JCHAR *text) noexcept {
-  std::u16string_view view = jcharView(text);
-  while (!view.empty() && view.back() == u' ') view.remove_suffix(1);
-  return view;
-}
-
 // Answers one item from the context's settings (the current one when none is
 // given); unknown items and missing contexts answer ER_ERROR and "".
 template <size_t N>

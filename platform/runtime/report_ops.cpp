@@ -1,13 +1,14 @@
 // The report runtime's operations (vyrreport.h) over the report state a host
 // attached to the behaviour context that serves as the report handle.
-#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "base/trace.h"
 #include "runtime/context.h"
+#include "runtime/jtext.h"
 #include "runtime/report.h"
 
 namespace vyr {
@@ -17,11 +18,7 @@ namespace {
 // an answer came back empty.
 void refuse(const char *operation, const char *why) noexcept {
   try {
-    std::u16string line;
-    for (const char *p = operation; *p; ++p) line.push_back(static_cast<char16_t>(*p));
-    line += u": ";
-    for (const char *p = why; *p; ++p) line.push_back(static_cast<char16_t>(*p));
-    writeTraceLine(line);
+    writeTraceLine(asciiToJchar(std::string(operation) + ": " + why));
   } catch (...) {
     // Without memory for the line there is nothing more to say.
   }
@@ -49,12 +46,6 @@ ReportSection *currentSection(HREPORT handle, const char *operation) noexcept {
   return nullptr;
 }
 
-std::u16string_view trimmed(const JCHAR *text) noexcept {
-  std::u16string_view view = text ? std::u16string_view(text) : std::u16string_view();
-  while (!view.empty() && view.back() == u' ') view.remove_suffix(1);
-  return view;
-}
-
 // The section a name and version pick: null name, the current one; a null
 // version with a name matches any version.
 ReportSection *sectionNamed(HREPORT handle, const JCHAR *name, const JCHAR *version,
@@ -63,25 +54,15 @@ ReportSection *sectionNamed(HREPORT handle, const JCHAR *name, const JCHAR *vers
   ReportState *report = reportOf(handle, operation);
   if (report == nullptr) return nullptr;
   for (ReportSection &section : report->sections)
-    if (trimmed(name) == trimmed(section.name.c_str()) &&
-        (version == nullptr || trimmed(version) == trimmed(section.version.c_str())))
+    if (trimmed(name) == trimmed(section.name) && (version == nullptr || trimmed(version) == trimmed(section.version)))
       return &section;
   refuse(operation, "no section of the report has that name and version");
   return nullptr;
 }
 
-// Copies text out, cut to nSize (terminator included); FALSE when there is no room at all.
-BOOL copyOut(std::u16string_view text, JCHAR *out, size_t nSize) noexcept {
-  if (out == nullptr || nSize == 0) return FALSE;
-  const size_t n = text.size() < nSize - 1 ? text.size() : nSize - 1;
-  std::copy_n(text.data(), n, out);
-  out[n] = 0;
-  return TRUE;
-}
-
 // Text answers: the value when the report is there, else an empty buffer and FALSE.
 BOOL textAnswer(const std::u16string *value, JCHAR *out, size_t nSize) noexcept {
-  const BOOL written = copyOut(value ? std::u16string_view(*value) : std::u16string_view(), out, nSize);
+  const bool written = copyOut(value ? std::u16string_view(*value) : std::u16string_view(), out, nSize);
   return value != nullptr && written;
 }
 
@@ -92,6 +73,33 @@ BOOL numberAnswer(const int32_t *value, int32_t *out) noexcept {
   return value != nullptr;
 }
 
+// Most operations answer one field of the report or of its current section.
+template <class Owner>
+Owner *ownerOf(HREPORT handle, const char *operation) noexcept {
+  if constexpr (std::is_same_v<Owner, ReportState>)
+    return reportOf(handle, operation);
+  else
+    return currentSection(handle, operation);
+}
+
+template <class Owner>
+BOOL textField(HREPORT handle, const char *operation, std::u16string Owner::*field, JCHAR *out, size_t nSize) noexcept {
+  const Owner *owner = ownerOf<Owner>(handle, operation);
+  return textAnswer(owner ? &(owner->*field) : nullptr, out, nSize);
+}
+
+template <class Owner>
+BOOL numberField(HREPORT handle, const char *operation, int32_t Owner::*field, int32_t *out) noexcept {
+  const Owner *owner = ownerOf<Owner>(handle, operation);
+  return numberAnswer(owner ? &(owner->*field) : nullptr, out);
+}
+
+template <class Owner>
+BOOL flagField(HREPORT handle, const char *operation, bool Owner::*field) noexcept {
+  const Owner *owner = ownerOf<Owner>(handle, operation);
+  return owner != nullptr && owner->*field;
+}
+
 }  // namespace
 }  // namespace vyr
 
@@ -99,55 +107,45 @@ using vyr::ReportSection;
 using vyr::ReportState;
 
 BOOL ubeReport_GetName(HREPORT hReport, JCHAR *lpszName, size_t nSize) {
-  const ReportState *report = vyr::reportOf(hReport, "ubeReport_GetName");
-  return vyr::textAnswer(report ? &report->name : nullptr, lpszName, nSize);
+  return vyr::textField(hReport, __func__, &ReportState::name, lpszName, nSize);
 }
 
 BOOL ubeReport_GetPageNumber(HREPORT hReport, int32_t *lpnPage) {
-  const ReportState *report = vyr::reportOf(hReport, "ubeReport_GetPageNumber");
-  return vyr::numberAnswer(report ? &report->pageNumber : nullptr, lpnPage);
+  return vyr::numberField(hReport, __func__, &ReportState::pageNumber, lpnPage);
 }
 
 BOOL ubeReport_SetPageNumber(HREPORT hReport, int32_t nPage) {
-  ReportState *report = vyr::reportOf(hReport, "ubeReport_SetPageNumber");
+  ReportState *report = vyr::reportOf(hReport, __func__);
   if (report == nullptr) return FALSE;
   if (nPage < 1) {
-    vyr::refuse("ubeReport_SetPageNumber", "pages are numbered from 1");
+    vyr::refuse(__func__, "pages are numbered from 1");
     return FALSE;
   }
   report->pageNumber = nPage;
   return TRUE;
 }
 
-BOOL ubeReport_IsTemplate(HREPORT hReport) {
-  const ReportState *report = vyr::reportOf(hReport, "ubeReport_IsTemplate");
-  return report != nullptr && report->isTemplate;
-}
+BOOL ubeReport_IsTemplate(HREPORT hReport) { return vyr::flagField(hReport, __func__, &ReportState::isTemplate); }
 
-BOOL ubeReport_GetPreviewMode(HREPORT hReport) {
-  const ReportState *report = vyr::reportOf(hReport, "ubeReport_GetPreviewMode");
-  return report != nullptr && report->preview;
-}
+BOOL ubeReport_GetPreviewMode(HREPORT hReport) { return vyr::flagField(hReport, __func__, &ReportState::preview); }
 
 BOOL ubeReport_GetSourceEnvironment(HREPORT hReport, JCHAR *lpszEnvironment, size_t nSize) {
-  const ReportState *report = vyr::reportOf(hReport, "ubeReport_GetSourceEnvironment");
-  return vyr::textAnswer(report ? &report->sourceEnvironment : nullptr, lpszEnvironment, nSize);
+  return vyr::textField(hReport, __func__, &ReportState::sourceEnvironment, lpszEnvironment, nSize);
 }
 
 BOOL ubeReport_GetTargetEnvironment(HREPORT hReport, JCHAR *lpszEnvironment, size_t nSize) {
-  const ReportState *report = vyr::reportOf(hReport, "ubeReport_GetTargetEnvironment");
-  return vyr::textAnswer(report ? &report->targetEnvironment : nullptr, lpszEnvironment, nSize);
+  return vyr::textField(hReport, __func__, &ReportState::targetEnvironment, lpszEnvironment, nSize);
 }
 
 BOOL ubeReport_DisableSendMessage(HREPORT hReport) {
-  ReportState *report = vyr::reportOf(hReport, "ubeReport_DisableSendMessage");
+  ReportState *report = vyr::reportOf(hReport, __func__);
   if (report == nullptr) return FALSE;
   report->sendMessageDisabled = true;
   return TRUE;
 }
 
 BOOL ubeReport_StopBatchProcess(HREPORT hReport) {
-  ReportState *report = vyr::reportOf(hReport, "ubeReport_StopBatchProcess");
+  ReportState *report = vyr::reportOf(hReport, __func__);
   if (report == nullptr) return FALSE;
   // A stop in error requested earlier stays one: its message is the reason the job ends.
   if (!report->stop) report->stop.emplace();
@@ -155,14 +153,14 @@ BOOL ubeReport_StopBatchProcess(HREPORT hReport) {
 }
 
 BOOL ubeReport_StopBatchProcessWithError(HREPORT hReport, const JCHAR *lpszMessage) {
-  ReportState *report = vyr::reportOf(hReport, "ubeReport_StopBatchProcessWithError");
+  ReportState *report = vyr::reportOf(hReport, __func__);
   if (report == nullptr) return FALSE;
   if (report->stop && report->stop->withError) return TRUE;  // the first error is the one the job reports
   try {
     vyr::ReportStopRequest request{true, lpszMessage ? std::u16string(lpszMessage) : std::u16string()};
     report->stop = std::move(request);
   } catch (...) {
-    vyr::refuse("ubeReport_StopBatchProcessWithError", "out of memory");
+    vyr::refuse(__func__, "out of memory");
     return FALSE;
   }
   return TRUE;
@@ -170,70 +168,64 @@ BOOL ubeReport_StopBatchProcessWithError(HREPORT hReport, const JCHAR *lpszMessa
 
 BOOL ubeReport_AddSubsystemRecord(HREPORT hReport, const JCHAR *lpszReport, const JCHAR *lpszVersion,
                                   const JCHAR *lpszKey) {
-  ReportState *report = vyr::reportOf(hReport, "ubeReport_AddSubsystemRecord");
+  ReportState *report = vyr::reportOf(hReport, __func__);
   if (report == nullptr) return FALSE;
   const std::u16string_view name = vyr::trimmed(lpszReport), version = vyr::trimmed(lpszVersion);
   if (name.empty() || name.size() >= UBE_NAME_SIZE || version.size() >= UBE_NAME_SIZE) {
-    vyr::refuse("ubeReport_AddSubsystemRecord", "the subsystem report needs a name and version of up to 10 characters");
+    vyr::refuse(__func__, "the subsystem report needs a name and version of up to 10 characters");
     return FALSE;
   }
   try {
     report->subsystemRecords.push_back(
         {std::u16string(name), std::u16string(version), lpszKey ? std::u16string(lpszKey) : std::u16string()});
   } catch (...) {
-    vyr::refuse("ubeReport_AddSubsystemRecord", "out of memory");
+    vyr::refuse(__func__, "out of memory");
     return FALSE;
   }
   return TRUE;
 }
 
 BOOL ubeSection_GetID(HREPORT hReport, int32_t *lpnSectionId) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetID");
-  return vyr::numberAnswer(section ? &section->id : nullptr, lpnSectionId);
+  return vyr::numberField(hReport, __func__, &ReportSection::id, lpnSectionId);
 }
 
 BOOL ubeSection_GetCurrentRowNumber(HREPORT hReport, int32_t *lpnRow) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetCurrentRowNumber");
-  return vyr::numberAnswer(section ? &section->row : nullptr, lpnRow);
+  return vyr::numberField(hReport, __func__, &ReportSection::row, lpnRow);
 }
 
 BOOL ubeSection_GetCurrentColumnNumber(HREPORT hReport, int32_t *lpnColumn) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetCurrentColumnNumber");
-  return vyr::numberAnswer(section ? &section->column : nullptr, lpnColumn);
+  return vyr::numberField(hReport, __func__, &ReportSection::column, lpnColumn);
 }
 
 BOOL ubeSection_GetReverseSign(HREPORT hReport) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetReverseSign");
-  return section != nullptr && section->reverseSign;
+  return vyr::flagField(hReport, __func__, &ReportSection::reverseSign);
 }
 
 BOOL ubeSection_IsBalanceAuditorDefined(HREPORT hReport) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_IsBalanceAuditorDefined");
-  return section != nullptr && section->balanceAuditor;
+  return vyr::flagField(hReport, __func__, &ReportSection::balanceAuditor);
 }
 
 BOOL ubeSection_GetTableInfo(HREPORT hReport, JCHAR *lpszTable, size_t nSize) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetTableInfo");
-  return vyr::textAnswer(section ? &section->tableInfo : nullptr, lpszTable, nSize);
+  return vyr::textField(hReport, __func__, &ReportSection::tableInfo, lpszTable, nSize);
 }
 
 BOOL ubeSection_GetDataSequenceItem(HREPORT hReport, int32_t nItem, JCHAR *lpszDataItem, size_t nSize) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetDataSequenceItem");
+  const ReportSection *section = vyr::currentSection(hReport, __func__);
   const bool known = section != nullptr && nItem >= 1 && static_cast<size_t>(nItem) <= section->dataSequence.size();
-  if (section != nullptr && !known) vyr::refuse("ubeSection_GetDataSequenceItem", "no such sequence item");
+  if (section != nullptr && !known) vyr::refuse(__func__, "no such sequence item");
   return vyr::textAnswer(known ? &section->dataSequence[nItem - 1].dataItem : nullptr, lpszDataItem, nSize);
 }
 
 BOOL ubeSection_GetNumberLevelBreaks(HREPORT hReport, int32_t *lpnCount) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetNumberLevelBreaks");
+  const ReportSection *section = vyr::currentSection(hReport, __func__);
   const int32_t count = section ? static_cast<int32_t>(section->levelBreaks.size()) : 0;
   return vyr::numberAnswer(section ? &count : nullptr, lpnCount);
 }
 
 BOOL ubeSection_GetLevelNID(HREPORT hReport, int16_t nLevel, int32_t *lpnLevelId) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeSection_GetLevelNID");
+  const ReportSection *section = vyr::currentSection(hReport, __func__);
   const bool known = section != nullptr && nLevel >= 1 && static_cast<size_t>(nLevel) <= section->levelBreaks.size();
-  if (section != nullptr && !known) vyr::refuse("ubeSection_GetLevelNID", "no such level");
+  if (section != nullptr && !known) vyr::refuse(__func__, "no such level");
   return vyr::numberAnswer(known ? &section->levelBreaks[nLevel - 1] : nullptr, lpnLevelId);
 }
 
@@ -241,10 +233,10 @@ BOOL ubeSection_GetDataSequence(HREPORT hReport, const JCHAR *lpszSection, const
                                 int32_t nItem, LPUBE_SEQUENCE_ITEM lpItem) {
   if (lpItem == nullptr) return FALSE;
   std::memset(lpItem, 0, sizeof *lpItem);
-  const ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, "ubeSection_GetDataSequence");
+  const ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, __func__);
   if (section == nullptr) return FALSE;
   if (nItem < 1 || static_cast<size_t>(nItem) > section->dataSequence.size()) {
-    vyr::refuse("ubeSection_GetDataSequence", "no such sequence item");
+    vyr::refuse(__func__, "no such sequence item");
     return FALSE;
   }
   const vyr::ReportSequenceItem &item = section->dataSequence[nItem - 1];
@@ -256,10 +248,10 @@ BOOL ubeSection_GetDataSequence(HREPORT hReport, const JCHAR *lpszSection, const
 
 BOOL ubeSection_UseDataSelection(HREPORT hReport, const JCHAR *lpszSection, const JCHAR *lpszVersion,
                                  int32_t nSelection) {
-  ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, "ubeSection_UseDataSelection");
+  ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, __func__);
   if (section == nullptr) return FALSE;
   if (nSelection < 0 || static_cast<size_t>(nSelection) > section->dataSelections.size()) {
-    vyr::refuse("ubeSection_UseDataSelection", "the section has no data selection of that number");
+    vyr::refuse(__func__, "the section has no data selection of that number");
     return FALSE;
   }
   section->dataSelectionInUse = nSelection;
@@ -270,7 +262,7 @@ BOOL ubeSection_GetDataSelection(HREPORT hReport, const JCHAR *lpszSection, cons
                                  LPUBE_DATA_SELECTION *lppSelection) {
   if (lppSelection == nullptr) return FALSE;
   *lppSelection = nullptr;
-  const ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, "ubeSection_GetDataSelection");
+  const ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, __func__);
   if (section == nullptr) return FALSE;
   const vyr::ReportSelection *entries =
       section->dataSelectionInUse > 0 ? &section->dataSelections[section->dataSelectionInUse - 1] : nullptr;
@@ -281,7 +273,7 @@ BOOL ubeSection_GetDataSelection(HREPORT hReport, const JCHAR *lpszSection, cons
   if (selection == nullptr || (count && copies == nullptr)) {
     delete selection;
     delete[] copies;
-    vyr::refuse("ubeSection_GetDataSelection", "out of memory");
+    vyr::refuse(__func__, "out of memory");
     return FALSE;
   }
   for (size_t i = 0; i < count; ++i) {
@@ -306,16 +298,13 @@ void ubeSection_FreeDataSelection(LPUBE_DATA_SELECTION lpSelection) {
 }
 
 BOOL ubeTab_GetLevelNumber(HREPORT hReport, int32_t *lpnLevel) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeTab_GetLevelNumber");
-  return vyr::numberAnswer(section ? &section->levelNumber : nullptr, lpnLevel);
+  return vyr::numberField(hReport, __func__, &ReportSection::levelNumber, lpnLevel);
 }
 
 BOOL ubeTab_GetLevelBreak(HREPORT hReport, int32_t *lpnLevel) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeTab_GetLevelBreak");
-  return vyr::numberAnswer(section ? &section->levelBreak : nullptr, lpnLevel);
+  return vyr::numberField(hReport, __func__, &ReportSection::levelBreak, lpnLevel);
 }
 
 BOOL ubeTab_IsLevelBreakHeaderActive(HREPORT hReport) {
-  const ReportSection *section = vyr::currentSection(hReport, "ubeTab_IsLevelBreakHeaderActive");
-  return section != nullptr && section->levelBreakHeaderActive;
+  return vyr::flagField(hReport, __func__, &ReportSection::levelBreakHeaderActive);
 }

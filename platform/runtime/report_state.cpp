@@ -7,7 +7,9 @@
 #include <string_view>
 
 #include "runtime/context.h"
+#include "runtime/jtext.h"
 #include "runtime/report.h"
+#include "unicode/jchar_utf8.h"
 
 namespace vyr {
 namespace {
@@ -21,69 +23,12 @@ struct FormError {
 
 [[noreturn]] void fail(const std::string &path, const std::string &why) { throw FormError{path + ": " + why}; }
 
-// JSON strings are valid UTF-8 (the parser checks); JCHAR text is UTF-16.
-std::u16string fromUtf8(std::string_view in, const std::string &path) {
+// JSON text as JCHAR text; NUL cannot be passed on in a terminated string.
+std::u16string textOf(std::string_view in, const std::string &path) {
   std::u16string out;
-  out.reserve(in.size());
-  for (size_t i = 0; i < in.size();) {
-    const auto lead = static_cast<unsigned char>(in[i]);
-    const size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
-    if (length == 0 || i + length > in.size()) fail(path, "is not valid UTF-8");
-    char32_t code = length == 1 ? lead : length == 2 ? lead & 0x1F : length == 3 ? lead & 0x0F : lead & 0x07;
-    for (size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(in[i + k]);
-      if ((next & 0xC0) != 0x80) fail(path, "is not valid UTF-8");
-      code = (code << 6) | (next & 0x3F);
-    }
-    i += length;
-    if (code > 0x10FFFF) fail(path, "is not valid UTF-8");
-    if (code == 0) fail(path, "must not contain a NUL character");
-    if (code >= 0x10000) {
-      code -= 0x10000;
-      out.push_back(static_cast<char16_t>(0xD800 + (code >> 10)));
-      out.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
-    } else {
-      out.push_back(static_cast<char16_t>(code));
-    }
-  }
+  if (!decodeUtf8(in, &out)) fail(path, "is not valid UTF-8");
+  if (out.find(u'\0') != std::u16string::npos) fail(path, "must not contain a NUL character");
   return out;
-}
-
-// A lone surrogate (a function may write one) becomes U+FFFD: JSON text must be valid UTF-8.
-std::string toUtf8(std::u16string_view in) {
-  std::string out;
-  out.reserve(in.size());
-  for (size_t i = 0; i < in.size(); ++i) {
-    char32_t code = in[i];
-    if (code >= 0xD800 && code <= 0xDBFF && i + 1 < in.size() && in[i + 1] >= 0xDC00 && in[i + 1] <= 0xDFFF) {
-      code = 0x10000 + ((code - 0xD800) << 10) + (in[i + 1] - 0xDC00);
-      ++i;
-    } else if (code >= 0xD800 && code <= 0xDFFF) {
-      code = 0xFFFD;
-    }
-    if (code < 0x80) {
-      out.push_back(static_cast<char>(code));
-    } else if (code < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (code >> 6)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else if (code < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (code >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xF0 | (code >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-    }
-  }
-  return out;
-}
-
-// Names compare as fixed-width members do: trailing blanks do not count.
-std::u16string_view trimmed(std::u16string_view text) {
-  while (!text.empty() && text.back() == u' ') text.remove_suffix(1);
-  return text;
 }
 
 const char *const kComparisons[] = {"<", "<=", "=", ">=", ">", "<>"};  // indexed by UBE_CMP_*
@@ -113,7 +58,7 @@ class ObjectReader {
       return {};
     }
     if (!value->is_string()) fail(pathOf(key), "must be a string");
-    std::u16string out = fromUtf8(value->get_ref<const std::string &>(), pathOf(key));
+    std::u16string out = textOf(value->get_ref<const std::string &>(), pathOf(key));
     if (out.size() > maxWidth)
       fail(pathOf(key), "is longer than " + std::to_string(maxWidth) + " characters");
     return out;

@@ -28,46 +28,6 @@ std::string quoted(std::string_view text) {
   return "'" + std::string(text.substr(0, cut)) + "...'";
 }
 
-// Strict UTF-8 to UTF-16: false on ill-formed input (overlong forms,
-// surrogates, beyond U+10FFFF, cut sequences).
-bool decodeUtf8(std::string_view text, std::u16string *out) {
-  out->clear();
-  size_t i = 0;
-  while (i < text.size()) {
-    const unsigned char lead = static_cast<unsigned char>(text[i]);
-    uint32_t cp;
-    size_t extra;
-    uint32_t min;
-    if (lead < 0x80) {
-      cp = lead, extra = 0, min = 0;
-    } else if ((lead & 0xE0) == 0xC0) {
-      cp = lead & 0x1F, extra = 1, min = 0x80;
-    } else if ((lead & 0xF0) == 0xE0) {
-      cp = lead & 0x0F, extra = 2, min = 0x800;
-    } else if ((lead & 0xF8) == 0xF0) {
-      cp = lead & 0x07, extra = 3, min = 0x10000;
-    } else {
-      return false;
-    }
-    if (i + extra >= text.size()) return false;  // sequence cut short
-    for (size_t k = 1; k <= extra; ++k) {
-      const unsigned char next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
-      cp = (cp << 6) | (next & 0x3F);
-    }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
-    if (cp >= 0x10000) {
-      cp -= 0x10000;
-      out->push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
-      out->push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
-    } else {
-      out->push_back(static_cast<char16_t>(cp));
-    }
-    i += extra + 1;
-  }
-  return true;
-}
-
 // ---- strings and flags -----------------------------------------------------
 
 std::string formatString(uint32_t width, const void *bytes) {

@@ -25,22 +25,40 @@ std::string toUtf8(std::u16string_view text) {
   return out;
 }
 
-std::u16string fromUtf8(std::string_view text) {
-  std::u16string out;
-  out.reserve(text.size());
+namespace {
+
+// The one UTF-8 decoder: an ill-formed sequence (overlong form, surrogate,
+// beyond U+10FFFF, cut short) becomes U+FFFD, or fails the whole text when strict.
+bool decode(std::string_view text, std::u16string *out, bool strict) {
+  out->clear();
+  out->reserve(text.size());
   const size_t length = text.size();
   for (size_t i = 0; i < length;) {
     UChar32 c;
-    U8_NEXT_OR_FFFD(text.data(), i, length, c);
+    U8_NEXT(text.data(), i, length, c);
+    if (c < 0) {
+      if (strict) return false;
+      c = 0xFFFD;
+    }
     if (U_IS_BMP(c)) {
-      out.push_back(char16_t(c));
+      out->push_back(char16_t(c));
     } else {
-      out.push_back(U16_LEAD(c));
-      out.push_back(U16_TRAIL(c));
+      out->push_back(U16_LEAD(c));
+      out->push_back(U16_TRAIL(c));
     }
   }
+  return true;
+}
+
+}  // namespace
+
+std::u16string fromUtf8(std::string_view text) {
+  std::u16string out;
+  decode(text, &out, false);
   return out;
 }
+
+bool decodeUtf8(std::string_view text, std::u16string *out) { return decode(text, out, true); }
 
 std::u16string_view jcharView(const JCHAR *text) noexcept {
   return text ? std::u16string_view(text) : std::u16string_view();
