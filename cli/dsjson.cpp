@@ -13,9 +13,11 @@ bool fail(std::string *error, std::string why) {
   return false;
 }
 
-const DSTMPL_MEMBER *findMember(const DSTMPL &tmpl, std::string_view name) {
+// The member of that name; null with the reason in *error.
+const DSTMPL_MEMBER *findMember(const DSTMPL &tmpl, std::string_view name, std::string *error) {
   for (uint32_t i = 0; i < tmpl.nMembers; ++i)
     if (tmpl.lpMembers[i].szName != nullptr && name == tmpl.lpMembers[i].szName) return &tmpl.lpMembers[i];
+  fail(error, "unknown member '" + std::string(name) + "' of " + (tmpl.szName ? tmpl.szName : "the data structure"));
   return nullptr;
 }
 
@@ -42,11 +44,16 @@ std::string templateProblem(const DSTMPL &tmpl) {
   return {};
 }
 
+std::optional<std::string> scalarText(const nlohmann::json &value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_number()) return value.dump();
+  return std::nullopt;
+}
+
 bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text,
                    std::string *error) {
-  const DSTMPL_MEMBER *m = findMember(tmpl, member);
-  if (m == nullptr)
-    return fail(error, "unknown member '" + std::string(member) + "' of " + (tmpl.szName ? tmpl.szName : "the data structure"));
+  const DSTMPL_MEMBER *m = findMember(tmpl, member, error);
+  if (m == nullptr) return false;
   std::string why;
   if (!vyr::parseValue(m->nKind, m->nWidth, text, static_cast<unsigned char *>(ds) + m->nOffset, &why))
     return fail(error, "member " + std::string(member) + ": " + why);
@@ -56,23 +63,16 @@ bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::s
 bool setMembersJson(const DSTMPL &tmpl, void *ds, const nlohmann::json &members, std::string *error) {
   if (!members.is_object()) return fail(error, "the data structure must be a JSON object of member: value");
   for (const auto &[name, value] : members.items()) {
-    const DSTMPL_MEMBER *m = findMember(tmpl, name);
-    if (m == nullptr)
-      return fail(error, "unknown member '" + name + "' of " + (tmpl.szName ? tmpl.szName : "the data structure"));
-    void *place = static_cast<unsigned char *>(ds) + m->nOffset;
-    std::string why;
-    bool ok;
-    if (value.is_string()) {
-      ok = vyr::parseValue(m->nKind, m->nWidth, value.get_ref<const std::string &>(), place, &why);
-    } else if (value.is_number()) {
-      ok = vyr::parseValue(m->nKind, m->nWidth, value.dump(), place, &why);
-    } else if (value.is_null()) {
-      ok = vyr::parseNullValue(m->nKind, m->nWidth, place, &why);
-    } else {
-      ok = false;
-      why = std::string("a JSON ") + value.type_name() + " is not a value (give a string or a number)";
+    if (const auto text = scalarText(value)) {
+      if (!setMemberText(tmpl, ds, name, *text, error)) return false;
+      continue;
     }
-    if (!ok) return fail(error, "member " + name + ": " + why);
+    const DSTMPL_MEMBER *m = findMember(tmpl, name, error);
+    if (m == nullptr) return false;
+    std::string why = std::string("a JSON ") + value.type_name() + " is not a value (give a string or a number)";
+    if (value.is_null() && vyr::parseNullValue(m->nKind, m->nWidth, static_cast<unsigned char *>(ds) + m->nOffset, &why))
+      continue;
+    return fail(error, "member " + name + ": " + why);
   }
   return true;
 }

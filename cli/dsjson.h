@@ -3,6 +3,7 @@
 // and batch, and by the HTTP service).
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,9 @@ std::string templateProblem(const DSTMPL &tmpl);
 // Sets one member from its value text; false with "member NAME: why".
 bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text,
                    std::string *error);
+// A JSON string or number as a value text (a number as JSON writes it);
+// nullopt for any other JSON value.
+std::optional<std::string> scalarText(const nlohmann::json &value);
 // Sets members from a JSON object of member: value (strings, numbers, null).
 bool setMembersJson(const DSTMPL &tmpl, void *ds, const nlohmann::json &members, std::string *error);
 // Every member in declaration order; integers as numbers, null dates as null.

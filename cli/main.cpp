@@ -4,7 +4,6 @@
 #include <fstream>
 #include <iostream>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -164,27 +163,29 @@ void printHelp(std::ostream &out, const std::string &command) {
   printSettings(out);
 }
 
+// NAME=VALUE split at the first '='; a pair without a name is refused with the expected form.
+std::pair<std::string, std::string> splitPair(const std::string &pair, const std::string &expected) {
+  const size_t eq = pair.find('=');
+  if (eq == std::string::npos || eq == 0) throw UsageError{expected + ", got '" + pair + "'"};
+  return {pair.substr(0, eq), pair.substr(eq + 1)};
+}
+
 std::map<std::string, std::string> settingsFrom(const std::vector<std::string> &pairs) {
   std::map<std::string, std::string> settings;
   for (const std::string &pair : pairs) {
-    const size_t eq = pair.find('=');
-    if (eq == std::string::npos || eq == 0) throw UsageError{"--setting needs KEY=VALUE, got '" + pair + "'"};
-    settings[pair.substr(0, eq)] = pair.substr(eq + 1);
+    auto [key, value] = splitPair(pair, "--setting needs KEY=VALUE");
+    settings[key] = std::move(value);
   }
   return settings;
 }
 
-std::string readAll(const std::string &source, const char *what) {
-  if (source == "-") {
-    std::ostringstream text;
-    text << std::cin.rdbuf();
-    return text.str();
-  }
-  std::ifstream file(source, std::ios::binary);
-  if (!file) throw UsageError{std::string("cannot read ") + what + " " + source};
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
+// The JSON document an option names (a file or - for stdin).
+nlohmann::json readJson(const std::string &option, const std::string &source) {
+  const std::optional<std::string> text = famoflas::readInput(source);
+  if (!text) throw UsageError{"cannot read " + option + " " + source};
+  nlohmann::json document = nlohmann::json::parse(*text, nullptr, false);
+  if (document.is_discarded()) throw UsageError{option + " " + source + " is not valid JSON"};
+  return document;
 }
 
 void printJsonLine(const nlohmann::ordered_json &value) {
@@ -195,24 +196,16 @@ int runCallCommand(const Arguments &args, const std::string &database) {
   if (args.positionals.empty()) throw UsageError{"call needs a business function name"};
   famoflas::CallRequest request;
   request.function = args.positionals.front();
-  for (size_t i = 1; i < args.positionals.size(); ++i) {
-    const std::string &pair = args.positionals[i];
-    const size_t eq = pair.find('=');
-    if (eq == std::string::npos || eq == 0) throw UsageError{"expected MEMBER=VALUE, got '" + pair + "'"};
-    request.assignments.emplace_back(pair.substr(0, eq), pair.substr(eq + 1));
-  }
+  for (size_t i = 1; i < args.positionals.size(); ++i)
+    request.assignments.push_back(splitPair(args.positionals[i], "expected MEMBER=VALUE"));
   if (args.dsJson) {
-    const std::string text = readAll(*args.dsJson, "--ds-json");
-    request.members = nlohmann::json::parse(text, nullptr, false);
-    if (request.members->is_discarded()) throw UsageError{"--ds-json " + *args.dsJson + " is not valid JSON"};
+    request.members = readJson("--ds-json", *args.dsJson);
     if (!request.members->is_object()) throw UsageError{"--ds-json must hold a JSON object of member: value"};
   }
   if (args.report) {
     if (*args.report == "-" && args.dsJson == std::string("-"))
       throw UsageError{"--ds-json and --report cannot both read stdin"};
-    const std::string text = readAll(*args.report, "--report");
-    request.report = nlohmann::json::parse(text, nullptr, false);
-    if (request.report->is_discarded()) throw UsageError{"--report " + *args.report + " is not valid JSON"};
+    request.report = readJson("--report", *args.report);
   }
   request.settings = famoflas::contextSettings(settingsFrom(args.settings), database);
   famoflas::CallOutcome outcome = famoflas::runCall(request);
@@ -240,12 +233,9 @@ bool batchRequest(const nlohmann::json &line, const std::map<std::string, std::s
   if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
     if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
     for (const auto &[key, value] : settings->items()) {
-      if (value.is_string())
-        request->settings[key] = value.get<std::string>();
-      else if (value.is_number())
-        request->settings[key] = value.dump();
-      else
-        return *error = "setting " + key + " must be a string or a number", false;
+      const std::optional<std::string> text = famoflas::scalarText(value);
+      if (!text) return *error = "setting " + key + " must be a string or a number", false;
+      request->settings[key] = *text;
     }
   }
   return true;

@@ -1,6 +1,9 @@
 #include "run.h"
 
 #include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
 #include <system_error>
 
 #include "db/host.h"
@@ -46,6 +49,18 @@ bool loadLibraries(const std::vector<std::string> &extra, std::string *error) {
     if (!vyr::loadLibrary(ec ? path : absolute, "famoflasCatalog", error)) return false;
   }
   return true;
+}
+
+std::optional<std::string> readInput(const std::string &source) {
+  std::ostringstream text;
+  if (source == "-") {
+    text << std::cin.rdbuf();
+  } else {
+    std::ifstream file(source, std::ios::binary);
+    if (!file) return std::nullopt;
+    text << file.rdbuf();
+  }
+  return text.str();
 }
 
 std::map<std::string, std::string> contextSettings(std::map<std::string, std::string> settings,

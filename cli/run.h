@@ -20,6 +20,9 @@ namespace famoflas {
 // catalogue as famoflasCatalog). False with the reason when one cannot be loaded.
 bool loadLibraries(const std::vector<std::string> &extra, std::string *error);
 
+// The text of a file, or of stdin for "-"; nullopt when the file cannot be read.
+std::optional<std::string> readInput(const std::string &source);
+
 // Settings of a context: the given ones, plus the database location of the
 // context's environment ("env.<env>" = absolute path of database) unless that
 // key is among them.

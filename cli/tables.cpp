@@ -1,13 +1,12 @@
 #include "tables.h"
 
 #include <cstring>
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "db/catalog.h"
 #include "db/host.h"
 #include "dsjson.h"
+#include "run.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
@@ -52,32 +51,6 @@ std::vector<size_t> columnOffsets(const TableDef &table, size_t *size) {
   return offsets;
 }
 
-bool hexToBytes(std::string_view text, std::vector<unsigned char> *bytes) {
-  if (text.size() % 2 != 0) return false;
-  auto digit = [](char c) -> int {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-  };
-  for (size_t i = 0; i < text.size(); i += 2) {
-    const int high = digit(text[i]), low = digit(text[i + 1]);
-    if (high < 0 || low < 0) return false;
-    bytes->push_back(static_cast<unsigned char>(high * 16 + low));
-  }
-  return true;
-}
-
-std::string bytesToHex(const unsigned char *bytes, size_t size) {
-  static const char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (size_t i = 0; i < size; ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  return text;
-}
-
 // Builds the record of one JSON row; false with the reason.
 bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *record, std::string *error) {
   if (!row.is_object()) return *error = "a row must be a JSON object of column: value", false;
@@ -90,20 +63,19 @@ bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *re
     if (position < 0) return *error = "unknown column " + name, false;
     const ColumnDef &column = table.columns[static_cast<size_t>(position)];
     if (value.is_null()) continue;  // the column's blank, zero or null default
-    std::string text;
-    if (value.is_string())
-      text = value.get<std::string>();
-    else if (value.is_number())
-      text = value.dump();
-    else
-      return *error = "column " + name + ": a value is a string or a number", false;
+    const std::optional<std::string> text = scalarText(value);
+    if (!text) return *error = "column " + name + ": a value is a string or a number", false;
     if (column.kind == ColumnKind::Binary) {
-      if (!hexToBytes(text, &record->blobs[static_cast<size_t>(position)]))
+      // Any length: as many bytes as the hex gives.
+      std::vector<unsigned char> &blob = record->blobs[static_cast<size_t>(position)];
+      blob.resize(text->size() / 2);
+      if (text->size() % 2 != 0 ||
+          (!blob.empty() && !vyr::parseValue(VYR_DSK_BYTES, uint32_t(blob.size()), *text, blob.data(), nullptr)))
         return *error = "column " + name + ": binary values are hex, two digits per byte", false;
       continue;
     }
     std::string why;
-    if (!vyr::parseValue(valueKind(column), column.width, text, record->bytes.data() + offsets[static_cast<size_t>(position)], &why))
+    if (!vyr::parseValue(valueKind(column), column.width, *text, record->bytes.data() + offsets[static_cast<size_t>(position)], &why))
       return *error = "column " + name + ": " + why, false;
   }
   // Binary columns travel as pointers to their bytes.
@@ -147,18 +119,6 @@ bool openSession(const std::map<std::string, std::string> &settings, int commitM
   return true;
 }
 
-std::string readInput(const std::string &source) {
-  std::ostringstream text;
-  if (source == "-") {
-    text << std::cin.rdbuf();
-  } else {
-    std::ifstream file(source, std::ios::binary);
-    if (!file) throw TablesCommandError{"cannot read " + source};
-    text << file.rdbuf();
-  }
-  return text.str();
-}
-
 int initCommand(const std::map<std::string, std::string> &settings) {
   Session session;
   std::string error;
@@ -175,7 +135,9 @@ int initCommand(const std::map<std::string, std::string> &settings) {
 }
 
 int loadCommand(const std::string &source, const std::map<std::string, std::string> &settings) {
-  const nlohmann::json document = nlohmann::json::parse(readInput(source), nullptr, false);
+  const std::optional<std::string> input = readInput(source);
+  if (!input) throw TablesCommandError{"cannot read " + source};
+  const nlohmann::json document = nlohmann::json::parse(*input, nullptr, false);
   if (document.is_discarded()) throw TablesCommandError{source + " is not valid JSON"};
   if (!document.is_object()) throw TablesCommandError{"expected {\"TABLE\": [rows...], ...}"};
 
@@ -253,7 +215,7 @@ int dumpCommand(const std::string &name, const std::map<std::string, std::string
         uint32_t length = 0;
         std::memcpy(&pointer, record.data() + offsets[c], sizeof pointer);
         VDB_GetBLOBSize(session.request, column.alias.c_str(), &length);
-        row[alias] = pointer ? nlohmann::ordered_json(bytesToHex(static_cast<unsigned char *>(pointer), length))
+        row[alias] = pointer ? nlohmann::ordered_json(*vyr::formatValue(VYR_DSK_BYTES, length, pointer))
                              : nlohmann::ordered_json(nullptr);
         continue;
       }

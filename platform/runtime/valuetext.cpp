@@ -74,6 +74,17 @@ bool parseChar(std::string_view text, void *bytes, std::string *error) {
 
 // ---- MATH_NUMERIC ----------------------------------------------------------
 
+// The digits as a MATH_NUMERIC holds them: at least one before the decimals,
+// no other leading zeros.
+std::string canonicalDigits(std::string digits, size_t decimals) {
+  if (digits.size() < decimals + 1) digits.insert(0, decimals + 1 - digits.size(), '0');
+  size_t lead = 0;
+  while (lead + decimals + 1 < digits.size() && digits[lead] == '0') ++lead;
+  return digits.erase(0, lead);
+}
+
+bool allZero(const std::string &digits) { return digits.find_first_not_of('0') == std::string::npos; }
+
 // Read as the math operations read it: the digits of String up to its
 // terminator, the decimal position clamped to 0..32.
 std::string formatMath(const void *bytes) {
@@ -83,12 +94,8 @@ std::string formatMath(const void *bytes) {
   for (size_t i = 0; i < MAXLEN_MATH_NUMERIC && value.String[i] != '\0'; ++i)
     if (value.String[i] >= '0' && value.String[i] <= '9') digits.push_back(value.String[i]);
   const size_t decimals = size_t(std::clamp<int>(value.nDecimalPosition, 0, MAXLEN_MATH_NUMERIC));
-  if (digits.size() < decimals + 1) digits.insert(0, decimals + 1 - digits.size(), '0');
-  size_t lead = 0;
-  while (lead + decimals + 1 < digits.size() && digits[lead] == '0') ++lead;
-  digits.erase(0, lead);
-  const bool zero = digits.find_first_not_of('0') == std::string::npos;
-  std::string text = value.Sign == '-' && !zero ? "-" : "";
+  digits = canonicalDigits(std::move(digits), decimals);
+  std::string text = value.Sign == '-' && !allZero(digits) ? "-" : "";
   text += digits.substr(0, digits.size() - decimals);
   if (decimals > 0) text += "." + digits.substr(digits.size() - decimals);
   return text;
@@ -114,19 +121,13 @@ bool parseMath(std::string_view text, void *bytes, std::string *error) {
     }
   }
   if (integer.empty() && fraction.empty()) return fail(error, quoted(text) + shape);
-  // Canonical digits: at least decimals + 1 of them, no other leading zeros.
-  std::string digits = integer + fraction;
-  size_t lead = 0;
-  while (lead + fraction.size() + 1 < digits.size() && digits[lead] == '0') ++lead;
-  digits.erase(0, lead);
-  if (digits.size() < fraction.size() + 1) digits.insert(0, fraction.size() + 1 - digits.size(), '0');
+  const std::string digits = canonicalDigits(integer + fraction, fraction.size());
   if (digits.size() > MAXLEN_MATH_NUMERIC)
     return fail(error, quoted(text) + " needs " + std::to_string(digits.size()) + " digits; at most " +
                            std::to_string(MAXLEN_MATH_NUMERIC) + " fit");
   MATH_NUMERIC value{};
   std::memcpy(value.String, digits.data(), digits.size());
-  const bool zero = digits.find_first_not_of('0') == std::string::npos;
-  value.Sign = negative && !zero ? '-' : '\0';
+  value.Sign = negative && !allZero(digits) ? '-' : '\0';
   value.nLength = static_cast<unsigned char>(digits.size());
   value.nDecimalPosition = static_cast<short>(fraction.size());
   value.nPrecision = MAXLEN_MATH_NUMERIC;
@@ -255,6 +256,17 @@ bool parseInteger(std::string_view text, int64_t low, int64_t high, const char *
   return true;
 }
 
+// An integer of type T within T's range.
+template <typename T>
+bool parseIntegerAs(std::string_view text, const char *what, void *bytes, std::string *error) {
+  int64_t number = 0;
+  if (!parseInteger(text, std::numeric_limits<T>::min(), std::numeric_limits<T>::max(), what, &number, error))
+    return false;
+  const T value = static_cast<T>(number);
+  std::memcpy(bytes, &value, sizeof value);
+  return true;
+}
+
 template <typename T>
 T loadAs(const void *bytes) {
   T value;
@@ -360,34 +372,15 @@ std::optional<std::string> formatValue(int kind, uint32_t width, const void *byt
 
 bool parseValue(int kind, uint32_t width, std::string_view text, void *bytes, std::string *error) {
   if (bytes == nullptr) return fail(error, "no place for the value");
-  int64_t number = 0;
   switch (kind) {
     case VYR_DSK_STRING: return parseString(width, text, bytes, error);
     case VYR_DSK_CHAR: return parseChar(text, bytes, error);
     case VYR_DSK_MATH: return parseMath(text, bytes, error);
     case VYR_DSK_DATE: return parseDate(text, bytes, error);
     case VYR_DSK_UTIME: return parseUtime(text, bytes, error);
-    case VYR_DSK_INT:
-      if (!parseInteger(text, INT32_MIN, INT32_MAX, "a 32-bit integer", &number, error)) return false;
-      {
-        const int32_t value = static_cast<int32_t>(number);
-        std::memcpy(bytes, &value, sizeof value);
-      }
-      return true;
-    case VYR_DSK_ID:
-      if (!parseInteger(text, 0, UINT32_MAX, "an id", &number, error)) return false;
-      {
-        const ID value = static_cast<ID>(number);
-        std::memcpy(bytes, &value, sizeof value);
-      }
-      return true;
-    case VYR_DSK_SHORT:
-      if (!parseInteger(text, INT16_MIN, INT16_MAX, "a 16-bit integer", &number, error)) return false;
-      {
-        const int16_t value = static_cast<int16_t>(number);
-        std::memcpy(bytes, &value, sizeof value);
-      }
-      return true;
+    case VYR_DSK_INT: return parseIntegerAs<int32_t>(text, "a 32-bit integer", bytes, error);
+    case VYR_DSK_ID: return parseIntegerAs<ID>(text, "an id", bytes, error);
+    case VYR_DSK_SHORT: return parseIntegerAs<int16_t>(text, "a 16-bit integer", bytes, error);
     case VYR_DSK_POINTER: return fail(error, "a pointer cannot be set from text");
     case VYR_DSK_BYTES: return parseBytes(width, text, bytes, error);
     default: return fail(error, "unknown member kind " + std::to_string(kind));
