@@ -21,31 +21,19 @@ const MATH_NUMERIC kAmount = parsed(u"1234567.89");
 const MATH_NUMERIC kRate = parsed(u"1.0825");
 const MATH_NUMERIC kThree = parsed(u"3");
 
-template <bool kNarrow>
-void Add(benchmark::State &state) {
-  const Decimal a = read(kAmount), b = read(kRate);
+// One operation of the decimal core, the operands read once outside the loop.
+template <class Operation>
+void Core(benchmark::State &state, const MATH_NUMERIC &left, const MATH_NUMERIC &right, Operation operation) {
+  const Decimal a = read(left), b = read(right);
   for (auto _ : state) {
-    Result r = add<kNarrow>(a, b);
+    auto r = operation(a, b);
     benchmark::DoNotOptimize(r);
   }
 }
 
 template <bool kNarrow>
-void Multiply(benchmark::State &state) {
-  const Decimal a = read(kAmount), b = read(kRate);
-  for (auto _ : state) {
-    Result r = multiply<kNarrow>(a, b);
-    benchmark::DoNotOptimize(r);
-  }
-}
-
-template <bool kNarrow>
-void Divide(benchmark::State &state) {
-  const Decimal a = read(kAmount), b = read(kThree);
-  for (auto _ : state) {
-    Division r = divide<kNarrow>(a, b, 9, true);
-    benchmark::DoNotOptimize(r);
-  }
+Division divideToNine(const Decimal &a, const Decimal &b) {
+  return divide<kNarrow>(a, b, 9, true);
 }
 
 void MathMultiplyEntryPoint(benchmark::State &state) {
@@ -56,12 +44,12 @@ void MathMultiplyEntryPoint(benchmark::State &state) {
   }
 }
 
-BENCHMARK_TEMPLATE(Add, true)->Name("Add/int128");
-BENCHMARK_TEMPLATE(Add, false)->Name("Add/uint256");
-BENCHMARK_TEMPLATE(Multiply, true)->Name("Multiply/int128");
-BENCHMARK_TEMPLATE(Multiply, false)->Name("Multiply/uint256");
-BENCHMARK_TEMPLATE(Divide, true)->Name("Divide/int128");
-BENCHMARK_TEMPLATE(Divide, false)->Name("Divide/uint512");
+BENCHMARK_CAPTURE(Core, AddNarrow, kAmount, kRate, add<true>)->Name("Add/int128");
+BENCHMARK_CAPTURE(Core, AddWide, kAmount, kRate, add<false>)->Name("Add/uint256");
+BENCHMARK_CAPTURE(Core, MultiplyNarrow, kAmount, kRate, multiply<true>)->Name("Multiply/int128");
+BENCHMARK_CAPTURE(Core, MultiplyWide, kAmount, kRate, multiply<false>)->Name("Multiply/uint256");
+BENCHMARK_CAPTURE(Core, DivideNarrow, kAmount, kThree, divideToNine<true>)->Name("Divide/int128");
+BENCHMARK_CAPTURE(Core, DivideWide, kAmount, kThree, divideToNine<false>)->Name("Divide/uint512");
 BENCHMARK(MathMultiplyEntryPoint);
 
 }  // namespace

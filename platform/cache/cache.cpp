@@ -154,6 +154,18 @@ bool injectedFault(const char *operation, const std::u16string &name) noexcept {
   return faultRequested(currentContext(), operation, name);
 }
 
+// A resolved handle, or nothing when a test asked the operation on its cache to fail.
+std::optional<Resolved> unlessFaulted(std::optional<Resolved> resolved, const char *operation) noexcept {
+  if (resolved && injectedFault(operation, resolved->cache->name)) return std::nullopt;
+  return resolved;
+}
+
+// Where a cursor of this cache stands; null for a cursor the cache does not know.
+CursorState *stateOf(Cache &cache, HCUR hCursor) noexcept {
+  const auto it = cache.cursors.find(idOf(hCursor));
+  return it == cache.cursors.end() ? nullptr : &it->second;
+}
+
 std::shared_ptr<Cache> makeCache(std::u16string name, const VYRCACHE_INDEX *indexes, int nIndexes) {
   auto cache = std::make_shared<Cache>();
   cache->name = std::move(name);
@@ -344,8 +356,7 @@ VYR_EXTERN_C ID vyrCacheSetIndex(HCACHE hCache, int nIndex) {
 VYR_EXTERN_C ID vyrCacheAdd(HCACHE hCache, const void *lpRecord, size_t nRecordSize) {
   return guarded([&]() -> ID {
     if (lpRecord == nullptr || nRecordSize == 0) return VYRCACHE_FAILURE;
-    const auto resolved = resolveHandle(hCache);
-    if (resolved && injectedFault("vyrCacheAdd", resolved->cache->name)) return VYRCACHE_FAILURE;
+    const auto resolved = unlessFaulted(resolveHandle(hCache), "vyrCacheAdd");
     return underCacheLock(resolved, [&](Cache &cache, int) {
       return addRecord(cache, static_cast<const unsigned char *>(lpRecord), nRecordSize);
     });
@@ -355,8 +366,7 @@ VYR_EXTERN_C ID vyrCacheAdd(HCACHE hCache, const void *lpRecord, size_t nRecordS
 VYR_EXTERN_C ID vyrCacheFetch(HCACHE hCache, const void *lpKey, int nKeys, void *lpRecord, size_t nRecordSize) {
   return guarded([&]() -> ID {
     if (lpKey == nullptr || lpRecord == nullptr) return VYRCACHE_FAILURE;
-    const auto resolved = resolveHandle(hCache);
-    if (resolved && injectedFault("vyrCacheFetch", resolved->cache->name)) return VYRCACHE_FAILURE;
+    const auto resolved = unlessFaulted(resolveHandle(hCache), "vyrCacheFetch");
     return underCacheLock(resolved, [&](Cache &cache, int index) -> ID {
       if (nKeys < 1 || nKeys > cache.segmentCount(index)) return VYRCACHE_FAILURE;
       if (const ID sized = checkRecordSize(cache, nRecordSize); sized != VYRCACHE_SUCCESS) return sized;
@@ -372,8 +382,7 @@ VYR_EXTERN_C ID vyrCacheFetch(HCACHE hCache, const void *lpKey, int nKeys, void 
 VYR_EXTERN_C ID vyrCacheUpdate(HCACHE hCache, const void *lpRecord, size_t nRecordSize) {
   return guarded([&]() -> ID {
     if (lpRecord == nullptr || nRecordSize == 0) return VYRCACHE_FAILURE;
-    const auto resolved = resolveHandle(hCache);
-    if (resolved && injectedFault("vyrCacheUpdate", resolved->cache->name)) return VYRCACHE_FAILURE;
+    const auto resolved = unlessFaulted(resolveHandle(hCache), "vyrCacheUpdate");
     return underCacheLock(resolved, [&](Cache &cache, int index) -> ID {
       if (const ID sized = checkRecordSize(cache, nRecordSize); sized != VYRCACHE_SUCCESS) return sized;
       return updateRecord(cache, index, static_cast<const unsigned char *>(lpRecord));
@@ -406,8 +415,7 @@ VYR_EXTERN_C ID vyrCacheOpenCursorX(HCACHE hCache, HCUR *lphCursor, const char *
   return guarded([&]() -> ID {
     if (lphCursor == nullptr) return VYRCACHE_FAILURE;
     *lphCursor = nullptr;
-    const auto resolved = resolveHandle(hCache);
-    if (resolved && injectedFault("vyrCacheOpenCursorX", resolved->cache->name)) return VYRCACHE_FAILURE;
+    const auto resolved = unlessFaulted(resolveHandle(hCache), "vyrCacheOpenCursorX");
     const uint64_t id = nextHandleId++;
     // The position first, then the registry entry: a handle terminated in
     // between takes the new position away again below.
@@ -448,25 +456,22 @@ VYR_EXTERN_C ID vyrCacheFetchPosition(HCACHE hCache, HCUR hCursor, const void *l
                                       size_t nRecordSize) {
   return guarded([&]() -> ID {
     if (lpRecord == nullptr || nKeys < 0) return VYRCACHE_FAILURE;
-    const auto resolved = resolveCursor(hCache, hCursor);
-    if (resolved && injectedFault("vyrCacheFetchPosition", resolved->cache->name)) return VYRCACHE_FAILURE;
+    const auto resolved = unlessFaulted(resolveCursor(hCache, hCursor), "vyrCacheFetchPosition");
     return underCacheLock(resolved, [&](Cache &cache, int index) -> ID {
-      const auto state = cache.cursors.find(idOf(hCursor));
-      if (state == cache.cursors.end() || nKeys > cache.segmentCount(index)) return VYRCACHE_FAILURE;
+      CursorState *state = stateOf(cache, hCursor);
+      if (state == nullptr || nKeys > cache.segmentCount(index)) return VYRCACHE_FAILURE;
       if (const ID sized = checkRecordSize(cache, nRecordSize); sized != VYRCACHE_SUCCESS) return sized;
-      return fetchAtCursor(cache, index, state->second, static_cast<const unsigned char *>(lpKey), nKeys, lpRecord);
+      return fetchAtCursor(cache, index, *state, static_cast<const unsigned char *>(lpKey), nKeys, lpRecord);
     });
   });
 }
 
 VYR_EXTERN_C ID vyrCacheDelete(HCACHE hCache, HCUR hCursor) {
   return guarded([&]() -> ID {
-    const auto resolved = resolveCursor(hCache, hCursor);
-    if (resolved && injectedFault("vyrCacheDelete", resolved->cache->name)) return VYRCACHE_FAILURE;
+    const auto resolved = unlessFaulted(resolveCursor(hCache, hCursor), "vyrCacheDelete");
     return underCacheLock(resolved, [&](Cache &cache, int) -> ID {
-      const auto state = cache.cursors.find(idOf(hCursor));
-      if (state == cache.cursors.end()) return VYRCACHE_FAILURE;
-      return deleteAtCursor(cache, state->second);
+      const CursorState *state = stateOf(cache, hCursor);
+      return state ? deleteAtCursor(cache, *state) : VYRCACHE_FAILURE;
     });
   });
 }
@@ -474,9 +479,9 @@ VYR_EXTERN_C ID vyrCacheDelete(HCACHE hCache, HCUR hCursor) {
 VYR_EXTERN_C ID vyrCacheResetCursor(HCACHE hCache, HCUR hCursor) {
   return guarded([&]() -> ID {
     return underCacheLock(resolveCursor(hCache, hCursor), [&](Cache &cache, int) -> ID {
-      const auto state = cache.cursors.find(idOf(hCursor));
-      if (state == cache.cursors.end()) return VYRCACHE_FAILURE;
-      state->second.positioned = false;
+      CursorState *state = stateOf(cache, hCursor);
+      if (state == nullptr) return VYRCACHE_FAILURE;
+      state->positioned = false;
       return VYRCACHE_SUCCESS;
     });
   });
@@ -521,9 +526,8 @@ VYR_EXTERN_C ID vyrCacheTerminate(HUSER, HCACHE hCache) {
 
 VYR_EXTERN_C ID vyrCacheTerminateAll(HUSER, HCACHE hCache) {
   return guarded([&]() -> ID {
-    const auto resolved = resolveHandle(hCache);
+    const auto resolved = unlessFaulted(resolveHandle(hCache), "vyrCacheTerminateAll");
     if (!resolved) return VYRCACHE_FAILURE;
-    if (injectedFault("vyrCacheTerminateAll", resolved->cache->name)) return VYRCACHE_FAILURE;
     const std::shared_ptr<Cache> &cache = resolved->cache;
     {
       Registry &r = registry();

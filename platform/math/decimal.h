@@ -40,30 +40,26 @@ template <> inline constexpr int kMaxPow10<u128> = 38;
 template <> inline constexpr int kMaxPow10<U256> = 77;
 template <> inline constexpr int kMaxPow10<U512> = 154;
 
-inline constexpr std::array<u128, 39> kPow10Narrow = [] {
-  std::array<u128, 39> table{};
-  u128 value = 1;
-  for (u128 &entry : table) {
+// 10^0 .. 10^(N-1).
+template <class U, size_t N>
+constexpr std::array<U, N> powersOfTen() {
+  std::array<U, N> table{};
+  U value = 1;
+  for (U &entry : table) {
     entry = value;
     value *= 10;
   }
   return table;
-}();
+}
+
+inline constexpr std::array<u128, 39> kPow10Narrow = powersOfTen<u128, 39>();
 
 template <class U>
 const U &pow10(int n) noexcept {
   if constexpr (std::is_same_v<U, u128>) {
     return kPow10Narrow[static_cast<size_t>(n)];
   } else {
-    static const auto table = [] {
-      std::array<U, kMaxPow10<U> + 1> powers;
-      U value = 1;
-      for (U &entry : powers) {
-        entry = value;
-        value *= 10;
-      }
-      return powers;
-    }();
+    static const auto table = powersOfTen<U, kMaxPow10<U> + 1>();
     return table[static_cast<size_t>(n)];
   }
 }

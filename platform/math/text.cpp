@@ -145,6 +145,16 @@ void widenIntegerMask(std::u16string &mask, int extra) {
   mask.insert(first, insert);
 }
 
+// The formatted value; an empty text for a missing one.
+int formatOrEmpty(JCHAR *out, const MATH_NUMERIC *value, JCHAR groupSeparator) {
+  if (!out) return 0;
+  if (!value) {
+    out[0] = 0;
+    return 0;
+  }
+  return formatValue(out, read(*value), groupSeparator);
+}
+
 int formatWithMask(BoundedText &text, Decimal d, std::u16string_view mask) {
   const vyr::ThreadSettings &format = vyr::currentSettings();
   const size_t dot = mask.find(u'.');
@@ -233,22 +243,10 @@ ID ParseNumericStringEx(LPMATH_NUMERIC lpValue, const JCHAR *lpszText, size_t nL
   return guarded([&] { return parse(*lpValue, lpszText ? lpszText : kEmpty, nLength); });
 }
 
-int FormatMathNumeric(JCHAR *lpszOut, const MATH_NUMERIC *lpValue) {
-  if (!lpszOut) return 0;
-  if (!lpValue) {
-    lpszOut[0] = 0;
-    return 0;
-  }
-  return formatValue(lpszOut, read(*lpValue), 0);
-}
+int FormatMathNumeric(JCHAR *lpszOut, const MATH_NUMERIC *lpValue) { return formatOrEmpty(lpszOut, lpValue, 0); }
 
 int FormatMathNumericDefault(JCHAR *lpszOut, const MATH_NUMERIC *lpValue) {
-  if (!lpszOut) return 0;
-  if (!lpValue) {
-    lpszOut[0] = 0;
-    return 0;
-  }
-  return formatValue(lpszOut, read(*lpValue), vyr::currentSettings().thousandsSeparator);
+  return formatOrEmpty(lpszOut, lpValue, vyr::currentSettings().thousandsSeparator);
 }
 
 int FormatMathNumericWithMask(JCHAR *lpszOut, size_t nSize, const MATH_NUMERIC *lpValue,

@@ -51,6 +51,15 @@ void addLocked(Registry &r, const BSFN_CATALOG_ENTRY &entry) {
     r.templates[entry.lpTemplate->szName] = entry.lpTemplate;
 }
 
+// A name in one of the registry's maps, or null.
+template <class T>
+const T *lookUp(std::map<std::string, const T *, std::less<>> Registry::*map, std::string_view name) {
+  Registry &r = registry();
+  std::shared_lock guard(r.lock);
+  const auto it = (r.*map).find(name);
+  return it == (r.*map).end() ? nullptr : it->second;
+}
+
 }  // namespace
 
 void registerCatalog(const BSFN_CATALOG_ENTRY *entries, size_t count) {
@@ -88,12 +97,7 @@ bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string
   return true;
 }
 
-const BSFN_CATALOG_ENTRY *findFunction(std::string_view name) {
-  Registry &r = registry();
-  std::shared_lock guard(r.lock);
-  const auto it = r.byName.find(name);
-  return it == r.byName.end() ? nullptr : it->second;
-}
+const BSFN_CATALOG_ENTRY *findFunction(std::string_view name) { return lookUp(&Registry::byName, name); }
 
 const BSFN_CATALOG_ENTRY *findFunction(std::u16string_view name) {
   try {
@@ -112,12 +116,7 @@ std::vector<const BSFN_CATALOG_ENTRY *> allFunctions() {
   return all;
 }
 
-const DSTMPL *findTemplate(std::string_view name) {
-  Registry &r = registry();
-  std::shared_lock guard(r.lock);
-  const auto it = r.templates.find(name);
-  return it == r.templates.end() ? nullptr : it->second;
-}
+const DSTMPL *findTemplate(std::string_view name) { return lookUp(&Registry::templates, name); }
 
 }  // namespace vyr
 

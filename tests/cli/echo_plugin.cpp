@@ -2,21 +2,13 @@
 // every kind, and a report of what the context was given.
 #include <string>
 
+#include "../types/every_kind.h"
 #include "frame/bsfn.h"
 #include "runtime/context.h"
 
 #define DSECHO_MEMBERS(M, S) \
-  M(S, STRING, szText, 10)   \
-  M(S, CHAR, cFlag, 0)       \
-  M(S, MATH, mnAmount, 0)    \
-  M(S, DATE, jdDate, 0)      \
-  M(S, UTIME, utStamp, 0)    \
-  M(S, INT, nCount, 0)       \
-  M(S, ID, idHandle, 0)      \
-  M(S, SHORT, nSmall, 0)     \
-  M(S, POINTER, lpAny, 0)    \
-  M(S, BYTES, abRaw, 4)      \
-  M(S, INT, nLength, 0)      \
+  EVERY_KIND_MEMBERS(M, S)     \
+  M(S, INT, nLength, 0)        \
   M(S, ID, idReturn, 0)
 FAMOFLAS_DS(DSECHO, DSECHO_MEMBERS)
 
