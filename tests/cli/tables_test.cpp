@@ -1,44 +1,25 @@
 // famoflas db: what load takes, dump gives back exactly, into any database;
 // a bad file loads nothing.
-#include <gtest/gtest.h>
 #include <libpq-fe.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
-#include <nlohmann/json.hpp>
+#include "cli/command.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using nlohmann::json;
 
-class TablesCommand : public ::testing::Test {
+class TablesCommand : public clitest::CommandTest {
  protected:
-  void SetUp() override {
-    dir = fs::temp_directory_path() / ("famoflas_db_" + std::to_string(::getpid()) + "_" +
-                                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::create_directories(dir);
+  int load(const std::string &database, const std::string &rows) const {
+    return run({"--db", database, "db", "load", "-"}, rows).status;
   }
-  void TearDown() override { fs::remove_all(dir); }
-
-  // famoflas ARGS in the test folder; returns the exit status, stdout in *out.
-  int famoflas(const std::string &args, std::string *out, const std::string &input = "") {
-    std::ofstream(dir / "stdin") << input;
-    const std::string line = "cd '" + dir.string() + "' && '" FAMOFLAS_BINARY_DIR "/bin/famoflas' " + args +
-                             " <stdin >stdout 2>stderr";
-    const int raw = std::system(line.c_str());
-    std::ifstream in(dir / "stdout");
-    std::ostringstream text;
-    text << in.rdbuf();
-    *out = text.str();
-    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  std::string dump(const std::string &database, const char *table) const {
+    const clitest::Outcome r = run({"--db", database, "db", "dump", table});
+    EXPECT_EQ(r.status, 0) << r.err;
+    return r.out;
   }
-  fs::path dir;
 };
 
 const char kRows[] = R"({
@@ -53,50 +34,37 @@ const char kRows[] = R"({
   ]})";
 
 TEST_F(TablesCommand, DumpGivesBackWhatLoadTookAndReloadsIdentically) {
-  std::string out;
-  ASSERT_EQ(famoflas("--db first.db db load -", &out, kRows), 0);
-  EXPECT_EQ(json::parse(out), json::parse(R"({"loaded": {"F0007": 2, "F0015": 2}})"));
+  const clitest::Outcome loaded = run({"--db", "first.db", "db", "load", "-"}, kRows);
+  ASSERT_EQ(loaded.status, 0) << loaded.err;
+  EXPECT_EQ(loaded.result(), json::parse(R"({"loaded": {"F0007": 2, "F0015": 2}})"));
 
-  std::string calendar, rates;
-  ASSERT_EQ(famoflas("--db first.db db dump F0007", &calendar), 0);
-  ASSERT_EQ(famoflas("--db first.db db dump F0015", &rates), 0);
-  const json days = json::parse(calendar)["F0007"];
+  const std::string calendar = dump("first.db", "F0007"), rates = dump("first.db", "F0015");
+  const json days = json::parse(calendar)["F0007"], rows = json::parse(rates)["F0015"];
   ASSERT_EQ(days.size(), 2u);
   EXPECT_EQ(days[0]["MT"], "2") << "rows come back in primary-key order";
-  EXPECT_EQ(days[1]["TD04"], "W");
   EXPECT_EQ(days[1]["TD03"], " ") << "columns not given are blank";
   EXPECT_EQ(days[1]["MMCU"], "PLANT1      ") << "strings come back blank-padded";
-  const json rows = json::parse(rates)["F0015"];
   EXPECT_EQ(rows[0]["CRRD"], "0.9214000") << "numbers carry the column's decimals";
   EXPECT_EQ(rows[1]["EFT"], "2024-06-30");
 
   // The dumps load into another database and dump to the same text.
-  ASSERT_EQ(famoflas("--db second.db db load -", &out, calendar), 0);
-  ASSERT_EQ(famoflas("--db second.db db load -", &out, rates), 0);
-  std::string again;
-  ASSERT_EQ(famoflas("--db second.db db dump F0007", &again), 0);
-  EXPECT_EQ(again, calendar);
-  ASSERT_EQ(famoflas("--db second.db db dump F0015", &again), 0);
-  EXPECT_EQ(again, rates);
+  ASSERT_EQ(load("second.db", calendar) + load("second.db", rates), 0);
+  EXPECT_EQ(dump("second.db", "F0007"), calendar);
+  EXPECT_EQ(dump("second.db", "F0015"), rates);
 }
 
 TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
-  struct Case {
-    const char *file;
-  } const cases[] = {
-      {R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "USD", "EFT": "2024-02-30"}]})"},
-      {R"({"F0015": [{"CRCD": "EUR"}], "F9999": []})"},
-      {R"({"F0015": [{"CRCD": "EUR"}, {"NOSUCH": "1"}]})"},
-      {R"({"F0015": [{"CRCD": "EUROS"}]})"},
+  const char *const files[] = {
+      R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "USD", "EFT": "2024-02-30"}]})",
+      R"({"F0015": [{"CRCD": "EUR"}], "F9999": []})",
+      R"({"F0015": [{"CRCD": "EUR"}, {"NOSUCH": "1"}]})",
+      R"({"F0015": [{"CRCD": "EUROS"}]})",
       // the same key twice: refused by the database
-      {R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "EUR", "EFT": "2024-01-01"}]})"},
+      R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "EUR", "EFT": "2024-01-01"}]})",
   };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.file);
-    std::string out;
-    EXPECT_EQ(famoflas("--db bad.db db load -", &out, c.file), 64);
-    ASSERT_EQ(famoflas("--db bad.db db dump F0015", &out), 0);
-    EXPECT_EQ(json::parse(out)["F0015"].size(), 0u);
+  for (const char *file : files) {
+    EXPECT_EQ(load("bad.db", file), 64) << file;
+    EXPECT_EQ(json::parse(dump("bad.db", "F0015"))["F0015"].size(), 0u) << file;
   }
 }
 
@@ -113,14 +81,11 @@ TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {
   const std::string location = std::string(server) + (std::strchr(server, '?') ? "&" : "?") +
                                "options=-csearch_path%3D" + schema;
 
-  std::string out, rates;
-  EXPECT_EQ(famoflas("--db '" + location + "' db load -", &out, kRows), 0) << out;
-  EXPECT_EQ(famoflas("--db '" + location + "' db dump F0015", &rates), 0);
-  const json rows = json::parse(rates)["F0015"];
+  EXPECT_EQ(load(location, kRows), 0);
+  const json rows = json::parse(dump(location, "F0015"))["F0015"];
   ASSERT_EQ(rows.size(), 2u);
   EXPECT_EQ(rows[1]["CRR"], "1.1000000");
-  EXPECT_EQ(rows[1]["EFT"], "2024-06-30");
-  EXPECT_FALSE(fs::exists(dir / "postgresql:")) << "taken for a file path";
+  EXPECT_FALSE(clitest::fs::exists(dir / "postgresql:")) << "taken for a file path";
 
   PGresult *count = PQexec(admin, ("SELECT count(*) FROM \"" + schema + "\".\"F0015\"").c_str());
   EXPECT_EQ(std::string(PQgetvalue(count, 0, 0)), "2");

@@ -119,8 +119,7 @@ TEST_F(CallObject, NestedCalleeErrorsAreMappedAtEachLevelAndWarningsPassUp) {
 TEST_F(CallObject, UnknownOrFailingCalleesAreErrorsNotCrashes) {
   EXPECT_EQ(call(u"NoSuchFunction  ", nullptr), ER_ERROR);
   ASSERT_EQ(context->errors.size(), 1u);
-  EXPECT_EQ(context->errors[0].id, u"BSFNNF");
-  EXPECT_EQ(context->errors[0].text, u"NoSuchFunction");
+  EXPECT_EQ(context->errors[0].id + u" " + context->errors[0].text, u"BSFNNF NoSuchFunction");
   ASSERT_EQ(context->trace.size(), 1u);
   EXPECT_NE(context->trace[0].find(u"NoSuchFunction"), std::u16string::npos);
   EXPECT_EQ(call(nullptr, nullptr), ER_ERROR);
@@ -154,19 +153,17 @@ TEST_F(CallObject, ErrorWalkVisitsEachErrorOnceWithItsParts) {
   vyrErrorSetEx(context, nullptr, 3, u"078D", unterminated, "B0000182", 120);
   vyrErrorSetEx(context, nullptr, 0, u"4363", nullptr, nullptr, 7);
   vyrErrorSetEx(nullptr, nullptr, 0, u"LOST", nullptr, "NOWHERE", 1);  // no context: trace only
-  EXPECT_EQ(vyrErrorSetToFirstEx(context, nullptr), 2);
-  VYRERRORINFO info;
-  ASSERT_TRUE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
-  EXPECT_EQ(info.idItem, 3u);
-  EXPECT_EQ(std::u16string(info.szErrorId), u"078D");
-  EXPECT_EQ(std::u16string(info.szText), std::u16string(40, u'x')) << "at most 40 characters are read";
-  EXPECT_STREQ(info.szSource, "B0000182");
-  EXPECT_EQ(info.nLine, 120);
-  ASSERT_TRUE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
-  EXPECT_EQ(std::u16string(info.szErrorId) + info.szText, u"4363");
-  EXPECT_FALSE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
-  EXPECT_EQ(vyrErrorSetToFirstEx(context, nullptr), 2) << "a new walk starts over";
-  EXPECT_TRUE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
+  for (int walk = 0; walk < 2; ++walk) {  // a new walk starts over
+    EXPECT_EQ(vyrErrorSetToFirstEx(context, nullptr), 2);
+    VYRERRORINFO info;
+    ASSERT_TRUE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
+    EXPECT_EQ(std::u16string(info.szErrorId) + info.szText, u"078D" + std::u16string(40, u'x'))
+        << "at most 40 characters of text are read";
+    EXPECT_TRUE(info.idItem == 3 && std::string(info.szSource) == "B0000182" && info.nLine == 120);
+    ASSERT_TRUE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
+    EXPECT_EQ(std::u16string(info.szErrorId) + info.szText, u"4363");
+    EXPECT_FALSE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));
+  }
   EXPECT_FALSE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, nullptr));
 }
 

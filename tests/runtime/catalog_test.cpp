@@ -34,12 +34,10 @@ TEST(Catalogue, LooksUpByUtf8OrJcharNameAndReplacesByName) {
   }
   const BSFN_CATALOG_ENTRY *alpha = vyr::findFunction(std::string_view("CatAlpha"));
   ASSERT_NE(alpha, nullptr);
-  EXPECT_EQ(alpha->lpfnEntry, Second) << "the later registration replaces the earlier one";
-  EXPECT_STREQ(alpha->szSource, "CAT2");
+  EXPECT_TRUE(alpha->lpfnEntry == Second && std::string(alpha->szSource) == "CAT2") << "the later one replaces";
   EXPECT_EQ(vyr::findFunction(std::u16string_view(u"CatAlpha")), alpha);
-  EXPECT_EQ(vyr::findFunction(std::u16string_view(u"CatAlph")), nullptr);
-  EXPECT_EQ(vyr::findFunction(std::string_view("catalpha")), nullptr) << "names are case-sensitive";
-  EXPECT_EQ(vyr::findFunction(std::string_view("CatNoEntry")), nullptr) << "entries without an entry point are skipped";
+  for (const char *missing : {"CatAlph", "catalpha", "CatNoEntry"})  // case counts; no entry point, no entry
+    EXPECT_EQ(vyr::findFunction(std::string_view(missing)), nullptr) << missing;
 
   const auto all = vyr::allFunctions();
   EXPECT_TRUE(std::is_sorted(all.begin(), all.end(), [](auto *a, auto *b) {
@@ -47,14 +45,13 @@ TEST(Catalogue, LooksUpByUtf8OrJcharNameAndReplacesByName) {
   }));
   EXPECT_EQ(std::count_if(all.begin(), all.end(), [](auto *e) { return std::string_view(e->szFunction) == "CatAlpha"; }), 1);
 
-  EXPECT_EQ(vyr::findTemplate("DSCATALOGTEST"), &DSCATALOGTEST_template);
   const DSTMPL *found = nullptr;
   EXPECT_EQ(VDBRS_GetDSTMPLSpecs(nullptr, u"DSCATALOGTEST  ", &found), 1);
   EXPECT_EQ(found, &DSCATALOGTEST_template);
-  EXPECT_EQ(VDBRS_GetDSTMPLSpecs(nullptr, u"DSNOSUCH", &found), 0);
+  EXPECT_EQ(VDBRS_GetDSTMPLSpecs(nullptr, u"DSNOSUCH", &found) + VDBRS_GetDSTMPLSpecs(nullptr, nullptr, &found) +
+                VDBRS_GetDSTMPLSpecs(nullptr, u"DSCATALOGTEST", nullptr),
+            0);
   EXPECT_EQ(found, nullptr);
-  EXPECT_EQ(VDBRS_GetDSTMPLSpecs(nullptr, nullptr, &found), 0);
-  EXPECT_EQ(VDBRS_GetDSTMPLSpecs(nullptr, u"DSCATALOGTEST", nullptr), 0);
 }
 
 TEST(Catalogue, LoadingReportsMissingLibrariesAndSymbols) {
