@@ -1,4 +1,6 @@
 // Garbage records, null pointers and the agreement of the 128-bit and the wide path.
+#include <cmath>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -68,12 +70,31 @@ TEST(MathRobustness, NullPointersAreRefused) {
   for (const ID rc : {MathAdd(nullptr, &v, &v), MathSubtract(&v, nullptr, &v), MathMultiply(&v, &v, nullptr),
                       MathDivide(&v, nullptr, &v, nullptr, 2, 1), MathRound(&v, nullptr, 2), MathFloor(nullptr, &v),
                       IncrementMathNumeric(nullptr), ParseNumericString(nullptr, u"1"),
-                      vyrUpdateMathCurrency(nullptr, u"EUR", 2)}) {
+                      vyrUpdateMathCurrency(nullptr, u"EUR", 2)})
     EXPECT_EQ(rc, ER_ERROR);
-  }
   ZeroMathNumeric(nullptr), MathCopy(nullptr, &v), ReverseMathNumeric(nullptr);
   EXPECT_EQ(FormatMathNumeric(out, nullptr) + FormatMathNumericWithMask(out, 48, &v, nullptr), 0);
   EXPECT_EQ(str(v) + narrow(out), "1.5");
+}
+
+// Doubles, the only place where floating point meets MATH_NUMERIC: the
+// shortest text, refusals, and a round trip of random values.
+TEST(MathRobustness, DoublesUseTheShortestTextAndRoundTrip) {
+  const std::pair<double, const char *> cases[] = {
+      {0.1, "0.1"}, {-2.5, "-2.5"}, {-0.0, "0"}, {1e20, "100000000000000000000"},
+      {1e40, nullptr}, {std::numeric_limits<double>::quiet_NaN(), nullptr}, {-HUGE_VAL, nullptr}};
+  MATH_NUMERIC v;
+  for (const auto &[value, text] : cases) {
+    EXPECT_EQ(DoubleToMathNumeric(value, &v), text ? ER_SUCCESS : ER_ERROR) << value;
+    EXPECT_EQ(str(v), text ? text : "0") << value;
+  }
+  std::mt19937_64 random(20260521);
+  std::uniform_real_distribution<double> exponent(-9.0, 15.0);
+  for (int i = 0; i < 2000; ++i) {
+    const double value = (i % 2 ? -1 : 1) * std::pow(10.0, exponent(random));
+    ASSERT_EQ(DoubleToMathNumeric(value, &v), ER_SUCCESS);
+    EXPECT_EQ(MathNumericToDouble(&v), value) << str(v);
+  }
 }
 
 // The 128-bit path must give what the wide path gives, bit for bit.

@@ -18,27 +18,19 @@ struct AmountThenFlag {
 };
 #pragma pack(pop)
 
-TEST(Layout, MathNumericFieldsSitWhereTheAbiSays) {
-  struct Field {
-    size_t offset, expected;
-  } const fields[] = {
-      {offsetof(MATH_NUMERIC, String), 0},         {offsetof(MATH_NUMERIC, Sign), 33},
-      {offsetof(MATH_NUMERIC, nLength), 34},       {offsetof(MATH_NUMERIC, nDecimalPosition), 35},
-      {offsetof(MATH_NUMERIC, szCurrency), 37},    {offsetof(MATH_NUMERIC, nCurrencyDecimals), 45},
-      {offsetof(MATH_NUMERIC, nPrecision), 47},    {sizeof(MATH_NUMERIC), 49},
-      {sizeof(VYRDATE), 6},                        {offsetof(VYRDATE, nMonth), 2},
-      {offsetof(VYRDATE, nDay), 4},                {sizeof(CallMapEntry), 8},
+TEST(Layout, FieldsSitWhereTheAbiSaysAndAFlagDirectlyFollowsAMathNumeric) {
+  const size_t fields[][2] = {
+      {offsetof(MATH_NUMERIC, String), 0},       {offsetof(MATH_NUMERIC, Sign), 33},
+      {offsetof(MATH_NUMERIC, nLength), 34},     {offsetof(MATH_NUMERIC, nDecimalPosition), 35},
+      {offsetof(MATH_NUMERIC, szCurrency), 37},  {offsetof(MATH_NUMERIC, nCurrencyDecimals), 45},
+      {offsetof(MATH_NUMERIC, nPrecision), 47},  {sizeof(MATH_NUMERIC), 49},
+      {sizeof(VYRDATE), 6},                      {offsetof(VYRDATE, nMonth), 2},
+      {offsetof(VYRDATE, nDay), 4},              {sizeof(CallMapEntry), 8},
+      {offsetof(AmountThenFlag, cFlag), 49},     {offsetof(AmountThenFlag, szName), 51},
+      {offsetof(AmountThenFlag, jdDate), 73},    {offsetof(AmountThenFlag, utStamp), 79},
+      {offsetof(AmountThenFlag, mnSecond), 91},  {sizeof(AmountThenFlag), 140},
   };
-  for (const Field &f : fields) EXPECT_EQ(f.offset, f.expected);
-}
-
-TEST(Layout, PackedStructPlacesFlagDirectlyAfterMathNumeric) {
-  EXPECT_EQ(offsetof(AmountThenFlag, cFlag), 49u);
-  EXPECT_EQ(offsetof(AmountThenFlag, szName), 51u);
-  EXPECT_EQ(offsetof(AmountThenFlag, jdDate), 73u);
-  EXPECT_EQ(offsetof(AmountThenFlag, utStamp), 79u);
-  EXPECT_EQ(offsetof(AmountThenFlag, mnSecond), 91u);
-  EXPECT_EQ(sizeof(AmountThenFlag), 140u);
+  for (const auto &field : fields) EXPECT_EQ(field[0], field[1]) << "row " << (&field - fields);
 }
 
 }  // namespace
