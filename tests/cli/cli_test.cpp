@@ -183,17 +183,9 @@ TEST_F(Command, ListDescribeHelpAndVersion) {
   for (const auto &m : members) kinds += m["kind"].get<std::string>() + " ";
   EXPECT_EQ(kinds, "string char math date utime int id short pointer bytes int id ");
 
-  for (const std::vector<std::string> &args : {std::vector<std::string>{"--help"}, {"call", "--help"}}) {
-    r = run(args);
-    EXPECT_EQ(r.status, 0);
-    for (const vyr::SettingKey &key : vyr::settingKeys()) {  // each on a line of its own
-      const size_t at = r.out.find(std::string("\n  ") + key.key + " ");
-      const std::string line = at == std::string::npos ? "" : r.out.substr(at + 1, r.out.find('\n', at + 1) - at - 1);
-      EXPECT_TRUE(line.find(key.meaning) != std::string::npos &&
-                  line.ends_with(std::string(" [") + key.defaultValue + "]"))
-          << key.key << ": " << line;
-    }
-  }
+  r = run({"call", "--help"});
+  for (const vyr::SettingKey &key : vyr::settingKeys())  // each setting with its meaning and default
+    EXPECT_NE(r.out.find(std::string(key.meaning) + " [" + key.defaultValue + "]\n"), std::string::npos) << key.key;
   r = run({"--version"});
   EXPECT_EQ(r.out.rfind("famoflas ", 0), 0u);
 }
