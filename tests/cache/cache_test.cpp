@@ -245,11 +245,12 @@ TEST(CacheBadInput, FailsCleanlyWithoutCrashing) {
   };
   for (const Call &call : calls) EXPECT_EQ(call.got, call.want) << "call on line " << call.line;
 
-  LPBHVRCOM context = vyr::createContext({{"fail", "vyrCacheInit:hooked"}});
+  LPBHVRCOM context = vyr::createContext({{"fail", "vyrCacheInit:hooked,vyrCacheAdd:unhooked"}});
   {
     vyr::ContextScope scope(context);
     EXPECT_EQ(vyrCacheInit(nullptr, &h, u"hooked", &kByNameSeq), VYRCACHE_FAILURE) << "a requested fault";
     EXPECT_EQ(vyrCacheInit(nullptr, &h, u"unhooked", &kByNameSeq), VYRCACHE_SUCCESS);
+    EXPECT_EQ(vyrCacheAdd(h, &r, sizeof r), VYRCACHE_FAILURE) << "a requested fault on an open cache";
     EXPECT_EQ(vyrCacheTerminateAll(nullptr, h), VYRCACHE_SUCCESS);
   }
   vyr::freeContext(context);

@@ -31,12 +31,13 @@ const char kRows[] = R"({
   "F0015": [
     {"CRCD": "EUR", "CRDC": "USD", "AN8": "0", "EFT": "2024-01-01", "CRCM": "Y", "CRR": "1.0853000", "CRRD": "0.9214"},
     {"CRCD": "EUR", "CRDC": "USD", "AN8": "4242", "EFT": "2024-06-30", "CSR": "3", "CRCM": "Z", "CRR": "1.1", "CRRD": "0.9090909"}
-  ]})";
+  ],
+  "F98QXSEC": [{"QXUSR": "A", "QXTYP": "T", "SRVBLOBA": "00fFa1"}, {"QXUSR": "B", "QXTYP": "T", "SRVBLOBA": ""}]})";
 
 TEST_F(TablesCommand, DumpGivesBackWhatLoadTookAndReloadsIdentically) {
   const clitest::Outcome loaded = run({"--db", "first.db", "db", "load", "-"}, kRows);
   ASSERT_EQ(loaded.status, 0) << loaded.err;
-  EXPECT_EQ(loaded.result(), json::parse(R"({"loaded": {"F0007": 2, "F0015": 2}})"));
+  EXPECT_EQ(loaded.result(), json::parse(R"({"loaded": {"F0007": 2, "F0015": 2, "F98QXSEC": 2}})"));
 
   const std::string calendar = dump("first.db", "F0007"), rates = dump("first.db", "F0015");
   const json days = json::parse(calendar)["F0007"], rows = json::parse(rates)["F0015"];
@@ -46,6 +47,8 @@ TEST_F(TablesCommand, DumpGivesBackWhatLoadTookAndReloadsIdentically) {
   EXPECT_EQ(days[1]["MMCU"], "PLANT1      ") << "strings come back blank-padded";
   EXPECT_EQ(rows[0]["CRRD"], "0.9214000") << "numbers carry the column's decimals";
   EXPECT_EQ(rows[1]["EFT"], "2024-06-30");
+  const json secured = json::parse(dump("first.db", "F98QXSEC"))["F98QXSEC"];
+  EXPECT_TRUE(secured[0]["SRVBLOBA"] == "00ffa1" && secured[1]["SRVBLOBA"].is_null()) << "binary columns in hex";
 
   // The dumps load into another database and dump to the same text.
   ASSERT_EQ(load("second.db", calendar) + load("second.db", rates), 0);
