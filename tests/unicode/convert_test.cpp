@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include "unicode/jchar_utf8.h"
 #include "vyrunicode.h"
 
 namespace {
@@ -41,6 +42,24 @@ TEST(Conversion, RoundTripsNeverSplitsACharacterAndReplacesIllFormedInput) {
   EXPECT_EQ(vyrFromUnicode(bytes, u"\xD800z", 8), 4u);  // lone surrogate
   EXPECT_EQ(std::string_view(bytes), "\xEF\xBF\xBDz");
   EXPECT_EQ(vyrToUnicode(nullptr, "a", 4), 0u);
+}
+
+// The platform's own text: ill-formed input repaired, or refused when strict.
+TEST(Conversion, PlatformTextIsRepairedOrRefused) {
+  const std::pair<std::string_view, std::u16string_view> cases[] = {
+      {"a\xC3\xA9\xF0\x9D\x84\x9E", u"a\u00e9\U0001D11E"},
+      {std::string_view("a\0b", 3), std::u16string_view(u"a\0b", 3)},
+      {"a\xFF" "b", u"a\uFFFDb"},
+      {"\xC0\xAF", u"\uFFFD\uFFFD"},              // overlong
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},      // encoded surrogate
+      {"ab\xE2\x82", u"ab\uFFFD"},                 // cut short
+  };
+  for (const auto &[utf8, text] : cases) {
+    std::u16string strict;
+    EXPECT_EQ(vyr::fromUtf8(utf8), text);
+    EXPECT_EQ(vyr::decodeUtf8(utf8, &strict), text.find(u'\uFFFD') == text.npos) << utf8;
+  }
+  EXPECT_EQ(vyr::toUtf8(u"a\xD800" u"b\U0001D11E"), "a\xEF\xBF\xBD" "b\xF0\x9D\x84\x9E");
 }
 
 TEST(Files, FprintfWritesUtf8ThatFgetsReadsBack) {
