@@ -10,8 +10,7 @@
 #include "frame/N94NM16A.h"
 #include "frame/N94NM16B.h"
 #include "frame/N94NM16C.h"
-#include "runtime/context.h"
-#include "runtime/report.h"
+#include "report_test.h"
 #include "runtime/valuetext.h"
 
 namespace {
@@ -52,16 +51,9 @@ const DSTMPL_MEMBER &member(const DSTMPL &tmpl, const std::string &name) {
   return *m;
 }
 
-class ReportAccessors : public ::testing::Test {
+class ReportAccessors : public ReportTest {
  protected:
-  void SetUp() override {
-    context_ = vyr::createContext();
-    vyr::ReportState state;
-    std::string error;
-    ASSERT_TRUE(vyr::reportFromJson(kReport, &state, &error)) << error;
-    ASSERT_TRUE(vyr::attachReport(context_, state));
-  }
-  void TearDown() override { vyr::freeContext(context_); }
+  ReportAccessors() : ReportTest(kReport) {}
 
   // Fills a data structure from the input's member texts, calls the accessor
   // and gives back the members the output names, in its form.
@@ -80,9 +72,6 @@ class ReportAccessors : public ::testing::Test {
     }
     return answer;
   }
-  vyr::ReportState &state() const { return *vyr::attachedReport(context_); }
-
-  LPBHVRCOM context_ = nullptr;
 };
 
 struct Case {

@@ -4,8 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "runtime/context.h"
-#include "runtime/report.h"
+#include "report_test.h"
 #include "vyrkrnl.h"
 
 namespace {
@@ -25,24 +24,19 @@ const json kReport = json::parse(R"({
   ]
 })");
 
-class ReportOperations : public ::testing::Test {
+class ReportOperations : public ReportTest {
  protected:
+  ReportOperations() : ReportTest(kReport) {}
   void SetUp() override {
-    context_ = vyr::createContext();
-    vyr::ReportState state;
-    std::string error;
-    ASSERT_TRUE(vyr::reportFromJson(kReport, &state, &error)) << error;
-    ASSERT_TRUE(vyr::attachReport(context_, state));
+    ReportTest::SetUp();
     bare_ = vyr::createContext();
   }
   void TearDown() override {
-    vyr::freeContext(context_);
     vyr::freeContext(bare_);
+    ReportTest::TearDown();
   }
   HREPORT report() const { return reinterpret_cast<HREPORT>(context_); }
-  vyr::ReportState &state() const { return *vyr::attachedReport(context_); }
 
-  LPBHVRCOM context_ = nullptr;
   LPBHVRCOM bare_ = nullptr;  // a context running no report
 };
 
