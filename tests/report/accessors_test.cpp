@@ -163,15 +163,15 @@ TEST_F(ReportAccessors, DataSelectionPassesNamesOnlyWhenOneIsEmpty) {
   for (const Case &c : cases) {
     state().sections[0].dataSelectionInUse = state().sections[1].dataSelectionInUse = 0;
     call(ubeSectionUseDataSelection, DSD94NM16B8_template, c.input, "");
-    EXPECT_EQ(state().sections[0].dataSelectionInUse * 10 + state().sections[1].dataSelectionInUse,
-              c.detailAfter * 10 + c.totalsAfter)
+    EXPECT_EQ(std::pair(state().sections[0].dataSelectionInUse, state().sections[1].dataSelectionInUse),
+              std::pair(c.detailAfter, c.totalsAfter))
         << c.input;
   }
   // Names the runtime does receive find a section of that version.
   state().sections[0].version.clear();
   state().sections[1].dataSelectionInUse = 0;
   call(ubeSectionUseDataSelection, DSD94NM16B8_template, "szSectionName=Detail|szVersion=|mnDataSelection=1", "");
-  EXPECT_EQ(state().sections[0].dataSelectionInUse * 10 + state().sections[1].dataSelectionInUse, 10);
+  EXPECT_EQ(std::pair(state().sections[0].dataSelectionInUse, state().sections[1].dataSelectionInUse), std::pair(1, 0));
 }
 
 // Every accessor refuses a missing argument with "4363" on item 0 and touches nothing.

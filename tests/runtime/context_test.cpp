@@ -122,7 +122,7 @@ TEST(Queries, ClientTypeFollowsTheCurrentContextAndTheDirectorySwitchTheHandles)
   vyr::ContextScope current(plain);  // the handle decides, not the current context
   EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onMobile, &mobileEnabled), ER_SUCCESS);
   EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onPlain, &plainEnabled), ER_SUCCESS);
-  EXPECT_EQ(mobileEnabled * 10 + plainEnabled, 10);
+  EXPECT_TRUE(mobileEnabled == 1 && plainEnabled == 0);
   EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onMobile, nullptr), ER_ERROR);
   VDB_FreeBhvr(onMobile);
   EXPECT_EQ(vyrSecIsLDAPAuthenticationEnabled(onMobile, &mobileEnabled), ER_ERROR) << "a freed handle is refused";
