@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "db/host.h"
-#include "frame/audit.h"
+#include "frame/companions.h"
 #include "runtime/context.h"
 #include "security/B9500929.h"
 
