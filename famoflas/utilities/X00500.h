@@ -35,6 +35,16 @@ static inline void X00500_Append(JCHAR *lpszWords, const JCHAR *lpszMore) {
   if (vyrStrlen(lpszWords) + vyrStrlen(lpszMore) < X00500_WORDS_LENGTH + 1) vyrStrcat(lpszWords, lpszMore);
 }
 
+/* Appends the word of each of the nDigits digits, joined by "-", and
+ * lpszAfterLast after the last. */
+static inline void X00500_AppendDigitWords(JCHAR *lpszWords, const JCHAR *lpszDigits, int nDigits,
+                                           const JCHAR *lpszAfterLast) {
+  for (int i = 0; i < nDigits; ++i) {
+    X00500_Append(lpszWords, X00500_DigitWord(lpszDigits[i]));
+    X00500_Append(lpszWords, i == nDigits - 1 ? lpszAfterLast : u"-");
+  }
+}
+
 /* Replaces the words by the amount as formatted digits. */
 static inline void X00500_WriteFormatted(JCHAR *lpszWords, const MATH_NUMERIC *lpAmount) {
   JCHAR szFormatted[VYR_MATH_TEXT_SIZE] = {0};

@@ -9,10 +9,7 @@ const char kSource[] = "X00500D";
 void SpellDigitsAndHundredths(JCHAR *lpszWords, const JCHAR *lpszDigits, int nDigits, int nWhole, int nDecimals) {
   (void)nDigits;
   (void)nDecimals;
-  for (int i = 0; i < nWhole; ++i) {
-    X00500_Append(lpszWords, X00500_DigitWord(lpszDigits[i]));
-    X00500_Append(lpszWords, u"-");
-  }
+  X00500_AppendDigitWords(lpszWords, lpszDigits, nWhole, u"-");
   // The (up to) two digits after the whole units, as numerals.
   JCHAR szHundredths[3] = {0};
   vyrStrncpy(szHundredths, lpszDigits + nWhole, 3);

@@ -7,23 +7,15 @@ namespace {
 const char kSource[] = "X00500ED";
 
 void SpellEuroAndCents(JCHAR *lpszWords, const JCHAR *lpszDigits, int nDigits, int nWhole, int nDecimals) {
-  for (int i = 0; i < nWhole; ++i) {
-    X00500_Append(lpszWords, X00500_DigitWord(lpszDigits[i]));
-    X00500_Append(lpszWords, i == nWhole - 1 ? u" Euro " : u"-");
-  }
+  X00500_AppendDigitWords(lpszWords, lpszDigits, nWhole, u" Euro ");
   const JCHAR *lpCents = lpszDigits + nWhole;
   const int nCentDigits = nDigits - nWhole;
   if (nDecimals == 2 && nCentDigits == 2 && !(lpCents[0] == u'0' && lpCents[1] == u'0')) {
-    X00500_Append(lpszWords, X00500_DigitWord(lpCents[0]));
-    X00500_Append(lpszWords, u"-");
-    X00500_Append(lpszWords, X00500_DigitWord(lpCents[1]));
-    X00500_Append(lpszWords, lpCents[0] == u'0' && lpCents[1] == u'1' ? u" Cent" : u" Cents");
+    X00500_AppendDigitWords(lpszWords, lpCents, 2, lpCents[0] == u'0' && lpCents[1] == u'1' ? u" Cent" : u" Cents");
   } else if (nDecimals == 1 && nCentDigits == 1) {
     // Tenths are spelled as two cent digits.
-    X00500_Append(lpszWords, X00500_DigitWord(lpCents[0]));
-    X00500_Append(lpszWords, u"-");
-    X00500_Append(lpszWords, X00500_DigitWord(u'0'));
-    X00500_Append(lpszWords, u" Cents");
+    const JCHAR szTenths[2] = {lpCents[0], u'0'};
+    X00500_AppendDigitWords(lpszWords, szTenths, 2, u" Cents");
   }
 }
 
