@@ -18,12 +18,6 @@ namespace {
 using namespace bsfntest;
 using namespace std::chrono;
 
-std::string iso(const VYRDATE &d) {
-  char out[32];
-  std::snprintf(out, sizeof out, "%04d-%02d-%02d", d.nYear, d.nMonth, d.nDay);
-  return out;
-}
-
 #pragma pack(push, 1)
 struct F0007Row {  // every column, in catalogue order
   JCHAR mmcu[13], wdct[11], wdck[11];
@@ -136,11 +130,7 @@ TEST_F(DateUtilities, CenturyFollowsTheChangeYear) {
 }
 
 TEST_F(DateUtilities, LeapDaysWalkedOverAreLeftOut) {
-  const struct {
-    VYRDATE from, to;
-    const char16_t *days;
-    JCHAR leapDay;
-  } cases[] = {
+  const struct { VYRDATE from, to; const char16_t *days; JCHAR leapDay; } cases[] = {
       {{2004, 2, 28}, {2004, 3, 1}, u"1", u'1'},    // 29 February walked over
       {{2004, 2, 29}, {2004, 2, 29}, u"-1", u'1'},  // the start is examined even in an empty range
       {{2004, 2, 1}, {2004, 2, 29}, u"28", u'0'},   // the end is not

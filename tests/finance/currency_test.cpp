@@ -76,37 +76,36 @@ std::u16string value(const MATH_NUMERIC &m) {
   return t.back() == u'.' ? t.substr(0, t.size() - 1) : t;
 }
 
-std::string date(const VYRDATE &d) {
-  return std::to_string(d.nYear) + "-" + std::to_string(d.nMonth) + "-" + std::to_string(d.nDay);
-}
-
 TEST_F(Currency, GetExchRateFindsTheRateInForcePartyFirst) {
   const struct {
     const char16_t *from, *to, *party;
     VYRDATE date;
     int row;               // of rates(); -1 when no rate is in force
     const char16_t *rate;  // what mnExchangeRate holds then
+    uint64_t searches;     // row fetches: a second only for a party without its own rate
   } cases[] = {
-      {u"EUR", u"USD", u"4242", {2024, 5, 15}, 1, u"1.2"},  // the general rate for a party without its own
-      {u"EUR", u"USD", u"0", {2023, 12, 31}, -1, nullptr},  // one search, one error
-      {u"EUR", u"USD", u"4242", {2023, 12, 31}, -1, nullptr},
-      {u"EUR", u"USD", u"0", {2024, 3, 31}, 0, u"1.1"},
-      {u"EUR", u"USD", u"0", {2024, 4, 1}, 1, u"1.2"},
-      {u"EUR", u"USD", u"0", {2031, 2, 28}, 2, u"1.3"},
-      {u"EUR", u"USD", u"7", {2024, 8, 1}, 3, u"1.5"},
-      {u"EUR", u"USD", u"7", {2024, 1, 31}, 0, u"1.1"},
-      {u"EUR", u"GBP", u"0", {2024, 6, 1}, 4, u"1.25"},
-      {u"EUR", u"CHF", u"9", {2024, 6, 1}, 5, u"1.05"},
-      {u"EUR", u"SEK", u"0", {2024, 6, 1}, 6, u"42"},  // an unknown method leaves the rate
-      {u"EUR", u"JPY", u"0", {2024, 6, 1}, 7, u"0"},
-      {u"EUR", u"USD", u"0", {}, -1, nullptr},
+      {u"EUR", u"USD", u"4242", {2024, 5, 15}, 1, u"1.2", 2},  // the general rate
+      {u"EUR", u"USD", u"0", {2023, 12, 31}, -1, nullptr, 1},
+      {u"EUR", u"USD", u"4242", {2023, 12, 31}, -1, nullptr, 2},
+      {u"EUR", u"USD", u"0", {2024, 3, 31}, 0, u"1.1", 1},
+      {u"EUR", u"USD", u"0", {2024, 4, 1}, 1, u"1.2", 1},
+      {u"EUR", u"USD", u"0", {2031, 2, 28}, 2, u"1.3", 1},
+      {u"EUR", u"USD", u"7", {2024, 8, 1}, 3, u"1.5", 1},
+      {u"EUR", u"USD", u"7", {2024, 1, 31}, 0, u"1.1", 2},
+      {u"EUR", u"GBP", u"0", {2024, 6, 1}, 4, u"1.25", 1},
+      {u"EUR", u"CHF", u"9", {2024, 6, 1}, 5, u"1.05", 2},
+      {u"EUR", u"SEK", u"0", {2024, 6, 1}, 6, u"42", 1},  // an unknown method leaves the rate
+      {u"EUR", u"JPY", u"0", {2024, 6, 1}, 7, u"0", 1},
+      {u"EUR", u"USD", u"0", {}, -1, nullptr, 0},  // no rate is in force on no date
   };
   for (size_t i = 0; i < std::size(cases); ++i) {
     SCOPED_TRACE("case " + std::to_string(i));
     const auto &c = cases[i];
     DSD0000033 ds = rateRequest(c.from, c.to, c.party, c.date);
     const DSD0000033 before = ds;
+    const uint64_t fetches = vyr::db::rowFetchCount();
     ASSERT_EQ(call("GetExchRate", &ds), c.row >= 0 ? ER_SUCCESS : ER_ERROR);
+    EXPECT_EQ(vyr::db::rowFetchCount() - fetches, c.searches);
     if (c.row < 0) {
       EXPECT_EQ(errors(), Strings{"0949 @8"});
       EXPECT_EQ(std::memcmp(&ds, &before, sizeof ds), 0) << "outputs are written only when a rate was found";
@@ -116,8 +115,8 @@ TEST_F(Currency, GetExchRateFindsTheRateInForcePartyFirst) {
     const bool method3 = r.method3 == u'3';
     const std::u16string rates = value(r.multiplier) + u" " + value(r.divisor);
     EXPECT_EQ(errors(), Strings{});
-    EXPECT_EQ(date(ds.jdRateEffectiveDate) + " " + date(ds.jdMethod3EffectiveDate),
-              date(r.eft) + " " + date(method3 ? r.eft : VYRDATE{}));
+    EXPECT_EQ(iso(ds.jdRateEffectiveDate) + " " + iso(ds.jdMethod3EffectiveDate),
+              iso(r.eft) + " " + iso(method3 ? r.eft : VYRDATE{}));
     EXPECT_EQ(ds.cConversionMethod, r.method);
     EXPECT_EQ(value(ds.mnExchangeRate), c.rate);
     EXPECT_EQ(value(ds.mnMultiplier) + u" " + value(ds.mnDivisor), method3 ? u"0 0" : rates);

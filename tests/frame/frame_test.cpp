@@ -8,7 +8,6 @@
 
 #include "frame/B0100044.h"
 #include "frame/B0900102.h"
-#include "runtime/valuetext.h"
 #include "support/bsfn_fixture.h"
 
 namespace {
@@ -55,10 +54,9 @@ DSD0900102 filledLogRecord() {
   ds.nValue5 = 1234;
   ds.jdDate1 = VYRDATE{2024, 2, 29};
   ds.jdDate4 = VYRDATE{1999, 12, 31};
-  std::string error;
-  EXPECT_TRUE(vyr::parseValue(VYR_DSK_MATH, 1, "12.50", &ds.mnNumeric1, &error) &&
-              vyr::parseValue(VYR_DSK_MATH, 1, "-3.5", &ds.mnNumeric2, &error) &&
-              vyr::parseValue(VYR_DSK_MATH, 1, "0.000", &ds.mnNumeric4, &error));
+  ds.mnNumeric1 = math(u"12.50");
+  ds.mnNumeric2 = math(u"-3.5");
+  ds.mnNumeric4 = math(u"0.000");
   vyrMathSetCurrencyCodeUNI(&ds.mnNumeric1, u"USD");
   ds.mnNumeric1.nCurrencyDecimals = 2;
   ds.nLong1 = -2147483647;

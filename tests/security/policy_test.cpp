@@ -114,9 +114,7 @@ TEST_F(Policy, AddUpdateGetDeleteRoundTripWithTheAuditStamp) {
 // the failure returns after the handle was opened leave it to the context.
 TEST_F(Policy, ValidationReportsTheFirstBrokenRuleAndLeavesHandlesAsSpecified) {
   const PasswordPolicy strict = policy(u"8", u"2", u"2", u"1", u"1"), zero = policy(u"0", u"0", u"0", u"0", u"0"),
-                       special2 = policy(u"0", u"0", u"0", u"0", u"2"), pairs1 = policy(u"0", u"0", u"0", u"1", u"0"),
-                       length256 = policy(u"256", u"0", u"0", u"0", u"0"), length257 = policy(u"257", u"0", u"0", u"0", u"0"),
-                       letters1 = policy(u"0", u"0", u"1", u"0", u"0");
+                       pairs1 = policy(u"0", u"0", u"0", u"1", u"0"), length257 = policy(u"257", u"0", u"0", u"0", u"0");
   const struct {
     const PasswordPolicy *limits;  // nullptr: no policy row
     std::u16string password;
@@ -135,13 +133,11 @@ TEST_F(Policy, ValidationReportsTheFirstBrokenRuleAndLeavesHandlesAsSpecified) {
       {&strict, u"a", u"187A", ER_ERROR, u'1', 1},
       {&strict, u"aaaaaaaa", u"187B", ER_ERROR, u'1', 1},
       {&strict, u"11!!22!!", u"187C", ER_ERROR, u'1', 1},
+      {&strict, u"aa1bb2cc", u"187C", ER_ERROR, u'1', 1},
       {&strict, u"1a2b3c4d", u"187D", ER_ERROR, u'1', 1},
-      {&special2, u"\u00e9\u00e8", u"", ER_SUCCESS, u'1', 0},
-      {&letters1, u"\u00e9\u00e8", u"187Q", ER_ERROR, u'1', 1},
       {&pairs1, u"aabb", u"187C", ER_ERROR, u'1', 1},
       {&pairs1, u"abab", u"", ER_SUCCESS, u'1', 0},
       {&zero, u"", u"", ER_SUCCESS, u'1', 0},
-      {&length256, std::u16string(256, u'x'), u"", ER_SUCCESS, u'1', 0},
       {&length257, std::u16string(256, u'x'), u"187A", ER_ERROR, u'1', 1},
       {&length257, std::u16string(257, u'x'), u"187A", ER_ERROR, u'1', 1},  // no terminator: read to the width
       {nullptr, u"Ab1!Cd2x", u"", ER_ERROR, u'0', 1},
@@ -168,10 +164,7 @@ TEST_F(Policy, ValidationReportsTheFirstBrokenRuleAndLeavesHandlesAsSpecified) {
 }
 
 TEST_F(Policy, MaintenanceFailuresReleaseTheirHandlesAndChangeNothing) {
-  const struct {
-    const char *function, *fail;
-    bool rowBefore;
-  } cases[] = {
+  const struct { const char *function, *fail; bool rowBefore; } cases[] = {
       {"AddPasswordPolicyToF98QXSEC", "VDB_InitBhvr", false},
       {"AddPasswordPolicyToF98QXSEC", "VDB_OpenTable:F98QXSEC", false},
       {"AddPasswordPolicyToF98QXSEC", "VDB_SetBLOBSize:F98QXSEC", false},
@@ -205,11 +198,7 @@ TEST(PasswordRules, EachRuleBelowAtAndAboveItsLimit) {
   const Rule length = I9500929_CheckMinimumPasswordLength, digits = I9500929_CheckNumberOfNumerics,
              letters = I9500929_CheckMinimumCharacters, pairs = I9500929_CheckMaximumConsecutiveCharacters,
              special = I9500929_CheckMinimumSpecialCharacters;
-  const struct {
-    Rule rule;
-    const char16_t *password, *limit;
-    int passes;
-  } cases[] = {
+  const struct { Rule rule; const char16_t *password, *limit; int passes; } cases[] = {
       {length, u"abc", u"4", 0},  {length, u"abcd", u"4", 1},  {length, u"abcde", u"4", 1},
       {length, u"abc", u"3.5", 1},  // length + 1 > limit, compared as decimals
       {length, u"\u00e9\u00e9\u00e9\u00e9", u"4", 1},  // characters, not bytes

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -30,6 +31,12 @@ inline MATH_NUMERIC math(const char16_t *text) {
   MATH_NUMERIC value{};
   EXPECT_EQ(ParseNumericString(&value, text), ER_SUCCESS) << toUtf8(text);
   return value;
+}
+
+inline std::string iso(const VYRDATE &d) {
+  char out[32];
+  std::snprintf(out, sizeof out, "%04d-%02d-%02d", d.nYear, d.nMonth, d.nDay);
+  return out;
 }
 
 // As FormatMathNumeric writes it: every decimal the value carries, no grouping.

@@ -66,10 +66,7 @@ TEST_F(Evaluator, ComputesWithPrecedenceLeftToRightAndNineDecimals) {
 }
 
 TEST_F(Evaluator, FailuresStoreTheirIdClearTheValueAndRaiseNothing) {
-  const struct {
-    const char16_t *expression, *errorId;
-    ID code = ER_ERROR;
-  } cases[] = {
+  const struct { const char16_t *expression, *errorId; ID code = ER_ERROR; } cases[] = {
       {u"", u"4363", ER_WARNING},
       {u"(1))", u"3199"},
       {u"((1)", u"3199"},
@@ -104,7 +101,7 @@ TEST_F(Evaluator, FailuresStoreTheirIdClearTheValueAndRaiseNothing) {
 }
 
 TEST_F(Evaluator, ANullContextIsRaisedUnlessSuppressed) {
-  for (const JCHAR suppress : {u'1', u'0'}) {
+  for (const JCHAR suppress : {u'1', u'0', u' '}) {
     ds_ = DSD0000500{u"1+1", math(u"7"), suppress, {}};
     context_->errors.clear();
     EXPECT_EQ(AlgebraicExpressionCalculate(context_, nullptr, &ds_), ER_ERROR);

@@ -13,10 +13,7 @@ using namespace bsfntest;
 using TextUtilities = BsfnTest;
 
 TEST_F(TextUtilities, CpfMovesCharactersByPositionOneSeparatorAtATime) {
-  const struct {
-    const char *function;
-    std::u16string input, output;
-  } cases[] = {
+  const struct { const char *function; std::u16string input, output; } cases[] = {
       {"MaskBCPF", u"12345678901", u"123.456.789-01"},
       {"MaskBCPF", u"123456789012", u"123.456.789-01"},  // the twelfth is read, never written
       {"MaskBCPF", u"123.456.789-01", u"123..45.6.7-89"},
