@@ -73,7 +73,6 @@ static inline BOOL B0000182_OpenInterfaceCache(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
   const VYRCACHE_INDEX index = B0000182_InterfaceCacheIndex();
   *lphCache = NULL;
   if (vyrCacheInit(hUser, lphCache, lpszName, &index) == VYRCACHE_SUCCESS) return TRUE;
-  *lphCache = NULL;
   BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078L", lpszName, szSource, nLine);
   return FALSE;
 }
