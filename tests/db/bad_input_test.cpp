@@ -125,8 +125,6 @@ TEST_P(BadInput, StaleAndForeignHandlesFindNothing) {
   ASSERT_EQ(VDB_CloseTable(parties_), 1u);
   EXPECT_NE(VDB_CloseTable(parties_), 1u);
   EXPECT_NE(VDB_FetchKeyed(parties_, 1, &key, 1, &row, 0), 1u);
-  EXPECT_NE(VDB_Fetch(parties_, &row, 0), 1u);
-  EXPECT_NE(VDB_InsertTable(parties_, &row), 1u);
   int notAHandle = 42;
   EXPECT_NE(VDB_FetchKeyed(reinterpret_cast<HREQUEST>(&notAHandle), 1, &key, 1, &row, 0), 1u);
   EXPECT_NE(VDB_FreeBhvr(reinterpret_cast<HUSER>(&notAHandle)), 1u);

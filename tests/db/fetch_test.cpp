@@ -37,7 +37,7 @@ class Fetch : public dbtest::DbTest {
   HREQUEST rates_ = nullptr, people_ = nullptr;
 };
 
-TEST_P(Fetch, DescendingIndexPartialKeysAndSelectionFindTheRateInForce) {
+TEST_P(Fetch, DescendingIndexPartialKeysKeyBuffersAndSelectionFindTheRateInForce) {
   addRate(u"EUR", "0", {2023, 1, 1}, "0.9");
   addRate(u"EUR", "0", {2024, 6, 1}, "0.95");
   addRate(u"EUR", "0", {2024, 1, 1}, "0.92");
@@ -64,6 +64,23 @@ TEST_P(Fetch, DescendingIndexPartialKeysAndSelectionFindTheRateInForce) {
   auto month = [](const Rate &rate) { return std::to_string(rate.eft.nYear * 100 + rate.eft.nMonth); };
   EXPECT_EQ(scan<Rate>(rates_, 3, month, &k, 2), (std::vector<std::string>{"202406", "202401", "202301", "202402"}));
   EXPECT_EQ(scan<Rate>(rates_, 3, month, &k, 1).size(), 5u);
+
+  // A key buffer is built column by column, for one index.
+  void *keyBuffer = VDB_BuildKeyBuffer(rates_, 3);
+  ASSERT_NE(keyBuffer, nullptr);
+  const MATH_NUMERIC zero = number("0");
+  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRCD", u"USD"), 1u);  // shorter than the field
+  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRDC", u"GBP"), 1u);
+  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"AN8", &zero), 1u);
+  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"RTTYP", u""), 1u);
+  EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRR", &zero), 1u);    // not a key column
+  EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 1, u"CRCD", u"USD"), 1u);  // built for index 3
+  ASSERT_EQ(VDB_FetchKeyed(rates_, 3, keyBuffer, 4, &r, 0), 1u);
+  EXPECT_EQ(text(r.crr), "0.8000000");
+  EXPECT_EQ(VDB_FreeKeyBuffer(keyBuffer), 1u);
+  EXPECT_NE(VDB_FreeKeyBuffer(keyBuffer), 1u);
+  int local = 0;
+  EXPECT_NE(VDB_AssignColumnValue(rates_, &local, 3, u"CRCD", u"USD"), 1u);
   set(k.crdc, u"JPY");
   EXPECT_NE(VDB_FetchKeyed(rates_, 0, &k, 2, &r, 0), 1u);
 }
@@ -150,25 +167,6 @@ TEST_P(Fetch, SequencingOrdersTextByCodePointAndNullDatesFirstUntilCleared) {
   const SELECTSTRUCT below = entry(u"ALPH", VDB_CMP_LT, small);
   ASSERT_EQ(VDB_SetSelection(people_, &below, 1), 1u);
   EXPECT_EQ(people(), (std::vector<std::string>{"1", "2", "4"}));
-}
-
-TEST_P(Fetch, KeyBuffersAreBuiltColumnByColumn) {
-  addRate(u"EUR", "0", {2024, 1, 1}, "0.92");
-  void *keyBuffer = VDB_BuildKeyBuffer(rates_, 3);
-  ASSERT_NE(keyBuffer, nullptr);
-  const MATH_NUMERIC zero = number("0");
-  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRCD", u"USD"), 1u);  // shorter than the field
-  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRDC", u"EUR"), 1u);
-  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"AN8", &zero), 1u);
-  EXPECT_EQ(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"RTTYP", u""), 1u);
-  EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 3, u"CRR", &zero), 1u);    // not a key column
-  EXPECT_NE(VDB_AssignColumnValue(rates_, keyBuffer, 1, u"CRCD", u"USD"), 1u);  // built for index 3
-  Rate r{};
-  EXPECT_EQ(VDB_FetchKeyed(rates_, 3, keyBuffer, 4, &r, 0), 1u);
-  EXPECT_EQ(VDB_FreeKeyBuffer(keyBuffer), 1u);
-  EXPECT_NE(VDB_FreeKeyBuffer(keyBuffer), 1u);
-  int local = 0;
-  EXPECT_NE(VDB_AssignColumnValue(rates_, &local, 3, u"CRCD", u"USD"), 1u);
 }
 
 TEST_P(Fetch, CompanyAndCurrencyRowsComeWhole) {

@@ -85,8 +85,9 @@ TEST_P(Transactions, ProcessesAndThreadsIncrementingOneCounterLoseNoUpdate) {
   EXPECT_EQ(committed(u"SHARED"), std::to_string(kProcesses * kThreads * kPerThread));
 }
 
-TEST_P(Transactions, RowFetchedForUpdateStaysLockedUntilUpdateCurrentOrClose) {
+TEST_P(Transactions, RowFetchedForUpdateStaysLockedUntilWrittenRefusedOrClosed) {
   addCounter(u"LOCKED", "1");
+  addCounter(u"TAKEN", "7");
   HREQUEST counters = open(u"F00022");
   Counter mine{};
   ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, u"LOCKED", 1, &mine, 0), 1u);
@@ -105,25 +106,19 @@ TEST_P(Transactions, RowFetchedForUpdateStaysLockedUntilUpdateCurrentOrClose) {
   writer.join();
   EXPECT_EQ(committed(u"LOCKED"), "100");  // the waiting write came after ours
 
+  // A write the database refuses ends the lock and changes nothing.
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, u"LOCKED", 1, &mine, 0), 1u);
+  mine = counter(u"TAKEN", "9");
+  EXPECT_NE(VDB_UpdateCurrent(counters, &mine), 1u);
+  EXPECT_TRUE(traced(context_, {u"VDB_UpdateCurrent", u"already exists"}));
+  const Counter changed = counter(u"LOCKED", "20");
+  EXPECT_EQ(VDB_UpdateTable(theirs, 1, u"LOCKED", 1, &changed), 1u);  // would wait on a lock left behind
+  EXPECT_EQ(committed(u"LOCKED") + "," + committed(u"TAKEN"), "20,7");
+
   ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, u"LOCKED", 1, &mine, 0), 1u);
   ASSERT_EQ(VDB_CloseTable(counters), 1u);  // releases the lock without changing the row
-  EXPECT_EQ(committed(u"LOCKED"), "100");
+  EXPECT_EQ(committed(u"LOCKED"), "20");
   addCounter(u"AFTER", "5");  // would wait on a lock left behind
-}
-
-TEST_P(Transactions, RefusedWriteOfALockedRowReleasesTheLockAndChangesNothing) {
-  addCounter(u"X", "1");
-  addCounter(u"Y", "2");
-  HREQUEST counters = open(u"F00022");
-  Counter c{};
-  ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, u"Y", 1, &c, 0), 1u);
-  c = counter(u"X", "9");  // taken
-  EXPECT_NE(VDB_UpdateCurrent(counters, &c), 1u);
-  EXPECT_TRUE(traced(context_, {u"VDB_UpdateCurrent", u"already exists"}));
-  EXPECT_EQ(committed(u"X") + committed(u"Y"), "12");
-  const Counter changed = counter(u"Y", "20");
-  EXPECT_EQ(VDB_UpdateTable(open(u"F00022", 1, {}, newUser()), 1, u"Y", 1, &changed), 1u);  // no lock left behind
-  EXPECT_EQ(committed(u"Y"), "20");
 }
 
 TEST_P(Transactions, ScanForUpdateUpdatesEachRowAndEndsWithTheScan) {
