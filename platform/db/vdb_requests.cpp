@@ -496,6 +496,11 @@ bool resolveKeys(Access &a, ID idIndex, const void *key, short nKeys, bool nullK
   return true;
 }
 
+// The shape of a fetch or scan through the matched keys, with the request's selection and sequencing.
+Shape readShape(Op op, const KeyMatch &m, const Request &request, bool lock) {
+  return Shape{op, m.index->id, m.keys, m.nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
+}
+
 void bindKeysAndSelection(Request &request, Statement &statement, int &position, uint64_t nullKeys) {
   for (size_t k = 0; k < request.keyValues.size(); ++k)
     if (!(nullKeys >> k & 1)) bind(statement, position, request.keyValues[k]);
@@ -665,7 +670,7 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
   if (!resolveKeys(a, idIndex, lpKey, nKeys, true, m)) return kFailure;
   if (!ensureTransaction(*a.user, op)) return kFailure;
   if (lock && !acquireLock(*a.user, request, op)) return kFailure;
-  const Shape shape{Op::Fetch, m.index->id, m.keys, m.nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
+  const Shape shape = readShape(Op::Fetch, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
@@ -698,7 +703,7 @@ ID selectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, bo
     if (!acquireLock(*a.user, request, op)) return kFailure;
     request.lockForScan = true;
   }
-  const Shape shape{Op::Scan, m.index->id, m.keys, m.nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
+  const Shape shape = readShape(Op::Scan, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
@@ -771,8 +776,8 @@ ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColum
   if (recordValues(a, columns, lpRow, request.writeValues)) {
     const Shape shape{Op::Insert, 0, 0, 0, 0, 0, columnShape, false};
     inserted = runWrite(
-        a, shape, [&] { return insertSql(*request.table, columns, user.environment->backend->dialect()); }, columns,
-        {}, 0);
+        a, shape, [&] { return insertSql(*request.table, columns, user.environment->backend->dialect()); }, columns, {},
+        0);
   }
   // A unique index refuses a row without failing the statement: no row changed says so.
   if (inserted == 0) a.fail("a row with the same unique key already exists in " + nameText(*request.table));
@@ -834,7 +839,9 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
     const Shape shape{Op::UpdateCurrent, primary.id, keys, nullKeys, 0, 0, 0, false};
     changed = runWrite(
         a, shape,
-        [&] { return updateSql(*request.table, columns, primary, keys, nullKeys, user.environment->backend->dialect()); },
+        [&] {
+          return updateSql(*request.table, columns, primary, keys, nullKeys, user.environment->backend->dialect());
+        },
         columns, request.currentKey, nullKeys);
   }
   if (changed == 0) a.fail("the row fetched last is no longer in " + nameText(*request.table));

@@ -85,7 +85,8 @@ TEST_P(BadInput, ForcedFailuresTakeEveryPath) {
     const char *fail;
     std::function<ID(HUSER, HREQUEST)> call;
   } cases[] = {
-      {"VDB_OpenTable:F0101", [&](HUSER u, HREQUEST) { return VDB_OpenTable(u, u"F0101", 1, nullptr, 0, nullptr, &opened); }},
+      {"VDB_OpenTable:F0101",
+       [&](HUSER u, HREQUEST) { return VDB_OpenTable(u, u"F0101", 1, nullptr, 0, nullptr, &opened); }},
       {"VDB_FetchKeyed:F0101", [&](HUSER, HREQUEST r) { return VDB_FetchKeyed(r, 1, &key, 1, &row, 0); }},
       {"VDB_FetchKeyedForUpdate", [&](HUSER, HREQUEST r) { return VDB_FetchKeyedForUpdate(r, 1, &key, 1, &row, 0); }},
       {"VDB_SelectKeyed:F0101", [&](HUSER, HREQUEST r) { return VDB_SelectKeyed(r, 1, nullptr, 0); }},

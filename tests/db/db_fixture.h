@@ -126,7 +126,8 @@ class PgScratch {
  public:
   explicit PgScratch(std::string base) : base_(std::move(base)), admin_(PQconnectdb(base_.c_str())) {
     if (PQstatus(admin_) != CONNECTION_OK) error_ = "cannot connect to " + base_ + ": " + PQerrorMessage(admin_);
-    PQsetNoticeProcessor(admin_, [](void *, const char *) {}, nullptr);
+    PQsetNoticeProcessor(
+        admin_, [](void *, const char *) {}, nullptr);
   }
   ~PgScratch() {
     run("SET lock_timeout = '20s'");  // a session left holding a lock must not hang the test
@@ -151,8 +152,9 @@ class PgScratch {
 
   // Ends every server session working on the schema of `location` (as if the network failed); how many.
   int terminateSessions(const std::string &location) {
-    PGresult *result = PQexec(admin_, ("SELECT pg_terminate_backend(pid, 5000) FROM pg_stat_activity WHERE "
-                                       "application_name = '" + schemaOf(location) + "'").c_str());
+    const std::string sql = "SELECT pg_terminate_backend(pid, 5000) FROM pg_stat_activity WHERE application_name = '" +
+                            schemaOf(location) + "'";
+    PGresult *result = PQexec(admin_, sql.c_str());
     const int ended = PQresultStatus(result) == PGRES_TUPLES_OK ? PQntuples(result) : -1;
     PQclear(result);
     return ended;
@@ -245,8 +247,9 @@ class DbTest : public ::testing::TestWithParam<Engine> {
   HUSER newUser(int commitMode = -1, std::map<std::string, std::string> settings = {}) {
     HUSER user = nullptr;
     LPBHVRCOM context = extraContext(std::move(settings));
-    EXPECT_EQ(commitMode < 0 ? VDB_InitBhvr(context, &user, nullptr, 0) : VDB_InitUser(context, &user, nullptr, commitMode),
-              1u);
+    EXPECT_EQ(
+        commitMode < 0 ? VDB_InitBhvr(context, &user, nullptr, 0) : VDB_InitUser(context, &user, nullptr, commitMode),
+        1u);
     return user;
   }
 

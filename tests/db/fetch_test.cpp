@@ -155,7 +155,8 @@ TEST_P(Fetch, SequencingOrdersTextByCodePointAndNullDatesFirstUntilCleared) {
   };
   for (const auto &c : cases) {
     std::vector<SORTSTRUCT> sort(c.sort.size());
-    for (size_t i = 0; i < sort.size(); ++i) set(sort[i].szColumn, c.sort[i].first), sort[i].nDirection = c.sort[i].second;
+    for (size_t i = 0; i < sort.size(); ++i)
+      set(sort[i].szColumn, c.sort[i].first), sort[i].nDirection = c.sort[i].second;
     ASSERT_EQ(c.sort.empty() ? VDB_ClearSequencing(people_)
                              : VDB_SetSequencing(people_, sort.data(), static_cast<short>(sort.size())),
               1u);
@@ -192,8 +193,8 @@ TEST_P(Fetch, RowReadsThatReachTheDatabaseAreCountedPerThread) {
   const uint64_t start = vyr::db::rowFetchCount();
   EXPECT_EQ(VDB_FetchKeyed(people_, 1, &one, 1, &p, 0), 1u);
   EXPECT_NE(VDB_FetchKeyed(people_, 1, &nine, 1, &p, 0), 1u);
-  EXPECT_EQ(people().size(), 2u);                              // two rows and the end of the scan
-  EXPECT_NE(VDB_Fetch(people_, &p, 0), 1u);                    // the scan is over: nothing read
+  EXPECT_EQ(people().size(), 2u);                             // two rows and the end of the scan
+  EXPECT_NE(VDB_Fetch(people_, &p, 0), 1u);                   // the scan is over: nothing read
   EXPECT_NE(VDB_FetchKeyed(people_, 7, &one, 1, &p, 0), 1u);  // refused before the database
   EXPECT_EQ(vyr::db::rowFetchCount() - start, 5u);
   uint64_t elsewhere = 1;
