@@ -873,15 +873,19 @@ ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
   return changed > 0 ? VDB_SUCCESS : kFailure;
 }
 
+// Whether a caller's list holds the count of entries it announces; traced when not.
+bool entriesGiven(Access &a, const void *list, short count, std::string_view what) {
+  if (count == 0 || (count > 0 && list != nullptr)) return true;
+  a.fail("no " + std::string(what) + " entries for a count of " + std::to_string(count));
+  return false;
+}
+
 ID setSelection(HREQUEST hRequest, const SELECTSTRUCT *lpSelection, short nEntries, std::string_view op) {
   Access a;
   if (!access(hRequest, op, a)) return kFailure;
   Request &request = *a.request;
   const TableDef &table = *request.table;
-  if (nEntries < 0 || (nEntries > 0 && lpSelection == nullptr)) {
-    a.fail("no selection entries for a count of " + std::to_string(nEntries));
-    return kFailure;
-  }
+  if (!entriesGiven(a, lpSelection, nEntries, "selection")) return kFailure;
   std::vector<Condition> selection(static_cast<size_t>(nEntries));
   std::string signature;
   std::u16string buffer;
@@ -929,10 +933,7 @@ ID setSequencing(HREQUEST hRequest, const SORTSTRUCT *lpSort, short nEntries, st
   if (!access(hRequest, op, a)) return kFailure;
   Request &request = *a.request;
   const TableDef &table = *request.table;
-  if (nEntries < 0 || (nEntries > 0 && lpSort == nullptr)) {
-    a.fail("no sequencing entries for a count of " + std::to_string(nEntries));
-    return kFailure;
-  }
+  if (!entriesGiven(a, lpSort, nEntries, "sequencing")) return kFailure;
   std::vector<SortKey> order;
   std::string signature;
   std::u16string buffer;
