@@ -18,9 +18,12 @@
 
 #include "db/host.h"
 #include "runtime/context.h"
+#include "vdb_rows.h"
 #include "vyrdb.h"
 
 namespace {
+
+using namespace vdbbench;
 
 constexpr int kRows = 100000;
 constexpr int kLinesPerEntry = 30;
@@ -28,11 +31,6 @@ constexpr int kEntries = kRows / kLinesPerEntry;
 constexpr size_t kKeys = 4096;
 
 #pragma pack(push, 1)
-struct AddressRow {  // F0101, every column
-  MATH_NUMERIC an8;
-  JCHAR alky[21], tax[21], alph[41], at1[4], mcu[13], user[11], pid[11];
-  VYRDATE upmj;
-};
 struct LedgerRow {  // F0911, every column
   JCHAR dct[3];
   MATH_NUMERIC doc;
@@ -49,21 +47,6 @@ struct LedgerKey {  // F0911 index 1, first three fields
   JCHAR kco[6];
 };
 #pragma pack(pop)
-
-template <size_t N>
-void put(JCHAR (&field)[N], const std::string &text) {
-  std::memset(field, 0, sizeof field);
-  for (size_t i = 0; i < text.size() && i < N - 1; ++i) field[i] = static_cast<JCHAR>(text[i]);
-}
-
-MATH_NUMERIC integer(long long value, short decimals = 0) {
-  MATH_NUMERIC m{};
-  const std::string digits = std::to_string(value);
-  std::memcpy(m.String, digits.data(), digits.size());
-  m.nLength = static_cast<unsigned char>(digits.size());
-  m.nDecimalPosition = decimals;
-  return m;
-}
 
 struct Fixture {
   std::string dir, path;
@@ -131,17 +114,10 @@ struct Fixture {
     HUSER loader = nullptr;
     HREQUEST request = nullptr;
     VDB_InitUser(context, &loader, nullptr, 1);
-    VDB_OpenTable(loader, u"F0101", 1, nullptr, 0, nullptr, &request);
-    for (int i = 1; i <= kRows; ++i) {
-      AddressRow row{};
-      row.an8 = integer(i);
-      put(row.alky, "K" + std::to_string(i)), put(row.tax, "TX" + std::to_string(i * 7));
-      put(row.alph, "Customer number " + std::to_string(i)), put(row.at1, "C");
-      put(row.mcu, "BU" + std::to_string(i % 50)), put(row.user, "LOADER"), put(row.pid, "BENCH");
-      row.upmj = VYRDATE{2024, static_cast<short>(i % 12 + 1), static_cast<short>(i % 28 + 1)};
-      VDB_InsertTable(request, &row);
+    if (!loadAddresses(loader, kRows)) {
+      std::fprintf(stderr, "cannot load F0101\n");
+      std::exit(1);
     }
-    VDB_CloseTable(request);
     VDB_OpenTable(loader, u"F0911", 1, nullptr, 0, nullptr, &request);
     for (int entry = 1; entry <= kEntries + 1; ++entry) {
       for (int line = 1; line <= kLinesPerEntry; ++line) {

@@ -31,11 +31,14 @@
 
 #include "db/host.h"
 #include "runtime/context.h"
+#include "vdb_rows.h"
 #include "vyrdb.h"
 
 extern char **environ;
 
 namespace {
+
+using namespace vdbbench;
 
 constexpr int kRows = 100000;
 constexpr size_t kKeys = 4096;
@@ -43,30 +46,11 @@ constexpr int kProcesses = 8;
 constexpr int kPerProcess = 500;
 
 #pragma pack(push, 1)
-struct AddressRow {  // F0101, every column
-  MATH_NUMERIC an8;
-  JCHAR alky[21], tax[21], alph[41], at1[4], mcu[13], user[11], pid[11];
-  VYRDATE upmj;
-};
 struct Counter {  // F00022
   JCHAR obnm[11];
   MATH_NUMERIC ukid;
 };
 #pragma pack(pop)
-
-template <size_t N>
-void put(JCHAR (&field)[N], const std::string &text) {
-  std::memset(field, 0, sizeof field);
-  for (size_t i = 0; i < text.size() && i < N - 1; ++i) field[i] = static_cast<JCHAR>(text[i]);
-}
-
-MATH_NUMERIC integer(long long value) {
-  MATH_NUMERIC m{};
-  const std::string digits = std::to_string(value);
-  std::memcpy(m.String, digits.data(), digits.size());
-  m.nLength = static_cast<unsigned char>(digits.size());
-  return m;
-}
 
 long long valueOf(const MATH_NUMERIC &m) {
   long long v = 0;
@@ -248,17 +232,7 @@ struct Fixture {
     HUSER loader = nullptr;
     HREQUEST request = nullptr;
     VDB_InitUser(context, &loader, nullptr, 1);
-    VDB_OpenTable(loader, u"F0101", 1, nullptr, 0, nullptr, &request);
-    for (int i = 1; i <= kRows; ++i) {
-      AddressRow row{};
-      row.an8 = integer(i);
-      put(row.alky, "K" + std::to_string(i)), put(row.tax, "TX" + std::to_string(i * 7));
-      put(row.alph, "Customer number " + std::to_string(i)), put(row.at1, "C");
-      put(row.mcu, "BU" + std::to_string(i % 50)), put(row.user, "LOADER"), put(row.pid, "BENCH");
-      row.upmj = VYRDATE{2024, static_cast<short>(i % 12 + 1), static_cast<short>(i % 28 + 1)};
-      if (VDB_InsertTable(request, &row) != 1) die("cannot load F0101");
-    }
-    VDB_CloseTable(request);
+    if (!loadAddresses(loader, kRows)) die("cannot load F0101");
     VDB_OpenTable(loader, u"F00022", 1, nullptr, 0, nullptr, &request);
     Counter counter{};
     put(counter.obnm, "BENCH");

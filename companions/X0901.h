@@ -1,12 +1,12 @@
 /*
  * X0901.h - X0901TerminateCaches, which ends the account caches of the
  * account-master family; its data structure, DSX0901TERMINATECACHES, is
- * declared with the other clean-up companions (frame/jobcleanup.h).
+ * declared with the other clean-up companions (frame/companions.h).
  */
 #ifndef FAMOFLAS_COMPANIONS_X0901_H
 #define FAMOFLAS_COMPANIONS_X0901_H
 
-#include "frame/jobcleanup.h"
+#include "frame/companions.h"
 
 /* Accounts by account id (flag cTerminateAccountsById). */
 #define X0901_ACCOUNTS_BY_ID_CACHE u"X0901AccountsById"

@@ -34,15 +34,10 @@ typedef struct {
   JCHAR szCurrencyCode[4];  // CRCD
   JCHAR cDecimals;          // CDEC
 } DecimalsRow;
-
-typedef struct {
-  JCHAR szCompany[6];
-} CompanyKey;
-
-typedef struct {
-  JCHAR szCurrencyCode[4];
-} CurrencyKey;
 #pragma pack(pop)
+
+// The widest key of the readers: CO, five positions and the terminator.
+const size_t kKeySize = 6;
 
 // One error a step reports: its id, the member it is attached to, and the
 // substitution text (null for none).
@@ -67,14 +62,19 @@ void Report(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const StepError *lpError, int nL
 }
 
 /*
- * Opens lpszTable on index 1 with the listed columns and fetches the row of a
- * one-field key into lpRow. TRUE when found; otherwise FALSE after reporting
- * the failed step's error. Everything opened is released on every path.
+ * Opens lpszTable on index 1 with the listed columns and fetches the row whose
+ * one-field key is lpszKey (at most nKeySize - 1 characters of it) into lpRow.
+ * TRUE when found; otherwise FALSE after reporting the failed step's error.
+ * Everything opened is released on every path.
  */
 BOOL ReadOneRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHAR *lpszTable, const NID *lpColumns, ID nColumns,
-                const void *lpKey, void *lpRow, const ReaderErrors *lpErrors) {
+                const JCHAR *lpszKey, size_t nKeySize, void *lpRow, const ReaderErrors *lpErrors) {
   HUSER hUser = NULL;
   HREQUEST hRequest = NULL;
+  JCHAR szKey[kKeySize];
+  memset(szKey, 0, sizeof szKey);
+  // Members may arrive filled to their last position: take at most their width.
+  vyrStrcpyFillAndTerminate(szKey, lpszKey, nKeySize, 0);
   if (VDB_InitBhvr(lpBhvrCom, &hUser, NULL, 0) != VDB_SUCCESS) {
     Report(lpBhvrCom, lpVoid, &lpErrors->behaviour, __LINE__);
     return FALSE;
@@ -84,7 +84,7 @@ BOOL ReadOneRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHAR *lpszTable, cons
     VDB_FreeBhvr(hUser);
     return FALSE;
   }
-  const BOOL bFound = VDB_FetchKeyed(hRequest, kKeyIndex, lpKey, 1, lpRow, 0) == VDB_SUCCESS;
+  const BOOL bFound = VDB_FetchKeyed(hRequest, kKeyIndex, szKey, 1, lpRow, 0) == VDB_SUCCESS;
   if (!bFound) Report(lpBhvrCom, lpVoid, &lpErrors->noRow, __LINE__);
   VDB_CloseTable(hRequest);
   VDB_FreeBhvr(hUser);
@@ -93,16 +93,12 @@ BOOL ReadOneRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHAR *lpszTable, cons
 
 // Shared by the two conversion-switch readers, which differ in their errors only.
 ID ReadConversionSwitch(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS, const ReaderErrors *lpErrors) {
-  CompanyKey key;
   ConversionRow row;
-  memset(&key, 0, sizeof key);
   memset(&row, 0, sizeof row);
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  LPDSD0000034B lpDS = (LPDSD0000034B)lpVoidDS;
-
-  vyrStrcpyFillAndTerminate(key.szCompany, kDefaultsCompany, 6, 0);
-  if (!ReadOneRow(lpBhvrCom, lpVoid, kCompanyTable, kConversionColumns, 2, &key, &row, lpErrors)) return ER_ERROR;
-  lpDS->cCurrencyConversion = row.cCurrencyConversion;
+  if (!ReadOneRow(lpBhvrCom, lpVoid, kCompanyTable, kConversionColumns, 2, kDefaultsCompany, 6, &row, lpErrors))
+    return ER_ERROR;
+  ((LPDSD0000034B)lpVoidDS)->cCurrencyConversion = row.cCurrencyConversion;
   return ER_SUCCESS;
 }
 
@@ -111,16 +107,12 @@ ID ReadConversionSwitch(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS, con
 FAMOFLAS_BSFN ID RetrieveCompanyCurrencyCode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   static const ReaderErrors errors = {
       {u"078S", 0, NULL}, {u"078D", 0, kCompanyTable}, {u"0002", 1, NULL}};
-  CompanyKey key;
   CompanyCurrencyRow row;
-  memset(&key, 0, sizeof key);
   memset(&row, 0, sizeof row);
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSD0000034A lpDS = (LPDSD0000034A)lpVoidDS;
 
-  // The member may arrive filled to its last position: take at most its width.
-  vyrStrcpyFillAndTerminate(key.szCompany, lpDS->szCompany, 6, 0);
-  if (!ReadOneRow(lpBhvrCom, lpVoid, kCompanyTable, kCompanyCurrencyColumns, 4, &key, &row, &errors))
+  if (!ReadOneRow(lpBhvrCom, lpVoid, kCompanyTable, kCompanyCurrencyColumns, 4, lpDS->szCompany, 6, &row, &errors))
     return ER_ERROR;
   vyrStrcpyFillAndTerminate(lpDS->szCurrencyCode, row.szCurrencyCode, 4, 0);
   lpDS->cBKTX = row.cBKTX;
@@ -145,15 +137,13 @@ FAMOFLAS_REGISTER(RetrieveCurrencyConversion, &DSD0000034B_template, "B0000034")
 FAMOFLAS_BSFN ID RetrieveCurrencyDecimals(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   static const ReaderErrors errors = {
       {u"078S", 0, NULL}, {u"078D", 0, kCurrencyTable}, {u"0002", 1, NULL}};
-  CurrencyKey key;
   DecimalsRow row;
-  memset(&key, 0, sizeof key);
   memset(&row, 0, sizeof row);
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSD0000034C lpDS = (LPDSD0000034C)lpVoidDS;
 
-  vyrStrcpyFillAndTerminate(key.szCurrencyCode, lpDS->szCurrencyCode, 4, 0);
-  if (!ReadOneRow(lpBhvrCom, lpVoid, kCurrencyTable, kDecimalsColumns, 2, &key, &row, &errors)) return ER_ERROR;
+  if (!ReadOneRow(lpBhvrCom, lpVoid, kCurrencyTable, kDecimalsColumns, 2, lpDS->szCurrencyCode, 4, &row, &errors))
+    return ER_ERROR;
   lpDS->cCurrencyDecimals = row.cDecimals;
   return ER_SUCCESS;
 }

@@ -61,17 +61,13 @@ static void ReportRefusal(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const char *szEntr
  * still has to be started (hCache open), anything else after "078L".
  */
 static ID OpenInterfaceCache(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName,
-                             HCACHE *lphCache, void *lpRecord, size_t nRecordSize) {
-  const VYRCACHE_INDEX index = B0000182_InterfaceCacheIndex();
+                             HCACHE *lphCache, TAXINTERFACEREC *lpRecord) {
   JCHAR szKey[2];
-  *lphCache = NULL;
-  if (vyrCacheInit(hUser, lphCache, lpszName, &index) != VYRCACHE_SUCCESS) {
-    BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078L", lpszName, kSource, __LINE__);
+  if (!B0000182_OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, lpszName, lphCache, kSource, __LINE__))
     return VYRCACHE_FAILURE;
-  }
   // The key is the record's first segment, so a key alone is a record-shaped key.
   vyrStrcpyFillAndTerminate(szKey, B0000182_INTERFACE_KEY, 2, 0);
-  if (vyrCacheFetch(*lphCache, szKey, 1, lpRecord, nRecordSize) == VYRCACHE_SUCCESS) {
+  if (vyrCacheFetch(*lphCache, szKey, 1, lpRecord, sizeof *lpRecord) == VYRCACHE_SUCCESS) {
     vyrCacheTerminate(hUser, *lphCache);
     *lphCache = NULL;
     return VYRCACHE_SUCCESS;
@@ -84,47 +80,69 @@ static ID OpenInterfaceCache(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, co
  * recorded one meanwhile: then the caller ends its own); FALSE after "078L".
  */
 static BOOL RecordInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HCACHE hCache, const JCHAR *lpszName,
-                            const void *lpRecord, size_t nRecordSize, BOOL *lpbDuplicate) {
-  const ID idAdded = vyrCacheAdd(hCache, lpRecord, nRecordSize);
+                            const TAXINTERFACEREC *lpRecord, BOOL *lpbDuplicate) {
+  const ID idAdded = vyrCacheAdd(hCache, lpRecord, sizeof *lpRecord);
   *lpbDuplicate = idAdded == VYRCACHE_DUPLICATE;
   if (idAdded == VYRCACHE_SUCCESS || *lpbDuplicate) return TRUE;
   BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078L", lpszName, kSource, __LINE__);
   return FALSE;
 }
 
-FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumGeoCode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser) {
-  GEOCODEINITREC dsRecord;
+/* One interface: its cache and its entry points (no close entry: NULL). */
+typedef struct {
+  const JCHAR *lpszCache;
+  const char *szInitialize;
+  const char *szClose;
+  const char *szTerminate;
+} INTERFACEENTRIES;
+
+static const INTERFACEENTRIES kGeoCodeInterface = {B0000182_GEOCODE_CACHE, TAXINTERFACE_GEOCODE_INITIALIZE, NULL,
+                                                   TAXINTERFACE_GEOCODE_TERMINATE};
+static const INTERFACEENTRIES kSalesTaxInterface = {B0000182_SALESTAX_CACHE, TAXINTERFACE_SALESTAX_INITIALIZE,
+                                                    TAXINTERFACE_SALESTAX_CLOSE, TAXINTERFACE_SALESTAX_TERMINATE};
+
+/*
+ * Resolves the interface's entry points in the order initialise, close,
+ * terminate (the first one missing is reported), starts it and records it.
+ * On failure nothing stays loaded or cached.
+ */
+static ID StartInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const INTERFACEENTRIES *lpInterface) {
+  TAXINTERFACEREC dsRecord;
   HCACHE hCache = NULL;
   BOOL bDuplicate = FALSE;
   memset(&dsRecord, 0, sizeof dsRecord);
 
-  const ID idOpened = OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, B0000182_GEOCODE_CACHE, &hCache, &dsRecord,
-                                         sizeof dsRecord);
+  const ID idOpened = OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, lpInterface->lpszCache, &hCache, &dsRecord);
   if (idOpened == VYRCACHE_SUCCESS) return ER_SUCCESS;
   if (idOpened != VYRCACHE_NOT_FOUND) return ER_ERROR;
 
   ID idResult = ER_ERROR;
   HMODULE hLibrary = LoadTaxInterface(lpBhvrCom, lpVoid, __LINE__);
   if (hLibrary != NULL) {
-    LPFNTAXGEOCODEINITIALIZE lpfnInitialize = (LPFNTAXGEOCODEINITIALIZE)FindEntry(
-        lpBhvrCom, lpVoid, hLibrary, TAXINTERFACE_GEOCODE_INITIALIZE, __LINE__);
-    LPFNTAXGEOCODETERMINATE lpfnTerminate =
-        lpfnInitialize == NULL ? NULL
-                               : (LPFNTAXGEOCODETERMINATE)FindEntry(lpBhvrCom, lpVoid, hLibrary,
-                                                                    TAXINTERFACE_GEOCODE_TERMINATE, __LINE__);
-    if (lpfnTerminate != NULL) {
+    LPFNTAXGEOCODEINITIALIZE lpfnInitialize =
+        (LPFNTAXGEOCODEINITIALIZE)FindEntry(lpBhvrCom, lpVoid, hLibrary, lpInterface->szInitialize, __LINE__);
+    BOOL bResolved = lpfnInitialize != NULL;
+    if (bResolved && lpInterface->szClose != NULL) {
+      dsRecord.lpfnClose =
+          (LPFNTAXSALESTAXCLOSE)FindEntry(lpBhvrCom, lpVoid, hLibrary, lpInterface->szClose, __LINE__);
+      bResolved = dsRecord.lpfnClose != NULL;
+    }
+    if (bResolved) {
+      dsRecord.lpfnTerminate =
+          (LPFNTAXGEOCODETERMINATE)FindEntry(lpBhvrCom, lpVoid, hLibrary, lpInterface->szTerminate, __LINE__);
+      bResolved = dsRecord.lpfnTerminate != NULL;
+    }
+    if (bResolved) {
       if (lpfnInitialize() != 0) {
-        ReportRefusal(lpBhvrCom, lpVoid, TAXINTERFACE_GEOCODE_INITIALIZE, __LINE__);
+        ReportRefusal(lpBhvrCom, lpVoid, lpInterface->szInitialize, __LINE__);
       } else {
         vyrStrcpyFillAndTerminate(dsRecord.szKey, B0000182_INTERFACE_KEY, 2, 0);
         dsRecord.hLibrary = hLibrary;
-        dsRecord.lpfnTerminate = lpfnTerminate;
-        if (RecordInterface(lpBhvrCom, lpVoid, hCache, B0000182_GEOCODE_CACHE, &dsRecord, sizeof dsRecord,
-                            &bDuplicate)) {
+        if (RecordInterface(lpBhvrCom, lpVoid, hCache, lpInterface->lpszCache, &dsRecord, &bDuplicate)) {
           idResult = ER_SUCCESS;
         }
         // What is not recorded could never be ended: end it now.
-        if (idResult != ER_SUCCESS || bDuplicate) lpfnTerminate();
+        if (idResult != ER_SUCCESS || bDuplicate) B0000182_EndInterface(&dsRecord);
       }
     }
     if (idResult != ER_SUCCESS || bDuplicate) FreeLibrary(hLibrary);
@@ -133,52 +151,12 @@ FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumGeoCode(LPBHVRCOM lpBhvrCom, LPV
   return idResult;
 }
 
+FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumGeoCode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser) {
+  return StartInterface(lpBhvrCom, lpVoid, hUser, &kGeoCodeInterface);
+}
+
 FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumSalesTax(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser) {
-  SALESTAXINITREC dsRecord;
-  HCACHE hCache = NULL;
-  BOOL bDuplicate = FALSE;
-  memset(&dsRecord, 0, sizeof dsRecord);
-
-  const ID idOpened = OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, B0000182_SALESTAX_CACHE, &hCache, &dsRecord,
-                                         sizeof dsRecord);
-  if (idOpened == VYRCACHE_SUCCESS) return ER_SUCCESS;
-  if (idOpened != VYRCACHE_NOT_FOUND) return ER_ERROR;
-
-  ID idResult = ER_ERROR;
-  HMODULE hLibrary = LoadTaxInterface(lpBhvrCom, lpVoid, __LINE__);
-  if (hLibrary != NULL) {
-    LPFNTAXSALESTAXINITIALIZE lpfnInitialize = (LPFNTAXSALESTAXINITIALIZE)FindEntry(
-        lpBhvrCom, lpVoid, hLibrary, TAXINTERFACE_SALESTAX_INITIALIZE, __LINE__);
-    LPFNTAXSALESTAXCLOSE lpfnClose =
-        lpfnInitialize == NULL
-            ? NULL
-            : (LPFNTAXSALESTAXCLOSE)FindEntry(lpBhvrCom, lpVoid, hLibrary, TAXINTERFACE_SALESTAX_CLOSE, __LINE__);
-    LPFNTAXSALESTAXTERMINATE lpfnTerminate =
-        lpfnClose == NULL ? NULL
-                          : (LPFNTAXSALESTAXTERMINATE)FindEntry(lpBhvrCom, lpVoid, hLibrary,
-                                                                TAXINTERFACE_SALESTAX_TERMINATE, __LINE__);
-    if (lpfnTerminate != NULL) {
-      if (lpfnInitialize() != 0) {
-        ReportRefusal(lpBhvrCom, lpVoid, TAXINTERFACE_SALESTAX_INITIALIZE, __LINE__);
-      } else {
-        vyrStrcpyFillAndTerminate(dsRecord.szKey, B0000182_INTERFACE_KEY, 2, 0);
-        dsRecord.hLibrary = hLibrary;
-        dsRecord.lpfnClose = lpfnClose;
-        dsRecord.lpfnTerminate = lpfnTerminate;
-        if (RecordInterface(lpBhvrCom, lpVoid, hCache, B0000182_SALESTAX_CACHE, &dsRecord, sizeof dsRecord,
-                            &bDuplicate)) {
-          idResult = ER_SUCCESS;
-        }
-        if (idResult != ER_SUCCESS || bDuplicate) {
-          for (int nSelector = 0; nSelector < TAXINTERFACE_CLOSE_COUNT; ++nSelector) lpfnClose(nSelector);
-          lpfnTerminate();
-        }
-      }
-    }
-    if (idResult != ER_SUCCESS || bDuplicate) FreeLibrary(hLibrary);
-  }
-  vyrCacheTerminate(hUser, hCache);
-  return idResult;
+  return StartInterface(lpBhvrCom, lpVoid, hUser, &kSalesTaxInterface);
 }
 
 FAMOFLAS_BSFN ID vyrInitEnvBSFN(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS) {

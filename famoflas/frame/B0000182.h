@@ -36,20 +36,25 @@
 #define B0000182_SALESTAX_CACHE u"SalesTaxInit"
 #define B0000182_INTERFACE_KEY u"1"
 
-/* The started geocode interface. */
-typedef struct tagGEOCODEINITREC {
-  JCHAR szKey[2];                        /* "1" */
-  HMODULE hLibrary;                      /* this record's reference to the plug-in */
-  LPFNTAXGEOCODETERMINATE lpfnTerminate; /* called when the interface ends */
-} GEOCODEINITREC;
+/*
+ * A started interface, as its cache holds it: the plug-in reference it keeps
+ * loaded and the entry points that end it (the sales-tax interface alone has
+ * a close entry, called with each TAXINTERFACE_CLOSE_* selector first).
+ */
+typedef struct tagTAXINTERFACEREC {
+  JCHAR szKey[2];                  /* "1" */
+  HMODULE hLibrary;                /* this record's reference to the plug-in */
+  LPFNTAXSALESTAXCLOSE lpfnClose;  /* NULL for the geocode interface */
+  void (*lpfnTerminate)(void);     /* called last */
+} TAXINTERFACEREC;
 
-/* The started sales-tax interface. */
-typedef struct tagSALESTAXINITREC {
-  JCHAR szKey[2];                         /* "1" */
-  HMODULE hLibrary;                       /* this record's reference to the plug-in */
-  LPFNTAXSALESTAXCLOSE lpfnClose;         /* called with each TAXINTERFACE_CLOSE_* selector */
-  LPFNTAXSALESTAXTERMINATE lpfnTerminate; /* called last */
-} SALESTAXINITREC;
+/* Ends a started interface through its entry points; the plug-in stays loaded. */
+static inline void B0000182_EndInterface(const TAXINTERFACEREC *lpRecord) {
+  if (lpRecord->lpfnClose != NULL) {
+    for (int nSelector = 0; nSelector < TAXINTERFACE_CLOSE_COUNT; ++nSelector) lpRecord->lpfnClose(nSelector);
+  }
+  if (lpRecord->lpfnTerminate != NULL) lpRecord->lpfnTerminate();
+}
 
 /* The index of both caches: the key at the start of the record. */
 static inline VYRCACHE_INDEX B0000182_InterfaceCacheIndex(void) {
@@ -60,6 +65,16 @@ static inline VYRCACHE_INDEX B0000182_InterfaceCacheIndex(void) {
   index.Segment[0].nSize = 2 * sizeof(JCHAR);
   index.Segment[0].nType = VYRCACHE_KEY_STRING;
   return index;
+}
+
+/* Opens the named interface cache; FALSE after "078L" with its name. */
+static inline BOOL B0000182_OpenInterfaceCache(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName,
+                                               HCACHE *lphCache, const char *szSource, int nLine) {
+  const VYRCACHE_INDEX index = B0000182_InterfaceCacheIndex();
+  *lphCache = NULL;
+  if (vyrCacheInit(hUser, lphCache, lpszName, &index) == VYRCACHE_SUCCESS) return TRUE;
+  BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078L", lpszName, szSource, nLine);
+  return FALSE;
 }
 
 /*

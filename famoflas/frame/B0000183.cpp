@@ -10,85 +10,46 @@ static const char kSource[] = "B0000183";
  * else: "078L" reported, nothing open.
  */
 static ID FetchInterfaceRecord(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName,
-                               HCACHE *lphCache, HCUR *lphCursor, void *lpRecord, size_t nRecordSize) {
-  const VYRCACHE_INDEX index = B0000182_InterfaceCacheIndex();
+                               HCACHE *lphCache, HCUR *lphCursor, TAXINTERFACEREC *lpRecord) {
   JCHAR szKey[2];
-  *lphCache = NULL;
   *lphCursor = NULL;
-  if (vyrCacheInit(hUser, lphCache, lpszName, &index) != VYRCACHE_SUCCESS) {
-    BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078L", lpszName, kSource, __LINE__);
+  if (!B0000182_OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, lpszName, lphCache, kSource, __LINE__))
     return VYRCACHE_FAILURE;
-  }
   if (vyrCacheOpenCursorX(*lphCache, lphCursor, kSource, __LINE__) != VYRCACHE_SUCCESS) {
     *lphCursor = NULL;
     BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078N", lpszName, kSource, __LINE__);
     return VYRCACHE_NOT_FOUND;
   }
   vyrStrcpyFillAndTerminate(szKey, B0000182_INTERFACE_KEY, 2, 0);
-  if (vyrCacheFetchPosition(*lphCache, *lphCursor, szKey, 1, lpRecord, nRecordSize) != VYRCACHE_SUCCESS) {
+  if (vyrCacheFetchPosition(*lphCache, *lphCursor, szKey, 1, lpRecord, sizeof *lpRecord) != VYRCACHE_SUCCESS) {
     BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078N", lpszName, kSource, __LINE__);
     return VYRCACHE_NOT_FOUND;
   }
   return VYRCACHE_SUCCESS;
 }
 
-/* Drops the record at the cursor; FALSE after "078N". */
-static BOOL DeleteInterfaceRecord(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHAR *lpszName, HCACHE hCache,
-                                  HCUR hCursor) {
-  if (vyrCacheDelete(hCache, hCursor) == VYRCACHE_SUCCESS) return TRUE;
-  BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078N", lpszName, kSource, __LINE__);
-  return FALSE;
-}
-
 /*
- * Closes the cursor and releases the cache handle. The cache itself stays: a
- * record that could not be read or dropped is still there for a later call.
+ * Ends the interface recorded in the named cache and drops its record; FALSE
+ * when something was reported. The cache itself stays: a record that could
+ * not be read or dropped is still there, its plug-in loaded, for a later call.
  */
-static void CloseInterfaceCache(HUSER hUser, HCACHE hCache, HCUR hCursor) {
+static BOOL EndRecordedInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName) {
+  TAXINTERFACEREC dsRecord;
+  HCACHE hCache = NULL;
+  HCUR hCursor = NULL;
+  BOOL bDropped = FALSE;
+  memset(&dsRecord, 0, sizeof dsRecord);
+
+  const ID idFetched = FetchInterfaceRecord(lpBhvrCom, lpVoid, hUser, lpszName, &hCache, &hCursor, &dsRecord);
+  if (idFetched != VYRCACHE_SUCCESS && idFetched != VYRCACHE_NOT_FOUND) return FALSE;
+  if (idFetched == VYRCACHE_SUCCESS) {
+    B0000182_EndInterface(&dsRecord);
+    bDropped = vyrCacheDelete(hCache, hCursor) == VYRCACHE_SUCCESS;
+    if (!bDropped) BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078N", lpszName, kSource, __LINE__);
+  }
   if (hCursor != NULL) vyrCacheCloseCursor(hCache, hCursor);
   vyrCacheTerminate(hUser, hCache);
-}
-
-/* Ends the geocode interface; FALSE when something was reported. */
-static BOOL EndGeoCodeInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser) {
-  GEOCODEINITREC dsRecord;
-  HCACHE hCache = NULL;
-  HCUR hCursor = NULL;
-  BOOL bDropped = FALSE;
-  memset(&dsRecord, 0, sizeof dsRecord);
-
-  const ID idFetched = FetchInterfaceRecord(lpBhvrCom, lpVoid, hUser, B0000182_GEOCODE_CACHE, &hCache, &hCursor,
-                                            &dsRecord, sizeof dsRecord);
-  if (idFetched != VYRCACHE_SUCCESS && idFetched != VYRCACHE_NOT_FOUND) return FALSE;
-  if (idFetched == VYRCACHE_SUCCESS) {
-    if (dsRecord.lpfnTerminate != NULL) dsRecord.lpfnTerminate();
-    bDropped = DeleteInterfaceRecord(lpBhvrCom, lpVoid, B0000182_GEOCODE_CACHE, hCache, hCursor);
-  }
-  CloseInterfaceCache(hUser, hCache, hCursor);
   // Unloaded only once no cached record can lead to its entry points.
-  if (bDropped) FreeLibrary(dsRecord.hLibrary);
-  return bDropped;
-}
-
-/* Ends the sales-tax interface; FALSE when something was reported. */
-static BOOL EndSalesTaxInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser) {
-  SALESTAXINITREC dsRecord;
-  HCACHE hCache = NULL;
-  HCUR hCursor = NULL;
-  BOOL bDropped = FALSE;
-  memset(&dsRecord, 0, sizeof dsRecord);
-
-  const ID idFetched = FetchInterfaceRecord(lpBhvrCom, lpVoid, hUser, B0000182_SALESTAX_CACHE, &hCache, &hCursor,
-                                            &dsRecord, sizeof dsRecord);
-  if (idFetched != VYRCACHE_SUCCESS && idFetched != VYRCACHE_NOT_FOUND) return FALSE;
-  if (idFetched == VYRCACHE_SUCCESS) {
-    if (dsRecord.lpfnClose != NULL) {
-      for (int nSelector = 0; nSelector < TAXINTERFACE_CLOSE_COUNT; ++nSelector) dsRecord.lpfnClose(nSelector);
-    }
-    if (dsRecord.lpfnTerminate != NULL) dsRecord.lpfnTerminate();
-    bDropped = DeleteInterfaceRecord(lpBhvrCom, lpVoid, B0000182_SALESTAX_CACHE, hCache, hCursor);
-  }
-  CloseInterfaceCache(hUser, hCache, hCursor);
   if (bDropped) FreeLibrary(dsRecord.hLibrary);
   return bDropped;
 }
@@ -111,8 +72,8 @@ FAMOFLAS_BSFN ID vyrFreeEnvBSFN(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS)
     return ER_ERROR;
   }
 
-  if (!EndGeoCodeInterface(lpBhvrCom, lpVoid, hUser)) idResult = ER_ERROR;
-  if (!EndSalesTaxInterface(lpBhvrCom, lpVoid, hUser)) idResult = ER_ERROR;
+  if (!EndRecordedInterface(lpBhvrCom, lpVoid, hUser, B0000182_GEOCODE_CACHE)) idResult = ER_ERROR;
+  if (!EndRecordedInterface(lpBhvrCom, lpVoid, hUser, B0000182_SALESTAX_CACHE)) idResult = ER_ERROR;
 
   dsValidateGeoCode.cProcessingMode = u'1';
   if (vyrCallObject(u"ValidateGeoCode", NULL, lpBhvrCom, lpVoid, &dsValidateGeoCode, NULL, 0, NULL, 0, 0) ==

@@ -7,7 +7,7 @@
 #define FAMOFLAS_FRAME_B0000183_H
 
 #include "frame/B0000182.h"
-#include "frame/jobcleanup.h"
+#include "frame/companions.h"
 
 /*
  * For "GeoCodeInit" and then "SalesTaxInit": ends the recorded interface (its

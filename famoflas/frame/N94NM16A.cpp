@@ -1,12 +1,9 @@
 // Report-level accessors: each hands one report-runtime answer to an event rule.
 #include "frame/N94NM16A.h"
 
+#include "frame/ubeanswer.h"
+
 static const char kSource[] = "N94NM16A";
-
-/* Positions of a string member, terminator included. */
-#define MEMBER_SIZE(member) (sizeof(member) / sizeof(JCHAR))
-
-static void AnswerTrueFalse(JCHAR *lpszAnswer, BOOL bYes) { vyrStrcpy(lpszAnswer, bYes ? u"TRUE" : u"FALSE"); }
 
 /*
  * The report handle handed over is the address of member 2, not lpBhvrCom.
@@ -16,7 +13,7 @@ static void AnswerTrueFalse(JCHAR *lpszAnswer, BOOL bYes) { vyrStrcpy(lpszAnswer
 FAMOFLAS_BSFN ID ubeReportIsTemplate(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   LPDSD94NM16A lpDS = (LPDSD94NM16A)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  AnswerTrueFalse(lpDS->szIsTemplate, ubeReport_IsTemplate((HREPORT)&lpDS->idReportHandle));
+  UbeAnswerTrueFalse(lpDS->szIsTemplate, ubeReport_IsTemplate((HREPORT)&lpDS->idReportHandle));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeReportIsTemplate, &DSD94NM16A_template, "N94NM16A")
@@ -24,41 +21,41 @@ FAMOFLAS_REGISTER(ubeReportIsTemplate, &DSD94NM16A_template, "N94NM16A")
 FAMOFLAS_BSFN ID ubeReportGetPreviewMode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   LPDSD94NM16A1 lpDS = (LPDSD94NM16A1)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  AnswerTrueFalse(lpDS->szPreviewMode, ubeReport_GetPreviewMode((HREPORT)lpBhvrCom));
+  UbeAnswerTrueFalse(lpDS->szPreviewMode, ubeReport_GetPreviewMode((HREPORT)lpBhvrCom));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeReportGetPreviewMode, &DSD94NM16A1_template, "N94NM16A")
 
 FAMOFLAS_BSFN ID ubeReportGetPageNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  LPDSD94NM16A2 lpDS = (LPDSD94NM16A2)lpVoidDS;
-  int32_t nPage = 0;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeReport_GetPageNumber((HREPORT)lpBhvrCom, &nPage);
-  lpDS->nPageNumber = nPage;
+  ((LPDSD94NM16A2)lpVoidDS)->nPageNumber = UbeNumber(lpBhvrCom, ubeReport_GetPageNumber);
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeReportGetPageNumber, &DSD94NM16A2_template, "N94NM16A")
 
-FAMOFLAS_BSFN ID ubeGetSourceEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+/* The two environment accessors differ only in the runtime query. */
+static ID AnswerEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS,
+                            BOOL (*lpfnQuery)(HREPORT, JCHAR *, size_t), int nLine) {
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, nLine)) return ER_ERROR;
   LPDSD94NM16A3 lpDS = (LPDSD94NM16A3)lpVoidDS;
-  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeReport_GetSourceEnvironment((HREPORT)lpBhvrCom, lpDS->szEnvironment, MEMBER_SIZE(lpDS->szEnvironment));
+  lpfnQuery((HREPORT)lpBhvrCom, lpDS->szEnvironment, UBE_MEMBER_SIZE(lpDS->szEnvironment));
   return ER_SUCCESS;
+}
+
+FAMOFLAS_BSFN ID ubeGetSourceEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  return AnswerEnvironment(lpBhvrCom, lpVoid, lpVoidDS, ubeReport_GetSourceEnvironment, __LINE__);
 }
 FAMOFLAS_REGISTER(ubeGetSourceEnvironment, &DSD94NM16A3_template, "N94NM16A")
 
 FAMOFLAS_BSFN ID ubeGetTargetEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  LPDSD94NM16A3 lpDS = (LPDSD94NM16A3)lpVoidDS;
-  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeReport_GetTargetEnvironment((HREPORT)lpBhvrCom, lpDS->szEnvironment, MEMBER_SIZE(lpDS->szEnvironment));
-  return ER_SUCCESS;
+  return AnswerEnvironment(lpBhvrCom, lpVoid, lpVoidDS, ubeReport_GetTargetEnvironment, __LINE__);
 }
 FAMOFLAS_REGISTER(ubeGetTargetEnvironment, &DSD94NM16A3_template, "N94NM16A")
 
 FAMOFLAS_BSFN ID ubeReportGetName(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   LPDSD94NM16A4 lpDS = (LPDSD94NM16A4)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeReport_GetName((HREPORT)lpBhvrCom, lpDS->szReportName, MEMBER_SIZE(lpDS->szReportName));
+  ubeReport_GetName((HREPORT)lpBhvrCom, lpDS->szReportName, UBE_MEMBER_SIZE(lpDS->szReportName));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeReportGetName, &DSD94NM16A4_template, "N94NM16A")
@@ -66,22 +63,25 @@ FAMOFLAS_REGISTER(ubeReportGetName, &DSD94NM16A4_template, "N94NM16A")
 FAMOFLAS_BSFN ID ubeSetPageNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   LPDSD94NM16A5 lpDS = (LPDSD94NM16A5)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  AnswerTrueFalse(lpDS->szPageNumberSet, ubeReport_SetPageNumber((HREPORT)lpBhvrCom, lpDS->nPageNumber));
+  UbeAnswerTrueFalse(lpDS->szPageNumberSet, ubeReport_SetPageNumber((HREPORT)lpBhvrCom, lpDS->nPageNumber));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSetPageNumber, &DSD94NM16A5_template, "N94NM16A")
 
-FAMOFLAS_BSFN ID ubeReportDisableSendMessage(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeReport_DisableSendMessage((HREPORT)lpBhvrCom);
+/* The control accessors answer nothing: they pass the request on. */
+static ID PassControl(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS, BOOL (*lpfnControl)(HREPORT), int nLine) {
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, nLine)) return ER_ERROR;
+  lpfnControl((HREPORT)lpBhvrCom);
   return ER_SUCCESS;
+}
+
+FAMOFLAS_BSFN ID ubeReportDisableSendMessage(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  return PassControl(lpBhvrCom, lpVoid, lpVoidDS, ubeReport_DisableSendMessage, __LINE__);
 }
 FAMOFLAS_REGISTER(ubeReportDisableSendMessage, &DSD94NM16A6_template, "N94NM16A")
 
 FAMOFLAS_BSFN ID ubeReportStopBatch(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeReport_StopBatchProcess((HREPORT)lpBhvrCom);
-  return ER_SUCCESS;
+  return PassControl(lpBhvrCom, lpVoid, lpVoidDS, ubeReport_StopBatchProcess, __LINE__);
 }
 FAMOFLAS_REGISTER(ubeReportStopBatch, &DSD94NM16A6_template, "N94NM16A")
 

@@ -4,10 +4,9 @@
 #include <limits.h>
 #include <string.h>
 
-static const char kSource[] = "N94NM16B";
+#include "frame/ubeanswer.h"
 
-/* Positions of a string member, terminator included. */
-#define MEMBER_SIZE(member) (sizeof(member) / sizeof(JCHAR))
+static const char kSource[] = "N94NM16B";
 
 /* A MATH_NUMERIC number as the 32-bit integer the runtime takes; values out of
  * range stay out of range instead of wrapping onto a valid number. */
@@ -19,31 +18,22 @@ static int32_t NumberArgument(const MATH_NUMERIC *lpValue) {
 }
 
 FAMOFLAS_BSFN ID ubeSectionGetID(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  LPDSD94NM16B lpDS = (LPDSD94NM16B)lpVoidDS;
-  int32_t idSection = 0;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeSection_GetID((HREPORT)lpBhvrCom, &idSection);
-  lpDS->idSection = idSection;
+  ((LPDSD94NM16B)lpVoidDS)->idSection = UbeNumber(lpBhvrCom, ubeSection_GetID);
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionGetID, &DSD94NM16B_template, "N94NM16B")
 
 FAMOFLAS_BSFN ID ubeSectionGetCurrRowNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  LPDSD94NM16B1 lpDS = (LPDSD94NM16B1)lpVoidDS;
-  int32_t nRow = 0;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeSection_GetCurrentRowNumber((HREPORT)lpBhvrCom, &nRow);
-  lpDS->nRowNumber = nRow;
+  ((LPDSD94NM16B1)lpVoidDS)->nRowNumber = UbeNumber(lpBhvrCom, ubeSection_GetCurrentRowNumber);
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionGetCurrRowNumber, &DSD94NM16B1_template, "N94NM16B")
 
 FAMOFLAS_BSFN ID ubeSectionGetColumnNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  LPDSD94NM16B2 lpDS = (LPDSD94NM16B2)lpVoidDS;
-  int32_t nColumn = 0;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeSection_GetCurrentColumnNumber((HREPORT)lpBhvrCom, &nColumn);
-  lpDS->nColumnNumber = nColumn;
+  ((LPDSD94NM16B2)lpVoidDS)->nColumnNumber = UbeNumber(lpBhvrCom, ubeSection_GetCurrentColumnNumber);
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionGetColumnNumber, &DSD94NM16B2_template, "N94NM16B")
@@ -59,8 +49,7 @@ FAMOFLAS_REGISTER(ubeSectionGetReverseSign, &DSD94NM16B3_template, "N94NM16B")
 FAMOFLAS_BSFN ID ubeSectionIsBalanceAuditorDefine(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   LPDSD94NM16B4 lpDS = (LPDSD94NM16B4)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  vyrStrcpy(lpDS->szBalanceAuditorDefined,
-            ubeSection_IsBalanceAuditorDefined((HREPORT)lpBhvrCom) ? u"TRUE" : u"FALSE");
+  UbeAnswerTrueFalse(lpDS->szBalanceAuditorDefined, ubeSection_IsBalanceAuditorDefined((HREPORT)lpBhvrCom));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionIsBalanceAuditorDefine, &DSD94NM16B4_template, "N94NM16B")
@@ -80,8 +69,8 @@ FAMOFLAS_BSFN ID ubeSectionGetDataSequence(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, L
   }
   ubeSection_GetDataSequence((HREPORT)lpBhvrCom, lpszSection, lpszVersion, NumberArgument(&lpDS->mnSequenceItem),
                              &dsItem);
-  vyrStrncpy(lpDS->szTableName, dsItem.szTable, MEMBER_SIZE(lpDS->szTableName));
-  vyrStrncpy(lpDS->szDataItem, dsItem.szDataItem, MEMBER_SIZE(lpDS->szDataItem));
+  vyrStrncpy(lpDS->szTableName, dsItem.szTable, UBE_MEMBER_SIZE(lpDS->szTableName));
+  vyrStrncpy(lpDS->szDataItem, dsItem.szDataItem, UBE_MEMBER_SIZE(lpDS->szDataItem));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionGetDataSequence, &DSD94NM16B5_template, "N94NM16B")
@@ -90,7 +79,7 @@ FAMOFLAS_BSFN ID ubeSectionGetDataSequenceItem(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
   LPDSD94NM16B6 lpDS = (LPDSD94NM16B6)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   ubeSection_GetDataSequenceItem((HREPORT)lpBhvrCom, NumberArgument(&lpDS->mnSequenceItem), lpDS->szDataItem,
-                                 MEMBER_SIZE(lpDS->szDataItem));
+                                 UBE_MEMBER_SIZE(lpDS->szDataItem));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionGetDataSequenceItem, &DSD94NM16B6_template, "N94NM16B")
@@ -98,7 +87,7 @@ FAMOFLAS_REGISTER(ubeSectionGetDataSequenceItem, &DSD94NM16B6_template, "N94NM16
 FAMOFLAS_BSFN ID ubeSectionGetTableInfo(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   LPDSD94NM16B7 lpDS = (LPDSD94NM16B7)lpVoidDS;
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  ubeSection_GetTableInfo((HREPORT)lpBhvrCom, lpDS->szTableName, MEMBER_SIZE(lpDS->szTableName));
+  ubeSection_GetTableInfo((HREPORT)lpBhvrCom, lpDS->szTableName, UBE_MEMBER_SIZE(lpDS->szTableName));
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ubeSectionGetTableInfo, &DSD94NM16B7_template, "N94NM16B")

@@ -2,12 +2,41 @@
  * companions.h - data structures of the companion business functions that the
  * library calls by name (they live in libfamoflascompanions.so). One
  * description serves both sides: the library fills the record, the companion
- * includes this header for its own definition and template.
+ * includes this header for its own definition and template. Among them are
+ * the clean-up companions that end what a job kept in named caches, which
+ * vyrFreeEnvBSFN calls when an environment is released.
  */
 #ifndef FAMOFLAS_FRAME_COMPANIONS_H
 #define FAMOFLAS_FRAME_COMPANIONS_H
 
 #include "frame/bsfn.h"
+
+/*
+ * GetAuditInfo (source object C9800001): the audit stamp of the calling
+ * context, with which the library fills the audit columns of the rows it
+ * writes.
+ *
+ *   szUserId          out  signed-on user ("USER" of vyrGetUserInfo)
+ *   szProgramId       out  program id ("PROGRAM")
+ *   szWorkstationId   out  workstation ("MACHINE"); 15 wide, the width the
+ *                          platform gives it; a table whose column is narrower
+ *                          keeps the first characters
+ *   jdDate            out  today's date, UTC
+ *   mnTime            out  time of day as HHMMSS (143005 is 14:30:05), UTC;
+ *                          date and time come from one reading of the clock,
+ *                          in UTC so that stamps written from machines in
+ *                          different zones compare as they happened
+ * Returns ER_SUCCESS; ER_ERROR with "4363" on item 0 when the context is not
+ * usable (null argument, or a context the platform does not know) or the
+ * clock cannot be read.
+ */
+#define DSGETAUDITINFO_MEMBERS(M, S)     \
+  M(S, STRING, szUserId, 10)             \
+  M(S, STRING, szProgramId, 10)          \
+  M(S, STRING, szWorkstationId, 15)      \
+  M(S, DATE, jdDate, 0)                  \
+  M(S, MATH, mnTime, 0)
+FAMOFLAS_DS(DSGETAUDITINFO, DSGETAUDITINFO_MEMBERS)
 
 /*
  * ReviseDecimalSeparatorInString (source object C0000500): rewrites the
@@ -36,5 +65,43 @@
   M(S, CHAR, cRevisionMode, 0)                                        \
   M(S, CHAR, cEitherMarkIsDecimal, 0)
 FAMOFLAS_DS(DSREVISEDECSEP, DSREVISEDECSEP_MEMBERS)
+
+/*
+ * ValidateGeoCode: geocode validation through the external tax interface,
+ * whose lookups are cached for the job.
+ *
+ *  cProcessingMode   in   '1': end of job: the cached geocode lookups are ended
+ *  idLookupsEnded    out  how many cached lookups were dropped
+ * The lookups themselves belong to the tax package; until this host offers
+ * them, any other mode is refused with "4363" on item 1 (ER_ERROR).
+ */
+#define DSVALIDATEGEOCODE_MEMBERS(M, S) \
+  M(S, CHAR, cProcessingMode, 0)        \
+  M(S, ID, idLookupsEnded, 0)
+FAMOFLAS_DS(DSVALIDATEGEOCODE, DSVALIDATEGEOCODE_MEMBERS)
+
+/*
+ * X0901TerminateCaches: ends the account caches of the account-master family.
+ *
+ *  cTerminateAccountsById      in   '1': end the cache of accounts by account id
+ *  cTerminateAccountsByNumber  in   '1': end the cache of account ids by
+ *                                        business unit, object and subsidiary
+ *  idRecordsEnded              out  how many records the ended caches held
+ * Any other flag value leaves its cache alone.
+ */
+#define DSX0901TERMINATECACHES_MEMBERS(M, S) \
+  M(S, CHAR, cTerminateAccountsById, 0)      \
+  M(S, CHAR, cTerminateAccountsByNumber, 0)  \
+  M(S, ID, idRecordsEnded, 0)
+FAMOFLAS_DS(DSX0901TERMINATECACHES, DSX0901TERMINATECACHES_MEMBERS)
+
+/*
+ * AAIRangeOfAccountsClear: forgets the account ranges of automatic accounting
+ * instructions cached for the job, so the next lookup reads them afresh.
+ *
+ *  idRangesCleared   out  how many cached ranges were dropped
+ */
+#define DSAAIRANGECLEAR_MEMBERS(M, S) M(S, ID, idRangesCleared, 0)
+FAMOFLAS_DS(DSAAIRANGECLEAR, DSAAIRANGECLEAR_MEMBERS)
 
 #endif /* FAMOFLAS_FRAME_COMPANIONS_H */

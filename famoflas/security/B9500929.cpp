@@ -4,7 +4,7 @@
 
 #include <string.h>
 
-#include "frame/audit.h"
+#include "frame/companions.h"
 
 namespace {
 
@@ -46,11 +46,27 @@ void BuildPolicyKey(PolicyKey *lpKey) {
   vyrStrcpyFillAndTerminate(lpKey->szUserKey, kPolicyUserKey, 11, 0);
 }
 
-// Opens F98QXSEC under index 2 with the policy columns; FALSE when it cannot.
-BOOL OpenPolicyTable(HUSER hUser, HREQUEST *lphRequest) {
+// Opens a behaviour handle and F98QXSEC under index 2 with the policy
+// columns; FALSE, with nothing left open, when either fails.
+BOOL OpenPolicyTable(LPBHVRCOM lpBhvrCom, HUSER *lphUser, HREQUEST *lphRequest) {
+  *lphUser = NULL;
   *lphRequest = NULL;
-  return VDB_OpenTable(hUser, kTable, kPolicyIndex, kPolicyColumns, kPolicyColumnCount, NULL, lphRequest) ==
-         VDB_SUCCESS;
+  if (VDB_InitBhvr(lpBhvrCom, lphUser, NULL, 0) != VDB_SUCCESS) return FALSE;
+  if (VDB_OpenTable(*lphUser, kTable, kPolicyIndex, kPolicyColumns, kPolicyColumnCount, NULL, lphRequest) ==
+      VDB_SUCCESS)
+    return TRUE;
+  VDB_FreeBhvr(*lphUser);
+  return FALSE;
+}
+
+void ClosePolicyTable(HUSER hUser, HREQUEST hRequest) {
+  VDB_CloseTable(hRequest);
+  VDB_FreeBhvr(hUser);
+}
+
+// Fetches the "*POLICY" row; TRUE when there is one.
+BOOL FetchPolicyRow(HREQUEST hRequest, const PolicyKey *lpKey, PolicyRow *lpRow) {
+  return VDB_FetchKeyed(hRequest, kPolicyIndex, lpKey, 1, lpRow, 0) == VDB_SUCCESS;
 }
 
 // The five limits in their stored form, 49 bytes each.
@@ -93,22 +109,47 @@ BOOL BuildPolicyRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const PasswordPolicy *lp
   return TRUE;
 }
 
-// Declares the policy bytes and inserts the row; TRUE when inserted.
-BOOL InsertPolicyRow(HREQUEST hRequest, const PolicyRow *lpRow) {
+// Declares the policy bytes and writes the row: rewritten under lpKey, or
+// inserted when lpKey is NULL. TRUE when written.
+BOOL WritePolicyRow(HREQUEST hRequest, const PolicyKey *lpKey, const PolicyRow *lpRow) {
   if (VDB_SetBLOBSize(hRequest, kBlobColumn, B9500929_POLICY_BLOB_SIZE) != VDB_SUCCESS) return FALSE;
-  return VDB_InsertTable(hRequest, lpRow) == VDB_SUCCESS;
-}
-
-// Declares the policy bytes and rewrites the "*POLICY" row; TRUE when rewritten.
-BOOL UpdatePolicyRow(HREQUEST hRequest, const PolicyKey *lpKey, const PolicyRow *lpRow) {
-  if (VDB_SetBLOBSize(hRequest, kBlobColumn, B9500929_POLICY_BLOB_SIZE) != VDB_SUCCESS) return FALSE;
+  if (lpKey == NULL) return VDB_InsertTable(hRequest, lpRow) == VDB_SUCCESS;
   return VDB_UpdateTable(hRequest, kPolicyIndex, lpKey, 1, lpRow) == VDB_SUCCESS;
 }
 
-// Number of JCHAR before the terminator; a null password reads as empty.
-int PasswordLength(const JCHAR *lpszPassword) {
-  return lpszPassword == NULL ? 0 : (int)vyrStrlen(lpszPassword);
+/*
+ * Add and Update: builds the row from the policy record and inserts it, or
+ * rewrites the row that is there when bRewriteExisting. nLine is the caller's,
+ * for the argument check.
+ */
+ID StorePolicy(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS, BOOL bRewriteExisting, int nLine) {
+  HUSER hUser = NULL;
+  HREQUEST hRequest = NULL;
+  PolicyKey key;
+  PolicyRow fetched;
+  PolicyRow row;
+  unsigned char policyBytes[B9500929_POLICY_BLOB_SIZE];
+  BuildPolicyKey(&key);
+  memset(&fetched, 0, sizeof fetched);
+  memset(&row, 0, sizeof row);
+  memset(policyBytes, 0, sizeof policyBytes);
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, nLine)) return ER_ERROR;
+
+  if (!OpenPolicyTable(lpBhvrCom, &hUser, &hRequest)) return ER_ERROR;
+  const BOOL bRewrite = bRewriteExisting && FetchPolicyRow(hRequest, &key, &fetched);
+  ID idResult = ER_ERROR;
+  if (BuildPolicyRow(lpBhvrCom, lpVoid, (const PasswordPolicy *)lpVoidDS, policyBytes, &row) &&
+      WritePolicyRow(hRequest, bRewrite ? &key : NULL, &row))
+    idResult = ER_SUCCESS;
+  ClosePolicyTable(hUser, hRequest);
+  return idResult;
 }
+
+// A null password reads as empty.
+const JCHAR *PasswordText(const JCHAR *lpszPassword) { return lpszPassword == NULL ? u"" : lpszPassword; }
+
+// Number of JCHAR before the terminator.
+int PasswordLength(const JCHAR *lpszPassword) { return (int)vyrStrlen(PasswordText(lpszPassword)); }
 
 // MATH_NUMERIC form of a count, for comparisons with a limit.
 void CountToMath(int nCount, LPMATH_NUMERIC lpValue) {
@@ -163,24 +204,22 @@ FAMOFLAS_INTERNAL int I9500929_CheckMinimumPasswordLength(const JCHAR *lpszPassw
 }
 
 FAMOFLAS_INTERNAL int I9500929_CheckNumberOfNumerics(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit) {
-  const JCHAR *lpszText = lpszPassword == NULL ? u"" : lpszPassword;
   // The terminator's position is visited as well; it is never a digit.
-  return CountReachesLimit(lpszText, PasswordLength(lpszText), &mnLimit, I9500929_isNumber);
+  return CountReachesLimit(PasswordText(lpszPassword), PasswordLength(lpszPassword), &mnLimit, I9500929_isNumber);
 }
 
 FAMOFLAS_INTERNAL int I9500929_CheckMinimumCharacters(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit) {
-  const JCHAR *lpszText = lpszPassword == NULL ? u"" : lpszPassword;
-  return CountReachesLimit(lpszText, PasswordLength(lpszText) - 1, &mnLimit, I9500929_isCharacter);
+  return CountReachesLimit(PasswordText(lpszPassword), PasswordLength(lpszPassword) - 1, &mnLimit,
+                           I9500929_isCharacter);
 }
 
 FAMOFLAS_INTERNAL int I9500929_CheckMinimumSpecialCharacters(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit) {
-  const JCHAR *lpszText = lpszPassword == NULL ? u"" : lpszPassword;
-  return CountReachesLimit(lpszText, PasswordLength(lpszText) - 1, &mnLimit, IsSpecial);
+  return CountReachesLimit(PasswordText(lpszPassword), PasswordLength(lpszPassword) - 1, &mnLimit, IsSpecial);
 }
 
 FAMOFLAS_INTERNAL int I9500929_CheckMaximumConsecutiveCharacters(const JCHAR *lpszPassword,
                                                                   MATH_NUMERIC mnLimit) {
-  const JCHAR *lpszText = lpszPassword == NULL ? u"" : lpszPassword;
+  const JCHAR *lpszText = PasswordText(lpszPassword);
   const int nLength = PasswordLength(lpszText);
   MATH_NUMERIC mnPairs;
   int nPairs = 0;
@@ -196,57 +235,12 @@ FAMOFLAS_INTERNAL int I9500929_CheckMaximumConsecutiveCharacters(const JCHAR *lp
 /* ---- Maintenance of the policy row ---------------------------------------------- */
 
 FAMOFLAS_BSFN ID AddPasswordPolicyToF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  HUSER hUser = NULL;
-  HREQUEST hRequest = NULL;
-  PolicyRow row;
-  unsigned char policyBytes[B9500929_POLICY_BLOB_SIZE];
-  memset(&row, 0, sizeof row);
-  memset(policyBytes, 0, sizeof policyBytes);
-  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  const PasswordPolicy *lpDS = (const PasswordPolicy *)lpVoidDS;
-
-  if (VDB_InitBhvr(lpBhvrCom, &hUser, NULL, 0) != VDB_SUCCESS) return ER_ERROR;
-  if (!OpenPolicyTable(hUser, &hRequest)) {
-    VDB_FreeBhvr(hUser);
-    return ER_ERROR;
-  }
-  ID idResult = ER_ERROR;
-  if (BuildPolicyRow(lpBhvrCom, lpVoid, lpDS, policyBytes, &row) && InsertPolicyRow(hRequest, &row))
-    idResult = ER_SUCCESS;
-  VDB_CloseTable(hRequest);
-  VDB_FreeBhvr(hUser);
-  return idResult;
+  return StorePolicy(lpBhvrCom, lpVoid, lpVoidDS, FALSE, __LINE__);
 }
 FAMOFLAS_REGISTER(AddPasswordPolicyToF98QXSEC, &DSD9500929A_template, "B9500929")
 
 FAMOFLAS_BSFN ID UpdatePasswordPolicyToF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  HUSER hUser = NULL;
-  HREQUEST hRequest = NULL;
-  PolicyKey key;
-  PolicyRow fetched;
-  PolicyRow row;
-  unsigned char policyBytes[B9500929_POLICY_BLOB_SIZE];
-  BuildPolicyKey(&key);
-  memset(&fetched, 0, sizeof fetched);
-  memset(&row, 0, sizeof row);
-  memset(policyBytes, 0, sizeof policyBytes);
-  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  const PasswordPolicy *lpDS = (const PasswordPolicy *)lpVoidDS;
-
-  if (VDB_InitBhvr(lpBhvrCom, &hUser, NULL, 0) != VDB_SUCCESS) return ER_ERROR;
-  if (!OpenPolicyTable(hUser, &hRequest)) {
-    VDB_FreeBhvr(hUser);
-    return ER_ERROR;
-  }
-  const BOOL bExists = VDB_FetchKeyed(hRequest, kPolicyIndex, &key, 1, &fetched, 0) == VDB_SUCCESS;
-  ID idResult = ER_ERROR;
-  if (BuildPolicyRow(lpBhvrCom, lpVoid, lpDS, policyBytes, &row)) {
-    const BOOL bWritten = bExists ? UpdatePolicyRow(hRequest, &key, &row) : InsertPolicyRow(hRequest, &row);
-    if (bWritten) idResult = ER_SUCCESS;
-  }
-  VDB_CloseTable(hRequest);
-  VDB_FreeBhvr(hUser);
-  return idResult;
+  return StorePolicy(lpBhvrCom, lpVoid, lpVoidDS, TRUE, __LINE__);
 }
 FAMOFLAS_REGISTER(UpdatePasswordPolicyToF98QXSEC, &DSD9500929A_template, "B9500929")
 
@@ -260,13 +254,9 @@ FAMOFLAS_BSFN ID GetPasswordPolicyFromF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   PasswordPolicy *lpDS = (PasswordPolicy *)lpVoidDS;
 
-  if (VDB_InitBhvr(lpBhvrCom, &hUser, NULL, 0) != VDB_SUCCESS) return ER_ERROR;
-  if (!OpenPolicyTable(hUser, &hRequest)) {
-    VDB_FreeBhvr(hUser);
-    return ER_ERROR;
-  }
+  if (!OpenPolicyTable(lpBhvrCom, &hUser, &hRequest)) return ER_ERROR;
   ID idResult = ER_ERROR;
-  if (VDB_FetchKeyed(hRequest, kPolicyIndex, &key, 1, &row, 0) == VDB_SUCCESS) {
+  if (FetchPolicyRow(hRequest, &key, &row)) {
     // A value shorter than the record (written by something else) is not a policy.
     uint32_t nBytes = 0;
     if (row.lpPolicy != NULL && VDB_GetBLOBSize(hRequest, kBlobColumn, &nBytes) == VDB_SUCCESS &&
@@ -279,8 +269,7 @@ FAMOFLAS_BSFN ID GetPasswordPolicyFromF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
       idResult = ER_SUCCESS;
     }
   }
-  VDB_CloseTable(hRequest);
-  VDB_FreeBhvr(hUser);
+  ClosePolicyTable(hUser, hRequest);
   return idResult;
 }
 FAMOFLAS_REGISTER(GetPasswordPolicyFromF98QXSEC, &DSD9500929A_template, "B9500929")
@@ -292,14 +281,9 @@ FAMOFLAS_BSFN ID DeletePasswordPolicyFromF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lp
   BuildPolicyKey(&key);
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
 
-  if (VDB_InitBhvr(lpBhvrCom, &hUser, NULL, 0) != VDB_SUCCESS) return ER_ERROR;
-  if (!OpenPolicyTable(hUser, &hRequest)) {
-    VDB_FreeBhvr(hUser);
-    return ER_ERROR;
-  }
+  if (!OpenPolicyTable(lpBhvrCom, &hUser, &hRequest)) return ER_ERROR;
   const ID idResult = VDB_DeleteTable(hRequest, kPolicyIndex, &key, 1) == VDB_SUCCESS ? ER_SUCCESS : ER_ERROR;
-  VDB_CloseTable(hRequest);
-  VDB_FreeBhvr(hUser);
+  ClosePolicyTable(hUser, hRequest);
   return idResult;
 }
 FAMOFLAS_REGISTER(DeletePasswordPolicyFromF98QXSEC, &DSD9500929A_template, "B9500929")

@@ -5,72 +5,25 @@
 namespace {
 
 const char kSource[] = "X00500ED";
-const size_t kTextSize = X00500_WORDS_LENGTH + 1;
 
-const JCHAR *const kDigitWords[10] = {u"NULL",  u"EINS",  u"ZWEI",   u"DREI", u"VIER",
-                                      u"FUENF", u"SECHS", u"SIEBEN", u"ACHT", u"NEUN"};
-
-const JCHAR *DigitWord(JCHAR cDigit) { return kDigitWords[cDigit - u'0']; }
-
-// The words of at most eleven digits stay well inside the member; a piece
-// that would not fit is dropped rather than written past it.
-void Append(JCHAR *lpszText, const JCHAR *lpszMore) {
-  if (vyrStrlen(lpszText) + vyrStrlen(lpszMore) < kTextSize) vyrStrcat(lpszText, lpszMore);
-}
-
-void WriteFormatted(JCHAR *lpszText, const MATH_NUMERIC *lpAmount) {
-  JCHAR szFormatted[VYR_MATH_TEXT_SIZE] = {0};
-  FormatMathNumeric(szFormatted, lpAmount);
-  // Clear the words entirely: padding later writes over what follows the digits.
-  vyrMemset(lpszText, 0, kTextSize);
-  Append(lpszText, szFormatted);
+void SpellEuroAndCents(JCHAR *lpszWords, const JCHAR *lpszDigits, int nDigits, int nWhole, int nDecimals) {
+  X00500_AppendDigitWords(lpszWords, lpszDigits, nWhole, u" Euro ");
+  const JCHAR *lpCents = lpszDigits + nWhole;
+  const int nCentDigits = nDigits - nWhole;
+  if (nDecimals == 2 && nCentDigits == 2 && !(lpCents[0] == u'0' && lpCents[1] == u'0')) {
+    X00500_AppendDigitWords(lpszWords, lpCents, 2, lpCents[0] == u'0' && lpCents[1] == u'1' ? u" Cent" : u" Cents");
+  } else if (nDecimals == 1 && nCentDigits == 1) {
+    // Tenths are spelled as two cent digits.
+    const JCHAR szTenths[2] = {lpCents[0], u'0'};
+    X00500_AppendDigitWords(lpszWords, szTenths, 2, u" Cents");
+  }
 }
 
 }  // namespace
 
 FAMOFLAS_BSFN ID ConvertNumbersToWordsED(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
-  LPDSDX00500 lpDS = (LPDSDX00500)lpVoidDS;
-  JCHAR szWords[kTextSize] = {0};
-  JCHAR szDigits[MAXLEN_MATH_NUMERIC + 1] = {0};
-
-  const int nDigits = vyrMathGetRawStringEx(szDigits, &lpDS->mnAmount, MAXLEN_MATH_NUMERIC + 1);
-  int nDecimals = lpDS->mnAmount.nDecimalPosition;
-  if (nDecimals < 0) nDecimals = 0;
-  if (nDecimals > MAXLEN_MATH_NUMERIC) nDecimals = MAXLEN_MATH_NUMERIC;
-  const bool bSpell = nDigits > 0 && nDigits < X00500_MAX_SPELLED_DIGITS &&
-                      vyrStrspn(szDigits, u"0123456789") == (size_t)nDigits;
-
-  if (!bSpell) {
-    WriteFormatted(szWords, &lpDS->mnAmount);
-  } else {
-    const int nWhole = nDigits > nDecimals ? nDigits - nDecimals : 0;
-    for (int i = 0; i < nWhole; ++i) {
-      Append(szWords, DigitWord(szDigits[i]));
-      Append(szWords, i == nWhole - 1 ? u" Euro " : u"-");
-    }
-    const JCHAR *lpCents = szDigits + nWhole;
-    const int nCentDigits = nDigits - nWhole;
-    if (nDecimals == 2 && nCentDigits == 2 && !(lpCents[0] == u'0' && lpCents[1] == u'0')) {
-      Append(szWords, DigitWord(lpCents[0]));
-      Append(szWords, u"-");
-      Append(szWords, DigitWord(lpCents[1]));
-      Append(szWords, lpCents[0] == u'0' && lpCents[1] == u'1' ? u" Cent" : u" Cents");
-    } else if (nDecimals == 1 && nCentDigits == 1) {
-      // Tenths are spelled as two cent digits.
-      Append(szWords, DigitWord(lpCents[0]));
-      Append(szWords, u"-");
-      Append(szWords, DigitWord(u'0'));
-      Append(szWords, u" Cents");
-    }
-    if (vyrStrlen(szWords) > X00500_FIELD_LENGTH) WriteFormatted(szWords, &lpDS->mnAmount);
-  }
-
-  for (size_t n = vyrStrlen(szWords); n < X00500_FIELD_LENGTH; ++n) {
-    szWords[n] = u'*';
-    szWords[n + 1] = 0;
-  }
-  vyrStrcpyFillAndTerminate(lpDS->szAmountInWords, szWords, kTextSize, 0);
+  X00500_FillAmountInWords((LPDSDX00500)lpVoidDS, SpellEuroAndCents);
   return ER_SUCCESS;
 }
 FAMOFLAS_REGISTER(ConvertNumbersToWordsED, &DSDX00500_template, "X00500ED")

@@ -49,6 +49,8 @@ class Statement {
     return readInt(column);
   }
   // A calendar date as yyyymmdd, for an engine with a date type; the default keeps the integer.
+  // kNullDate (values.h) is the null date: an engine with a date type stores it as its sentinel
+  // (Dialect::nullDate) and reads that back as kNullDate.
   virtual void bindDate(int position, int64_t yyyymmdd) { bindInt(position, yyyymmdd); }
   virtual int64_t readDate(int column) { return readInt(column); }
   // An instant as microseconds since 1970-01-01 UTC, for an engine with a timestamp type.
@@ -98,6 +100,8 @@ struct Dialect {
     (void)descending;
     return {};
   }
+  // The stored null date as an SQL literal: it sorts before every real date (the default is kNullDate as an integer).
+  virtual std::string_view nullDate() const { return "0"; }
   // A query whose rows name, in column 0, every table and index of the schema tables are created in.
   virtual std::string relationsSql() const = 0;
   // Run inside the transaction that creates tables, so processes creating them together wait for each other

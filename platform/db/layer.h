@@ -121,7 +121,7 @@ struct Shape {
   Op op = Op::Fetch;
   ID index = 0;
   int keys = 0;
-  uint64_t nullKeys = 0;    // bit i: key i is null (IS NULL)
+  uint64_t nullKeys = 0;    // bit i: key i is the null date or timestamp
   uint32_t selection = 0;   // interned selection shape (0: none)
   uint32_t sequencing = 0;  // interned sequencing (0: index order)
   uint32_t columns = 0;     // interned column list of *Cols operations (0: the request's)
@@ -133,7 +133,7 @@ struct Condition {
   size_t column = 0;
   int comparison = 0;
   bool orWithPrevious = false;
-  bool isNull = false;  // IS NULL / IS NOT NULL
+  bool isNull = false;  // the null value: = and <> test for it, with no placeholder
   Value value;
 };
 

@@ -9,6 +9,16 @@ namespace {
 std::string quoted(std::u16string_view name) { return "\"" + toUtf8(name) + "\""; }
 std::string quoted(const ColumnDef &column) { return quoted(column.alias); }
 
+// The column holds the null value (equal) or any other (not equal). A date
+// holds the null date as the dialect's sentinel, or NULL when written before
+// the sentinel was; every real date sorts after the sentinel.
+std::string nullTest(const ColumnDef &column, bool equal, const Dialect &dialect) {
+  const std::string name = quoted(column);
+  if (column.kind != ColumnKind::Date) return name + (equal ? " IS NULL" : " IS NOT NULL");
+  const std::string sentinel(dialect.nullDate());
+  return equal ? "(" + name + " = " + sentinel + " OR " + name + " IS NULL)" : name + " > " + sentinel;
+}
+
 class Builder {
  public:
   explicit Builder(const Dialect &dialect) : dialect_(dialect) {}
@@ -21,8 +31,7 @@ class Builder {
       const ColumnDef &column = table.columns[index.columns[static_cast<size_t>(i)]];
       sql += glue;
       glue = " AND ";
-      sql += quoted(column);
-      sql += (nullKeys >> i & 1) ? " IS NULL" : " = " + next();
+      sql += (nullKeys >> i & 1) ? nullTest(column, true, dialect_) : quoted(column) + " = " + next();
     }
   }
 
@@ -121,11 +130,18 @@ std::string selectSql(const Request &request, const Shape &shape, const Dialect 
     const bool closesGroup = i + 1 == request.selection.size() || !request.selection[i + 1].orWithPrevious;
     sql += opensGroup ? std::string(glue) + "(" : std::string(" OR ");
     glue = " AND ";
-    sql += quoted(table.columns[condition.column]);
-    if (condition.isNull)
-      sql += condition.comparison == VDB_CMP_NE ? " IS NOT NULL" : " IS NULL";
-    else
-      sql += comparisonText(condition.comparison) + builder.next();
+    const ColumnDef &column = table.columns[condition.column];
+    const int comparison = condition.comparison;
+    if (condition.isNull) {
+      sql += nullTest(column, comparison != VDB_CMP_NE, dialect);
+    } else if (column.kind == ColumnKind::Date &&
+               (comparison == VDB_CMP_LT || comparison == VDB_CMP_LE || comparison == VDB_CMP_NE)) {
+      // The null date sorts first but is no date: it does not come before or differ from one.
+      sql += "(" + quoted(column) + comparisonText(comparison) + builder.next() + " AND " +
+             nullTest(column, false, dialect) + ")";
+    } else {
+      sql += quoted(column) + comparisonText(comparison) + builder.next();
+    }
     if (closesGroup) sql += ")";
   }
 

@@ -1,6 +1,7 @@
 // SQL text built from the catalogue and a request's state. Values never
 // appear in it: every one is a placeholder, bound in the order the text
-// numbers them (keys, then selection values; for writes the written columns first).
+// numbers them (keys, then selection values; for writes the written columns
+// first). A null key or selection value has no placeholder: the text tests for it.
 #pragma once
 
 #include <string>

@@ -1,64 +1,13 @@
 #include "db/values.h"
 
-#include <unicode/ustring.h>
+#include <unicode/utf16.h>
 
 #include <chrono>
 #include <cstring>
 
 namespace vyr::db {
 
-// ---- Text ---------------------------------------------------------------------
-
-void appendUtf8(std::string &out, std::u16string_view text) {
-  // Table text is nearly always ASCII: copy that directly, leave the rest to ICU.
-  size_t ascii = 0;
-  while (ascii < text.size() && text[ascii] < 0x80) ++ascii;
-  const size_t start = out.size();
-  if (ascii == text.size()) {
-    out.resize(start + text.size());
-    for (size_t i = 0; i < text.size(); ++i) out[start + i] = static_cast<char>(text[i]);
-    return;
-  }
-  out.resize(start + text.size() * 3);
-  UErrorCode status = U_ZERO_ERROR;
-  int32_t written = 0;
-  u_strToUTF8WithSub(out.data() + start, static_cast<int32_t>(text.size() * 3), &written,
-                     reinterpret_cast<const UChar *>(text.data()), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
-                     &status);
-  out.resize(U_SUCCESS(status) ? start + static_cast<size_t>(written) : start);
-}
-
-std::string toUtf8(std::u16string_view text) {
-  std::string out;
-  appendUtf8(out, text);
-  return out;
-}
-
-size_t fromUtf8(std::string_view text, JCHAR *out, size_t capacity) {
-  size_t i = 0;
-  while (i < text.size() && i < capacity && static_cast<unsigned char>(text[i]) < 0x80) {
-    out[i] = static_cast<JCHAR>(text[i]);
-    ++i;
-  }
-  if (i == text.size() || i == capacity) return i;
-  // Convert the rest whole, then keep what fits without splitting a pair.
-  std::u16string rest(text.size() - i, u'\0');
-  UErrorCode status = U_ZERO_ERROR;
-  int32_t written = 0;
-  u_strFromUTF8WithSub(reinterpret_cast<UChar *>(rest.data()), static_cast<int32_t>(rest.size()), &written,
-                       text.data() + i, static_cast<int32_t>(text.size() - i), 0xFFFD, nullptr, &status);
-  if (U_FAILURE(status)) return i;
-  size_t n = std::min(static_cast<size_t>(written), capacity - i);
-  if (n > 0 && n < static_cast<size_t>(written) && U16_IS_LEAD(rest[n - 1])) --n;
-  std::memcpy(out + i, rest.data(), n * sizeof(JCHAR));
-  return i + n;
-}
-
-std::u16string fromUtf8(std::string_view text) {
-  std::u16string out(text.size(), u'\0');
-  out.resize(fromUtf8(text, out.data(), out.size()));
-  return out;
-}
+// ---- Text fields ---------------------------------------------------------------
 
 std::u16string_view readField(const void *field, size_t width, std::u16string &buffer) {
   // Unit by unit up to the terminator: a caller's value may be shorter than the field.
@@ -77,7 +26,8 @@ std::u16string_view readField(const void *field, size_t width, std::u16string &b
 
 void writePaddedField(void *field, size_t width, std::u16string_view text) {
   auto *out = static_cast<unsigned char *>(field);
-  const size_t n = std::min(text.size(), width);
+  size_t n = std::min(text.size(), width);
+  if (n > 0 && n < text.size() && U16_IS_LEAD(text[n - 1])) --n;  // no half of a pair
   std::memcpy(out, text.data(), n * sizeof(JCHAR));
   const JCHAR blank = u' ';
   for (size_t i = n; i < width; ++i) std::memcpy(out + i * sizeof(JCHAR), &blank, sizeof blank);
@@ -96,8 +46,7 @@ void fieldToStored(const void *field, size_t width, std::string &out) {
     if (c == u'\0') break;
     if (c >= 0x80) {
       std::u16string buffer;
-      out.clear();
-      appendUtf8(out, readField(field, width, buffer));
+      out = toUtf8(readField(field, width, buffer));
       return;
     }
     out.push_back(static_cast<char>(c));
@@ -115,9 +64,7 @@ void storedToField(std::string_view stored, void *field, size_t width) {
     ++n;
   }
   if (n < stored.size() && n < width) {
-    std::u16string buffer(width, u'\0');
-    buffer.resize(fromUtf8(stored, buffer.data(), width));
-    writePaddedField(field, width, buffer);
+    writePaddedField(field, width, fromUtf8(stored));
     return;
   }
   const JCHAR blank = u' ';
@@ -206,7 +153,10 @@ void scaledToMath(int64_t scaled, unsigned decimals, MATH_NUMERIC *out) {
 // ---- Dates and timestamps ----------------------------------------------------------
 
 DateForm dateToStored(const VYRDATE &date, int64_t *stored) {
-  if (date.nYear == 0 && date.nMonth == 0 && date.nDay == 0) return DateForm::Null;
+  if (date.nYear == 0 && date.nMonth == 0 && date.nDay == 0) {
+    *stored = kNullDate;
+    return DateForm::Null;
+  }
   if (date.nYear < 1 || date.nYear > 9999) return DateForm::Invalid;
   using namespace std::chrono;
   const year_month_day ymd{year{date.nYear}, month{static_cast<unsigned>(date.nMonth)},

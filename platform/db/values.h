@@ -1,32 +1,27 @@
 // Conversions between the record forms of vyrdb.h and what the database
 // stores: text as UTF-8 without trailing blanks, numbers as integers scaled by
-// the column's decimals, dates as yyyymmdd, timestamps as microseconds UTC.
+// the column's decimals, dates as yyyymmdd (the null date as kNullDate),
+// timestamps as microseconds UTC. Plain UTF-8 conversion is unicode/jchar_utf8.h.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "unicode/jchar_utf8.h"
 #include "vyrtypes.h"
 
 namespace vyr VYR_HOST_API {
 namespace db {
 
-// ---- Text ---------------------------------------------------------------------
-
-// Appends the UTF-8 form of UTF-16 text (a lone surrogate becomes U+FFFD).
-void appendUtf8(std::string &out, std::u16string_view text);
-std::string toUtf8(std::u16string_view text);
-// Writes UTF-8 text as UTF-16 into out, at most capacity units (a character
-// that would not fit whole is left out); returns the number written.
-size_t fromUtf8(std::string_view text, JCHAR *out, size_t capacity);
-std::u16string fromUtf8(std::string_view text);
+// ---- Text fields ---------------------------------------------------------------
 
 // The characters of a JCHAR field (up to its terminator, at most width),
 // without trailing blanks, copied out of a possibly misaligned record into
 // buffer. Nothing after the terminator is read.
 std::u16string_view readField(const void *field, size_t width, std::u16string &buffer);
-// Writes text into a field of width + 1 positions: blank-padded to width and terminated.
+// Writes text into a field of width + 1 positions: blank-padded to width and
+// terminated (a character that would not fit whole is left out).
 void writePaddedField(void *field, size_t width, std::u16string_view text);
 // UTF-8 form of a JCHAR field without trailing blanks (what the database stores).
 void fieldToStored(const void *field, size_t width, std::string &out);
@@ -53,8 +48,15 @@ void scaledToMath(int64_t scaled, unsigned decimals, MATH_NUMERIC *out);
 
 // ---- Dates and timestamps ----------------------------------------------------------
 
+// The null date as stored. SQL NULL would repeat in a unique index and never
+// equal itself in a key, so the null date is a value of its own that sorts
+// before every real date (an engine with a date type maps it to its earliest).
+// Rows written before it was stored so may still hold NULL: reads take both alike.
+constexpr int64_t kNullDate = 0;
+
 enum class DateForm { Null, Valid, Invalid };
-// yyyymmdd of a valid date; all zero is null, anything else not a calendar date is invalid.
+// yyyymmdd of a valid date (kNullDate for the all-zero null date); anything
+// else not a calendar date is invalid.
 DateForm dateToStored(const VYRDATE &date, int64_t *stored);
 VYRDATE storedToDate(int64_t stored);
 

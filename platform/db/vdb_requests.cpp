@@ -2,6 +2,8 @@
 // selection and sequencing, writes, fetch for update, key buffers and binary
 // columns. Each entry point checks its arguments, takes its user's lock, and
 // turns every failure into a result (with one trace line where a context is known).
+#include <unicode/utf16.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -117,23 +119,49 @@ size_t keyOffset(const TableDef &table, const IndexDef &index, size_t keyPositio
   return offset;
 }
 
-// The stored form of a record field about to be written (main value, and zone of a timestamp).
-bool storedValue(Request &request, size_t position, const unsigned char *field, Value &main, Value &zone,
-                 std::string &why) {
-  const ColumnDef &column = request.table->columns[position];
+// The stored form of a string, character or integer field: the kinds a write
+// and a comparison take alike. False for the other kinds.
+bool plainValue(const ColumnDef &column, const unsigned char *field, Value &out) {
   switch (column.kind) {
     case ColumnKind::String:
-      main.kind = Value::Kind::Text;
-      fieldToStored(field, column.width, main.text);
+      out.kind = Value::Kind::Text;
+      fieldToStored(field, column.width, out.text);
       return true;
     case ColumnKind::Char: {
       JCHAR c;
       std::memcpy(&c, field, sizeof c);
-      main.kind = Value::Kind::Text;
-      main.text.clear();
-      if (c != u'\0' && c != u' ') appendUtf8(main.text, std::u16string_view(&c, 1));
+      out.kind = Value::Kind::Text;
+      out.text.clear();
+      if (c != u'\0' && c != u' ') out.text = toUtf8(std::u16string_view(&c, 1));
       return true;
     }
+    case ColumnKind::Integer: {
+      int32_t v;
+      std::memcpy(&v, field, sizeof v);
+      out.setInt(v);
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+// The stored form of a date field (kNullDate for the null date); false when it is no calendar date.
+bool dateValue(const unsigned char *field, Value &out, bool &isNull, VYRDATE &date) {
+  std::memcpy(&date, field, sizeof date);
+  int64_t stored = kNullDate;
+  const DateForm form = dateToStored(date, &stored);
+  isNull = form == DateForm::Null;
+  out.setDate(stored);
+  return form != DateForm::Invalid;
+}
+
+// The stored form of a record field about to be written (main value, and zone of a timestamp).
+bool storedValue(Request &request, size_t position, const unsigned char *field, Value &main, Value &zone,
+                 std::string &why) {
+  const ColumnDef &column = request.table->columns[position];
+  if (plainValue(column, field, main)) return true;
+  switch (column.kind) {
     case ColumnKind::Number: {
       MATH_NUMERIC number;
       std::memcpy(&number, field, sizeof number);
@@ -151,28 +179,12 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
           return true;
       }
     }
-    case ColumnKind::Integer: {
-      int32_t v;
-      std::memcpy(&v, field, sizeof v);
-      main.setInt(v);
-      return true;
-    }
     case ColumnKind::Date: {
       VYRDATE date;
-      std::memcpy(&date, field, sizeof date);
-      int64_t stored = 0;
-      switch (dateToStored(date, &stored)) {
-        case DateForm::Null:
-          main.setNull();
-          return true;
-        case DateForm::Valid:
-          main.setDate(stored);
-          return true;
-        case DateForm::Invalid:
-          why = "column " + aliasText(column) + " holds no calendar date (" + std::to_string(date.nYear) + "-" +
-                std::to_string(date.nMonth) + "-" + std::to_string(date.nDay) + ")";
-          return false;
-      }
+      bool isNull = false;
+      if (dateValue(field, main, isNull, date)) return true;
+      why = "column " + aliasText(column) + " holds no calendar date (" + std::to_string(date.nYear) + "-" +
+            std::to_string(date.nMonth) + "-" + std::to_string(date.nDay) + ")";
       return false;
     }
     case ColumnKind::UTime: {
@@ -214,8 +226,9 @@ bool storedValue(Request &request, size_t position, const unsigned char *field, 
       main.blobSize = size;
       return true;
     }
+    default:
+      return false;
   }
-  return false;
 }
 
 // A key or selection value compared with a column: its stored form, or isNull
@@ -227,19 +240,9 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
     isNull = true;
     return true;
   }
+  const auto *field = static_cast<const unsigned char *>(value);
+  if (plainValue(column, field, out)) return true;
   switch (column.kind) {
-    case ColumnKind::String:
-      out.kind = Value::Kind::Text;
-      fieldToStored(value, column.width, out.text);
-      return true;
-    case ColumnKind::Char: {
-      JCHAR c;
-      std::memcpy(&c, value, sizeof c);
-      out.kind = Value::Kind::Text;
-      out.text.clear();
-      if (c != u'\0' && c != u' ') appendUtf8(out.text, std::u16string_view(&c, 1));
-      return true;
-    }
     case ColumnKind::Number: {
       MATH_NUMERIC number;
       std::memcpy(&number, value, sizeof number);
@@ -259,24 +262,11 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
       out.setNumber(scaled, column.decimals);
       return true;
     }
-    case ColumnKind::Integer: {
-      int32_t v;
-      std::memcpy(&v, value, sizeof v);
-      out.setInt(v);
-      return true;
-    }
     case ColumnKind::Date: {
       VYRDATE date;
-      std::memcpy(&date, value, sizeof date);
-      int64_t stored = 0;
-      const DateForm form = dateToStored(date, &stored);
-      if (form == DateForm::Invalid) {
-        why = "value for " + aliasText(column) + " is not a calendar date";
-        return false;
-      }
-      isNull = form == DateForm::Null;
-      out.setDate(stored);
-      return true;
+      if (dateValue(field, out, isNull, date)) return true;
+      why = "value for " + aliasText(column) + " is not a calendar date";
+      return false;
     }
     case ColumnKind::UTime: {
       UTIME time;
@@ -288,8 +278,9 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
     case ColumnKind::Binary:
       why = "binary column " + aliasText(column) + " cannot be compared";
       return false;
+    default:
+      return false;
   }
-  return false;
 }
 
 void bind(Statement &statement, int &position, const Value &value) {
@@ -328,9 +319,15 @@ void readInto(Request &request, Statement &statement, const Field &field, unsign
       storedToField(statement.readText(c), out, column.width);
       break;
     case ColumnKind::Char: {
+      // The first character stored; blank when there is none or it takes a surrogate pair.
+      const std::string_view stored = statement.readText(c);
       JCHAR ch = u' ';
-      JCHAR first;
-      if (fromUtf8(statement.readText(c), &first, 1) == 1) ch = first;
+      if (!stored.empty() && static_cast<unsigned char>(stored[0]) < 0x80) {
+        ch = static_cast<JCHAR>(stored[0]);
+      } else if (!stored.empty()) {
+        const std::u16string first = fromUtf8(stored.substr(0, 4));
+        if (!U16_IS_SURROGATE(first[0])) ch = first[0];
+      }
       std::memcpy(out, &ch, sizeof ch);
       break;
     }
@@ -389,20 +386,25 @@ void readRow(Request &request, Statement &statement, void *row) {
     const ColumnDef &column = request.table->columns[primary.columns[k]];
     const int c = request.keySqlColumns[k];
     Value &value = request.currentKey[k];
-    if (statement.isNull(c))
+    if (column.kind == ColumnKind::Date)  // NULL too: a row written before the null date had a value
+      value.setDate(statement.isNull(c) ? kNullDate : statement.readDate(c));
+    else if (statement.isNull(c))
       value.setNull();
     else if (column.kind == ColumnKind::String || column.kind == ColumnKind::Char)
       value.kind = Value::Kind::Text, value.text.assign(statement.readText(c));
     else if (column.kind == ColumnKind::Number)
       value.setNumber(statement.readNumber(c, column.decimals), column.decimals);
-    else if (column.kind == ColumnKind::Date)
-      value.setDate(statement.readDate(c));
     else if (column.kind == ColumnKind::UTime)
       value.setTimestamp(statement.readTimestamp(c));
     else
       value.setInt(statement.readInt(c));
   }
   request.hasCurrent = true;
+}
+
+// Whether a key value is the null date or timestamp (matched without a placeholder).
+bool isNullKey(const Value &value) {
+  return value.kind == Value::Kind::Null || (value.kind == Value::Kind::Date && value.integer == kNullDate);
 }
 
 // The index 1 values of the current row, for finding it again.
@@ -444,34 +446,21 @@ Statement *statementFor(Access &a, const Shape &shape, const std::function<std::
   return request.statements.back().statement.get();
 }
 
-// Runs a write to its end; false (traced) when the database refused it.
-bool runWrite(Access &a, Statement &statement, int64_t *changed) {
-  const StepResult result = statement.step();
-  if (result == StepResult::Done) {
-    if (changed) *changed = statement.changes();
-    statement.reset();
-    return true;
-  }
-  Connection &connection = *a.user->connection->connection;
-  const std::string error = connection.lastError();
-  const ErrorKind kind = connection.lastErrorKind();
-  statement.reset();
-  if (kind == ErrorKind::Constraint)
-    a.fail("a row with the same unique key already exists in " + nameText(*a.request->table));
-  else
-    a.fail("database error on " + nameText(*a.request->table) + ": " + error);
-  afterFailure(*a.user, a.operation);
-  return false;
-}
+// The index a keyed operation uses, how many of its key columns take part,
+// and which of those hold the null date or timestamp.
+struct KeyMatch {
+  const IndexDef *index = nullptr;
+  int keys = 0;
+  uint64_t nullKeys = 0;
+};
 
 // Checks the key arguments and converts the key record; keys may be cut to 0
 // (a null key of a fetch or scan means all rows).
-bool resolveKeys(Access &a, ID idIndex, const void *key, short nKeys, bool nullKeyMeansAll, const IndexDef *&index,
-                 int &keys, uint64_t &nullKeys) {
+bool resolveKeys(Access &a, ID idIndex, const void *key, short nKeys, bool nullKeyMeansAll, KeyMatch &match) {
   Request &request = *a.request;
   const TableDef &table = *request.table;
   const ID id = idIndex == 0 ? request.index : idIndex;
-  index = findIndex(table, id);
+  const IndexDef *index = match.index = findIndex(table, id);
   if (index == nullptr) {
     a.fail("index " + std::to_string(id) + " does not exist (" + nameText(table) + " has " +
            std::to_string(table.indexes.size()) + ")");
@@ -482,18 +471,18 @@ bool resolveKeys(Access &a, ID idIndex, const void *key, short nKeys, bool nullK
            " has " + std::to_string(index->columns.size()));
     return false;
   }
-  keys = nKeys;
-  if (key == nullptr && keys > 0) {
+  match.keys = nKeys;
+  if (key == nullptr && nKeys > 0) {
     if (!nullKeyMeansAll) {
-      a.fail("no key record for " + std::to_string(keys) + " key fields");
+      a.fail("no key record for " + std::to_string(nKeys) + " key fields");
       return false;
     }
-    keys = 0;
+    match.keys = 0;
   }
-  nullKeys = 0;
-  request.keyValues.resize(static_cast<size_t>(keys));
+  match.nullKeys = 0;
+  request.keyValues.resize(static_cast<size_t>(match.keys));
   const auto *record = static_cast<const unsigned char *>(key);
-  for (int k = 0; k < keys; ++k) {
+  for (int k = 0; k < match.keys; ++k) {
     const ColumnDef &column = table.columns[index->columns[static_cast<size_t>(k)]];
     bool isNull = false;
     std::string why;
@@ -502,9 +491,14 @@ bool resolveKeys(Access &a, ID idIndex, const void *key, short nKeys, bool nullK
       a.fail("key field " + aliasText(column) + ": " + why);
       return false;
     }
-    if (isNull) nullKeys |= uint64_t{1} << k;
+    if (isNull) match.nullKeys |= uint64_t{1} << k;
   }
   return true;
+}
+
+// The shape of a fetch or scan through the matched keys, with the request's selection and sequencing.
+Shape readShape(Op op, const KeyMatch &m, const Request &request, bool lock) {
+  return Shape{op, m.index->id, m.keys, m.nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
 }
 
 void bindKeysAndSelection(Request &request, Statement &statement, int &position, uint64_t nullKeys) {
@@ -555,6 +549,40 @@ void bindRecordValues(Request &request, Statement &statement, int &position, con
     bind(statement, position, values[2 * i]);
     if (request.table->columns[columns[i]].kind == ColumnKind::UTime) bind(statement, position, values[2 * i + 1]);
   }
+}
+
+// Runs a write of the request: binds the stored values of `columns` (from
+// writeValues), then the keys that are not null; the engine may send the
+// commit along when a lock ends right after it. The rows it changed, or -1
+// when it could not run (traced).
+int64_t runWrite(Access &a, const Shape &shape, const std::function<std::string()> &makeSql,
+                 const std::vector<size_t> &columns, const std::vector<Value> &keys, uint64_t nullKeys) {
+  Request &request = *a.request;
+  User &user = *a.user;
+  if (!ensureTransaction(user, a.operation)) return -1;
+  Statement *statement = statementFor(a, shape, makeSql);
+  if (statement == nullptr) return -1;
+  int position = 1;
+  bindRecordValues(request, *statement, position, columns, request.writeValues);
+  for (size_t k = 0; k < keys.size(); ++k)
+    if (!(nullKeys >> k & 1)) bind(*statement, position, keys[k]);
+  commitWithWriteWhenLast(user, request);
+  const StepResult result = statement->step();
+  if (result == StepResult::Done) {
+    const int64_t changed = statement->changes();
+    statement->reset();
+    return changed;
+  }
+  Connection &connection = *user.connection->connection;
+  const std::string error = connection.lastError();
+  const ErrorKind kind = connection.lastErrorKind();
+  statement->reset();
+  if (kind == ErrorKind::Constraint)
+    a.fail("a row with the same unique key already exists in " + nameText(*request.table));
+  else
+    a.fail("database error on " + nameText(*request.table) + ": " + error);
+  afterFailure(user, a.operation);
+  return -1;
 }
 
 std::vector<size_t> requestColumns(const Request &request) {
@@ -638,18 +666,16 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
     a.fail("no row buffer");
     return kFailure;
   }
-  const IndexDef *index = nullptr;
-  int keys = 0;
-  uint64_t nullKeys = 0;
-  if (!resolveKeys(a, idIndex, lpKey, nKeys, true, index, keys, nullKeys)) return kFailure;
+  KeyMatch m;
+  if (!resolveKeys(a, idIndex, lpKey, nKeys, true, m)) return kFailure;
   if (!ensureTransaction(*a.user, op)) return kFailure;
   if (lock && !acquireLock(*a.user, request, op)) return kFailure;
-  const Shape shape{Op::Fetch, index->id, keys, nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
+  const Shape shape = readShape(Op::Fetch, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
   int position = 1;
-  bindKeysAndSelection(request, *statement, position, nullKeys);
+  bindKeysAndSelection(request, *statement, position, m.nullKeys);
   ++tRowFetches;
   const StepResult result = statement->step();
   if (result == StepResult::Row) {
@@ -668,10 +694,8 @@ ID selectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, bo
   Access a;
   if (!access(hRequest, op, a)) return kFailure;
   Request &request = *a.request;
-  const IndexDef *index = nullptr;
-  int keys = 0;
-  uint64_t nullKeys = 0;
-  if (!resolveKeys(a, idIndex, lpKey, nKeys, true, index, keys, nullKeys)) return kFailure;
+  KeyMatch m;
+  if (!resolveKeys(a, idIndex, lpKey, nKeys, true, m)) return kFailure;
   endScan(request);
   if (!lock && request.holdsLock && request.lockForScan) releaseLock(*a.user, request);
   if (!ensureTransaction(*a.user, op)) return kFailure;
@@ -679,12 +703,12 @@ ID selectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, bo
     if (!acquireLock(*a.user, request, op)) return kFailure;
     request.lockForScan = true;
   }
-  const Shape shape{Op::Scan, index->id, keys, nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
+  const Shape shape = readShape(Op::Scan, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
   int position = 1;
-  bindKeysAndSelection(request, *statement, position, nullKeys);
+  bindKeysAndSelection(request, *statement, position, m.nullKeys);
   request.scanStatement = statement;
   request.scan = Request::Scan::Active;
   return VDB_SUCCESS;
@@ -748,26 +772,17 @@ ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColum
     a.fail("no row record");
     return kFailure;
   }
-  ID result = kFailure;
-  if (recordValues(a, columns, lpRow, request.writeValues) && ensureTransaction(user, op)) {
-    Shape shape{Op::Insert, 0, 0, 0, 0, 0, columnShape, false};
-    Statement *statement = statementFor(
-        a, shape, [&] { return insertSql(*request.table, columns, user.environment->backend->dialect()); });
-    if (statement != nullptr) {
-      int position = 1;
-      bindRecordValues(request, *statement, position, columns, request.writeValues);
-      int64_t inserted = 0;
-      commitWithWriteWhenLast(user, request);
-      if (runWrite(a, *statement, &inserted)) {
-        if (inserted > 0)
-          result = VDB_SUCCESS;
-        else
-          a.fail("a row with the same unique key already exists in " + nameText(*request.table));
-      }
-    }
+  int64_t inserted = -1;
+  if (recordValues(a, columns, lpRow, request.writeValues)) {
+    const Shape shape{Op::Insert, 0, 0, 0, 0, 0, columnShape, false};
+    inserted = runWrite(
+        a, shape, [&] { return insertSql(*request.table, columns, user.environment->backend->dialect()); }, columns, {},
+        0);
   }
+  // A unique index refuses a row without failing the statement: no row changed says so.
+  if (inserted == 0) a.fail("a row with the same unique key already exists in " + nameText(*request.table));
   releaseAfterWrite(user, request);
-  return result;
+  return inserted > 0 ? VDB_SUCCESS : kFailure;
 }
 
 // Update of the rows matching a key; true when at least one changed.
@@ -779,28 +794,20 @@ bool updateRows(Access &a, ID idIndex, const void *lpKey, short nKeys, const std
     a.fail("no row record");
     return false;
   }
-  const IndexDef *index = nullptr;
-  int keys = 0;
-  uint64_t nullKeys = 0;
-  if (!resolveKeys(a, idIndex, lpKey, nKeys, false, index, keys, nullKeys)) return false;
-  bool changedAny = false;
-  if (recordValues(a, columns, lpRow, request.writeValues) && ensureTransaction(user, a.operation)) {
-    const Shape shape{Op::Update, index->id, keys, nullKeys, 0, 0, columnShape, false};
-    Statement *statement = statementFor(a, shape, [&] {
-      return updateSql(*request.table, columns, *index, keys, nullKeys, user.environment->backend->dialect());
-    });
-    if (statement != nullptr) {
-      int position = 1;
-      bindRecordValues(request, *statement, position, columns, request.writeValues);
-      for (size_t k = 0; k < request.keyValues.size(); ++k)
-        if (!(nullKeys >> k & 1)) bind(*statement, position, request.keyValues[k]);
-      int64_t changed = 0;
-      commitWithWriteWhenLast(user, request);
-      changedAny = runWrite(a, *statement, &changed) && changed > 0;
-    }
+  KeyMatch m;
+  if (!resolveKeys(a, idIndex, lpKey, nKeys, false, m)) return false;
+  int64_t changed = -1;
+  if (recordValues(a, columns, lpRow, request.writeValues)) {
+    const Shape shape{Op::Update, m.index->id, m.keys, m.nullKeys, 0, 0, columnShape, false};
+    changed = runWrite(
+        a, shape,
+        [&] {
+          return updateSql(*request.table, columns, *m.index, m.keys, m.nullKeys, user.environment->backend->dialect());
+        },
+        columns, request.keyValues, m.nullKeys);
   }
   releaseAfterWrite(user, request);
-  return changedAny;
+  return changed > 0;
 }
 
 ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
@@ -825,35 +832,26 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
   }
   uint64_t nullKeys = 0;
   for (size_t k = 0; k < request.currentKey.size(); ++k)
-    if (request.currentKey[k].kind == Value::Kind::Null) nullKeys |= uint64_t{1} << k;
-  ID result = kFailure;
-  if (recordValues(a, columns, lpRow, request.writeValues) && ensureTransaction(user, op)) {
+    if (isNullKey(request.currentKey[k])) nullKeys |= uint64_t{1} << k;
+  int64_t changed = -1;
+  if (recordValues(a, columns, lpRow, request.writeValues)) {
     const int keys = static_cast<int>(primary.columns.size());
     const Shape shape{Op::UpdateCurrent, primary.id, keys, nullKeys, 0, 0, 0, false};
-    Statement *statement = statementFor(a, shape, [&] {
-      return updateSql(*request.table, columns, primary, keys, nullKeys, user.environment->backend->dialect());
-    });
-    if (statement != nullptr) {
-      int position = 1;
-      bindRecordValues(request, *statement, position, columns, request.writeValues);
-      for (const Value &value : request.currentKey)
-        if (value.kind != Value::Kind::Null) bind(*statement, position, value);
-      int64_t changed = 0;
-      commitWithWriteWhenLast(user, request);
-      if (runWrite(a, *statement, &changed)) {
-        if (changed == 0) {
-          a.fail("the row fetched last is no longer in " + nameText(*request.table));
-        } else {
-          // Key columns may have new values: the row is now found by those.
-          const auto *written = static_cast<const unsigned char *>(lpRow);
-          request.currentRecord.assign(written, written + request.rowSize);
-          result = VDB_SUCCESS;
-        }
-      }
-    }
+    changed = runWrite(
+        a, shape,
+        [&] {
+          return updateSql(*request.table, columns, primary, keys, nullKeys, user.environment->backend->dialect());
+        },
+        columns, request.currentKey, nullKeys);
+  }
+  if (changed == 0) a.fail("the row fetched last is no longer in " + nameText(*request.table));
+  if (changed > 0) {
+    // Key columns may have new values: the row is now found by those.
+    const auto *written = static_cast<const unsigned char *>(lpRow);
+    request.currentRecord.assign(written, written + request.rowSize);
   }
   releaseAfterWrite(user, request);
-  return result;
+  return changed > 0 ? VDB_SUCCESS : kFailure;
 }
 
 ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
@@ -862,26 +860,24 @@ ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
   if (!access(hRequest, op, a)) return kFailure;
   Request &request = *a.request;
   User &user = *a.user;
-  const IndexDef *index = nullptr;
-  int keys = 0;
-  uint64_t nullKeys = 0;
-  ID result = kFailure;
-  if (resolveKeys(a, idIndex, lpKey, nKeys, false, index, keys, nullKeys) && ensureTransaction(user, op)) {
-    const Shape shape{Op::Delete, index->id, keys, nullKeys, 0, 0, 0, false};
-    Statement *statement = statementFor(a, shape, [&] {
-      return deleteSql(*request.table, *index, keys, nullKeys, user.environment->backend->dialect());
-    });
-    if (statement != nullptr) {
-      int position = 1;
-      for (size_t k = 0; k < request.keyValues.size(); ++k)
-        if (!(nullKeys >> k & 1)) bind(*statement, position, request.keyValues[k]);
-      int64_t changed = 0;
-      commitWithWriteWhenLast(user, request);
-      if (runWrite(a, *statement, &changed) && changed > 0) result = VDB_SUCCESS;
-    }
+  KeyMatch m;
+  int64_t changed = -1;
+  if (resolveKeys(a, idIndex, lpKey, nKeys, false, m)) {
+    const Shape shape{Op::Delete, m.index->id, m.keys, m.nullKeys, 0, 0, 0, false};
+    changed = runWrite(
+        a, shape,
+        [&] { return deleteSql(*request.table, *m.index, m.keys, m.nullKeys, user.environment->backend->dialect()); },
+        {}, request.keyValues, m.nullKeys);
   }
   releaseAfterWrite(user, request);
-  return result;
+  return changed > 0 ? VDB_SUCCESS : kFailure;
+}
+
+// Whether a caller's list holds the count of entries it announces; traced when not.
+bool entriesGiven(Access &a, const void *list, short count, std::string_view what) {
+  if (count == 0 || (count > 0 && list != nullptr)) return true;
+  a.fail("no " + std::string(what) + " entries for a count of " + std::to_string(count));
+  return false;
 }
 
 ID setSelection(HREQUEST hRequest, const SELECTSTRUCT *lpSelection, short nEntries, std::string_view op) {
@@ -889,10 +885,7 @@ ID setSelection(HREQUEST hRequest, const SELECTSTRUCT *lpSelection, short nEntri
   if (!access(hRequest, op, a)) return kFailure;
   Request &request = *a.request;
   const TableDef &table = *request.table;
-  if (nEntries < 0 || (nEntries > 0 && lpSelection == nullptr)) {
-    a.fail("no selection entries for a count of " + std::to_string(nEntries));
-    return kFailure;
-  }
+  if (!entriesGiven(a, lpSelection, nEntries, "selection")) return kFailure;
   std::vector<Condition> selection(static_cast<size_t>(nEntries));
   std::string signature;
   std::u16string buffer;
@@ -940,10 +933,7 @@ ID setSequencing(HREQUEST hRequest, const SORTSTRUCT *lpSort, short nEntries, st
   if (!access(hRequest, op, a)) return kFailure;
   Request &request = *a.request;
   const TableDef &table = *request.table;
-  if (nEntries < 0 || (nEntries > 0 && lpSort == nullptr)) {
-    a.fail("no sequencing entries for a count of " + std::to_string(nEntries));
-    return kFailure;
-  }
+  if (!entriesGiven(a, lpSort, nEntries, "sequencing")) return kFailure;
   std::vector<SortKey> order;
   std::string signature;
   std::u16string buffer;

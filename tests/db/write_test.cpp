@@ -1,6 +1,6 @@
-// Inserts, updates and deletes, what unset columns become, exact round trips
-// of numbers, dates, timestamps and binary columns.
-#include <numeric>
+// Inserts, updates and deletes, what unset columns become, the null date in
+// keys, exact round trips of numbers, dates, timestamps and binary columns.
+#include <cstddef>
 
 #include "db/catalog.h"
 #include "db_fixture.h"
@@ -8,47 +8,25 @@
 namespace {
 
 using dbtest::number;
+using dbtest::Party;
+using dbtest::party;
+using dbtest::Rate;
 using dbtest::set;
 using dbtest::str;
 using dbtest::text;
+using dbtest::traced;
 
 #pragma pack(push, 1)
-struct Party {  // F0101: AN8, ALPH
-  MATH_NUMERIC an8;
-  JCHAR alph[41];
-};
-struct PartyRow {  // F0101, every column
-  MATH_NUMERIC an8;
-  JCHAR alky[21], tax[21], alph[41], at1[4], mcu[13], user[11], pid[11];
-  VYRDATE upmj;
+struct Activity {  // F01301: ACTVID, INDID, BGTM, DUEDT, UDTTM
+  JCHAR actvid[37];
+  MATH_NUMERIC indid;
+  UTIME bgtm;
+  VYRDATE duedt;
+  UTIME udttm;
 };
 struct Policy {  // F98QXSEC: QXUSR, QXTYP, SRVBLOBA
   JCHAR qxusr[11], qxtyp[11];
   const void *blob;
-};
-struct Activity {  // F01301: ACTVID, BGTM, DUEDT, TDLDS
-  JCHAR actvid[37];
-  UTIME bgtm;
-  VYRDATE duedt;
-  UTIME tdlds;
-};
-struct NameFirst {  // F0101: ALPH, AN8
-  JCHAR alph[41];
-  MATH_NUMERIC an8;
-};
-struct Rate {  // F0015: CRCD, CRDC, AN8, RTTYP, EFT, CRR
-  JCHAR crcd[4], crdc[4];
-  MATH_NUMERIC an8;
-  JCHAR rttyp[3];
-  VYRDATE eft;
-  MATH_NUMERIC crr;
-};
-struct Named {  // F00022, every column
-  JCHAR obnm[11];
-  MATH_NUMERIC ukid;
-};
-struct Counter {  // F00022: UKID only (the key column OBNM is not selected)
-  MATH_NUMERIC ukid;
 };
 struct Kinds {  // ZKINDS, every column
   int32_t count;
@@ -66,136 +44,167 @@ const vyr::db::schema::CatalogSection kTestTables([] {
                                  {unique(1, {asc(u"CNT")}), index(2, {desc(u"FLAG"), asc(u"AMT")})}}};
 });
 
+const std::vector<std::u16string> kActivityColumns = {u"ACTVID", u"INDID", u"BGTM", u"DUEDT", u"UDTTM"};
+
 class Write : public dbtest::DbTest {
  protected:
-  std::vector<std::string> names(HREQUEST request) {
-    std::vector<std::string> out;
-    EXPECT_EQ(VDB_SelectKeyed(request, 1, nullptr, 0), 1u);
-    Party p;
-    while (VDB_Fetch(request, &p, 0) == 1) {
-      std::u16string n = str(p.alph);
-      out.push_back(text(p.an8) + ":" + std::string(n.begin(), n.begin() + static_cast<long>(n.find(u' '))));
-    }
-    return out;
+  // AN8:ALPH/AT1/UPMJ year of every party, in index 1 order.
+  std::vector<std::string> parties(HREQUEST request) {
+    return scan<Party>(request, 1, [](const Party &p) {
+      const std::u16string name = str(p.alph), type = str(p.at1);
+      return text(p.an8) + ":" + std::string(name.begin(), name.begin() + static_cast<long>(name.find(u' '))) + "/" +
+             std::string(type.begin(), type.end()) + "/" + std::to_string(p.upmj.nYear);
+    });
   }
 };
 
-TEST_P(Write, InsertUpdateDeleteByFullAndPartialKeys) {
-  HREQUEST parties = open(u"F0101", 1, {u"AN8", u"ALPH"});
+TEST_P(Write, InsertUpdateDeleteAndWhatColumnsLeftOutBecome) {
+  HREQUEST request = open(u"F0101", 1, kPartyColumns);
   for (const char *an8 : {"10", "20", "30"}) {
-    Party p{number(an8), {}};
-    set(p.alph, u"Old");
-    ASSERT_EQ(VDB_InsertTable(parties, &p), 1u);
+    const Party p = party(an8, u"Old", u"C", {2024, 1, 1});
+    ASSERT_EQ(VDB_InsertTable(request, &p), 1u);
   }
-  Party again{number("10"), {}};
-  EXPECT_NE(VDB_InsertTable(parties, &again), 1u);
-  EXPECT_TRUE(dbtest::traced(context_, {u"VDB_InsertTable", u"already exists", u"F0101"}));
+  const Party again = party("10", u"Again");
+  EXPECT_NE(VDB_InsertTable(request, &again), 1u);
+  EXPECT_TRUE(traced(context_, {u"VDB_InsertTable", u"already exists", u"F0101"}));
 
-  const MATH_NUMERIC twenty = number("20"), missing = number("99");
-  Party changed{number("20"), {}};
-  set(changed.alph, u"New");
-  EXPECT_EQ(VDB_UpdateTable(parties, 1, &twenty, 1, &changed), 1u);
-  EXPECT_NE(VDB_UpdateTable(parties, 1, &missing, 1, &changed), 1u);  // nothing changed
-
+  const MATH_NUMERIC twenty = number("20"), thirty = number("30"), missing = number("99");
+  const Party changed = party("20", u"New", u"V");
+  EXPECT_EQ(VDB_UpdateTable(request, 1, &twenty, 1, &changed), 1u);
+  EXPECT_NE(VDB_UpdateTable(request, 1, &missing, 1, &changed), 1u);  // nothing changed
   NID nameOnly[1];
-  dbtest::setName(nameOnly[0], u"ALPH");
+  set(nameOnly[0], u"ALPH");
   JCHAR renamed[41];
   set(renamed, u"Cols");
-  const MATH_NUMERIC thirty = number("30");
-  EXPECT_EQ(VDB_UpdateTableColsExtended(parties, 1, &thirty, 1, nameOnly, 1, renamed), 0u);  // 0 is success here
-  EXPECT_NE(VDB_UpdateTableColsExtended(parties, 1, &missing, 1, nameOnly, 1, renamed), 0u);
-  EXPECT_EQ(names(parties), (std::vector<std::string>{"10:Old", "20:New", "30:Cols"}));
+  EXPECT_EQ(VDB_UpdateTableColsExtended(request, 1, &thirty, 1, nameOnly, 1, renamed), 0u);  // 0 is success here
+  EXPECT_NE(VDB_UpdateTableColsExtended(request, 1, &missing, 1, nameOnly, 1, renamed), 0u);
+  EXPECT_EQ(parties(request), (std::vector<std::string>{"10:Old/C  /2024", "20:New/V  /0", "30:Cols/C  /2024"}));
+  EXPECT_EQ(VDB_DeleteTable(request, 1, &twenty, 1), 1u);
+  EXPECT_NE(VDB_DeleteTable(request, 1, &twenty, 1), 1u);
+  EXPECT_EQ(parties(request).size(), 2u);
+  EXPECT_EQ(VDB_DeleteTable(request, 1, nullptr, 0), 1u);  // no key: every row
+  EXPECT_TRUE(parties(request).empty());
 
-  EXPECT_EQ(VDB_DeleteTable(parties, 1, &twenty, 1), 1u);
-  EXPECT_NE(VDB_DeleteTable(parties, 1, &twenty, 1), 1u);
-  EXPECT_EQ(names(parties), (std::vector<std::string>{"10:Old", "30:Cols"}));
-  EXPECT_EQ(VDB_DeleteTable(parties, 1, nullptr, 0), 1u);  // no key: every row
-  EXPECT_TRUE(names(parties).empty());
-  VDB_CloseTable(parties);
-}
-
-TEST_P(Write, ColumnsLeftOutAreBlankZeroOrNull) {
+  // Columns a request does not write are blank, zero or null; a record follows the request's column order.
   HREQUEST narrow = open(u"F0101", 1, {u"ALPH", u"AN8"});
-  NameFirst reversed{};
-  set(reversed.alph, u"Only name");
-  reversed.an8 = number("7");
+  struct {
+    JCHAR alph[41];
+    MATH_NUMERIC an8;
+  } reversed{{}, number("7")};
+  set(reversed.alph, u"Name");
   ASSERT_EQ(VDB_InsertTable(narrow, &reversed), 1u);
   NID listed[1];
-  dbtest::setName(listed[0], u"AN8");
+  set(listed[0], u"AN8");
   const MATH_NUMERIC eight = number("8");
   ASSERT_EQ(VDB_InsertTableCols(narrow, listed, 1, &eight), 1u);
+  EXPECT_EQ(parties(request), (std::vector<std::string>{"7:Name/   /0", "8:/   /0"}));
+}
 
-  HREQUEST whole = open(u"F0101");
-  PartyRow row{};
-  std::memset(&row, 0x7f, sizeof row);
-  const MATH_NUMERIC seven = number("7");
-  ASSERT_EQ(VDB_FetchKeyed(whole, 0, &seven, 1, &row, 0), 1u);
-  EXPECT_EQ(str(row.alph), u"Only name" + std::u16string(31, u' '));
-  EXPECT_EQ(str(row.tax), std::u16string(20, u' '));
-  EXPECT_EQ(row.upmj.nYear, 0);
-  EXPECT_EQ(row.upmj.nMonth, 0);
-  ASSERT_EQ(VDB_FetchKeyed(whole, 0, &eight, 1, &row, 0), 1u);
-  EXPECT_EQ(str(row.alph), std::u16string(40, u' '));
-  VDB_CloseTable(whole);
-  VDB_CloseTable(narrow);
+TEST_P(Write, UpdateCurrentFindsItsRowByItsNewKeyUntilTheBufferIsCleared) {
+  HREQUEST request = open(u"F0101", 1, kPartyColumns);
+  Party p = party("1", u"One");
+  ASSERT_EQ(VDB_InsertTable(request, &p), 1u);
+  ASSERT_EQ(VDB_FetchKeyed(request, 1, &p.an8, 1, &p, 0), 1u);
+  p.an8 = number("2");  // the key itself changes
+  ASSERT_EQ(VDB_UpdateCurrent(request, &p), 1u);
+  set(p.alph, u"Two");
+  ASSERT_EQ(VDB_UpdateCurrent(request, &p), 1u);  // found again by its new key
+  EXPECT_EQ(parties(request), std::vector<std::string>{"2:Two/   /0"});
+  ASSERT_EQ(VDB_ClearColBuffer(request), 1u);
+  EXPECT_NE(VDB_UpdateCurrent(request, &p), 1u);
+}
+
+TEST_P(Write, NullDateIsOneValueInKeys) {
+  HREQUEST rates = open(u"F0015", 1, kRateColumns);
+  Rate r = dbtest::rate(u"EUR", u"", "0", {}, "1"), back{};
+  ASSERT_EQ(VDB_InsertTable(rates, &r), 1u);
+  EXPECT_NE(VDB_InsertTable(rates, &r), 1u);  // the same key, null date and all
+  EXPECT_TRUE(traced(context_, {u"VDB_InsertTable", u"already exists", u"F0015"}));
+  const Rate dated = dbtest::rate(u"EUR", u"", "0", {2024, 1, 1}, "2");
+  ASSERT_EQ(VDB_InsertTable(rates, &dated), 1u);
+  auto rate = [](const Rate &x) { return text(x.crr).substr(0, 1) + "@" + std::to_string(x.eft.nYear); };
+  EXPECT_EQ(scan<Rate>(rates, 1, rate), (std::vector<std::string>{"1@0", "2@2024"}));  // first ascending
+  EXPECT_EQ(scan<Rate>(rates, 3, rate), (std::vector<std::string>{"2@2024", "1@0"}));  // last descending
+  for (ID index : {1, 3}) {
+    ASSERT_EQ(VDB_FetchKeyed(rates, index, &r, 5, &back, 0), 1u) << index;
+    EXPECT_EQ(rate(back), "1@0");
+  }
+  r.crr = number("3");
+  EXPECT_EQ(VDB_UpdateTable(rates, 1, &r, 5, &r), 1u);
+  // Found again by its key when the date is not among the request's columns.
+  HREQUEST narrow = open(u"F0015", 1, {u"CRR"});
+  MATH_NUMERIC crr{};
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(narrow, 1, &r, 5, &crr, 0), 1u);
+  EXPECT_EQ(text(crr), "3.0000000");
+  crr = number("4");
+  ASSERT_EQ(VDB_UpdateCurrent(narrow, &crr), 1u);
+  EXPECT_EQ(scan<Rate>(rates, 1, rate), (std::vector<std::string>{"4@0", "2@2024"}));
+  EXPECT_EQ(VDB_DeleteTable(rates, 1, &r, 5), 1u);
+  EXPECT_EQ(scan<Rate>(rates, 1, rate), (std::vector<std::string>{"2@2024"}));
+
+  // A row written while the null date was stored as NULL reads and matches as the null date.
+  ASSERT_TRUE(rawSql("UPDATE \"F0015\" SET \"EFT\" = NULL")) << (pg_ ? pg_->error() : "");
+  ASSERT_EQ(VDB_FetchKeyed(rates, 1, &r, 5, &back, 0), 1u);
+  EXPECT_EQ(rate(back), "2@0");
+  const SELECTSTRUCT undated = dbtest::entry(u"EFT", VDB_CMP_EQ, &r.eft);
+  ASSERT_EQ(VDB_SetSelection(rates, &undated, 1), 1u);
+  EXPECT_EQ(scan<Rate>(rates, 1, rate).size(), 1u);
+  EXPECT_EQ(VDB_DeleteTable(rates, 1, &r, 5), 1u);
+
+  // A null timestamp in a key (index 2 of F01301 is not unique) matches the rows without one.
+  HREQUEST activities = open(u"F01301", 2, kActivityColumns);
+  Activity a{};
+  a.indid = number("5");
+  for (const char16_t *id : {u"SET", u"UNSET"}) {
+    set(a.actvid, id);
+    a.udttm = UTIME{1, 0, id[0] == u'S', 0};
+    ASSERT_EQ(VDB_InsertTable(activities, &a), 1u);
+  }
+  const struct {
+    MATH_NUMERIC indid;
+    UTIME udttm;
+  } key{number("5"), {}};
+  ASSERT_EQ(VDB_FetchKeyed(activities, 2, &key, 2, &a, 0), 1u);
+  EXPECT_EQ(str(a.actvid).substr(0, 6), u"UNSET ");
 }
 
 TEST_P(Write, NumbersDatesAndTimestampsRoundTripExactly) {
-  HREQUEST rates = open(u"F0015", 1, {u"CRCD", u"CRDC", u"AN8", u"RTTYP", u"EFT", u"CRR"});
-  Rate rate{}, back{};
-  struct Case {
+  // CRR has 7 decimals: more are rounded half away from zero, and zero has no minus.
+  HREQUEST rates = open(u"F0015", 1, kRateColumns);
+  const struct {
     const char *stored, *fetched;
-  } const cases[] = {{"1.2345678", "1.2345678"},
-                     {"-12345678.1234567", "-12345678.1234567"},
-                     {"0.000000049", "0.0000000"},
-                     {"0.00000005", "0.0000001"},
-                     {"3", "3.0000000"}};
-  int day = 1;
-  for (const Case &c : cases) {
-    set(rate.crcd, u"EUR"), set(rate.crdc, u"USD");
-    rate.an8 = number("0");
-    rate.eft = VYRDATE{2024, 2, static_cast<short>(day++)};
-    rate.crr = number(c.stored);
+  } cases[] = {{"1.2345678", "1.2345678"},   {"-12345678.1234567", "-12345678.1234567"},
+               {"0.000000049", "0.0000000"}, {"-0.000000049", "0.0000000"},
+               {"0.00000005", "0.0000001"},  {"3", "3.0000000"}};
+  short day = 1;
+  for (const auto &c : cases) {
+    const Rate rate = dbtest::rate(u"EUR", u"USD", "0", {2024, 2, day++}, c.stored);
+    Rate back{};
     ASSERT_EQ(VDB_InsertTable(rates, &rate), 1u) << c.stored;
     ASSERT_EQ(VDB_FetchKeyed(rates, 1, &rate, 5, &back, 0), 1u);
     EXPECT_EQ(text(back.crr), c.fetched);
     EXPECT_EQ(std::memcmp(&back.eft, &rate.eft, sizeof rate.eft), 0);
   }
-  rate.crr = number("123456789.5");  // 15 digits with 7 decimals leave 8 before the point
-  rate.eft = VYRDATE{2024, 3, 1};
-  EXPECT_NE(VDB_InsertTable(rates, &rate), 1u);
-  EXPECT_TRUE(dbtest::traced(context_, {u"CRR", u"does not fit"}));
-  VDB_CloseTable(rates);
 
-  HREQUEST activities = open(u"F01301", 1, {u"ACTVID", u"BGTM", u"DUEDT", u"TDLDS"});
-  Activity a{}, b{};
+  HREQUEST activities = open(u"F01301", 1, kActivityColumns);
+  Activity a{}, b;
   set(a.actvid, u"A-1");
   a.bgtm = UTIME{1704441789123456, -330, 1, 0};
   a.duedt = VYRDATE{2099, 12, 31};
   ASSERT_EQ(VDB_InsertTable(activities, &a), 1u);
   std::memset(&b, 0x55, sizeof b);
   ASSERT_EQ(VDB_FetchKeyed(activities, 1, a.actvid, 1, &b, 0), 1u);
-  EXPECT_EQ(std::memcmp(&b.bgtm, &a.bgtm, sizeof a.bgtm), 0);
-  EXPECT_EQ(std::memcmp(&b.duedt, &a.duedt, sizeof a.duedt), 0);
-  EXPECT_EQ(b.tdlds.cSet, 0);
-  EXPECT_EQ(b.tdlds.llMicroseconds, 0);
+  // The timestamps and the date, the unset timestamp too (all zero).
+  EXPECT_EQ(std::memcmp(&b.bgtm, &a.bgtm, sizeof a - offsetof(Activity, bgtm)), 0);
 
   // A null timestamp selects with = (IS NULL); a set one compares by instant.
-  UTIME nullTime{};
-  SELECTSTRUCT neverSent{};
-  dbtest::setName(neverSent.szColumn, u"TDLDS");
-  neverSent.nComparison = VDB_CMP_EQ;
-  neverSent.lpValue = &nullTime;
-  ASSERT_EQ(VDB_SetSelection(activities, &neverSent, 1), 1u);
+  const UTIME nullTime{}, later{1704441789123457, 60, 1, 0};
+  const SELECTSTRUCT unset = dbtest::entry(u"UDTTM", VDB_CMP_EQ, &nullTime);
+  ASSERT_EQ(VDB_SetSelection(activities, &unset, 1), 1u);
   EXPECT_EQ(VDB_FetchKeyed(activities, 1, nullptr, 0, &b, 0), 1u);
-  UTIME later{1704441789123457, 60, 1, 0};
-  SELECTSTRUCT started{};
-  dbtest::setName(started.szColumn, u"BGTM");
-  started.nComparison = VDB_CMP_GE;
-  started.lpValue = &later;
+  const SELECTSTRUCT started = dbtest::entry(u"BGTM", VDB_CMP_GE, &later);
   ASSERT_EQ(VDB_SetSelection(activities, &started, 1), 1u);
   EXPECT_NE(VDB_FetchKeyed(activities, 1, nullptr, 0, &b, 0), 1u);
-  VDB_CloseTable(activities);
 }
 
 TEST_P(Write, BinaryColumnRoundTripsByteForByte) {
@@ -203,114 +212,55 @@ TEST_P(Write, BinaryColumnRoundTripsByteForByte) {
   unsigned char limits[245];
   for (size_t i = 0; i < sizeof limits; ++i) limits[i] = static_cast<unsigned char>((i * 37 + 11) % 256);
   limits[0] = 0;  // zeros inside are data too
-  Policy p{};
+  Policy p{{}, {}, limits}, back{};
   set(p.qxusr, u"*POLICY"), set(p.qxtyp, u"OSASE");
-  p.blob = limits;
   EXPECT_NE(VDB_InsertTable(policies, &p), 1u);  // size not declared yet
-  EXPECT_TRUE(dbtest::traced(context_, {u"SRVBLOBA", u"VDB_SetBLOBSize"}));
+  EXPECT_TRUE(traced(context_, {u"SRVBLOBA", u"VDB_SetBLOBSize"}));
   ASSERT_EQ(VDB_SetBLOBSize(policies, u"SRVBLOBA", sizeof limits), 1u);
   ASSERT_EQ(VDB_InsertTable(policies, &p), 1u);
-
-  Policy back{};
-  JCHAR key[11];
-  set(key, u"*POLICY");
-  ASSERT_EQ(VDB_FetchKeyed(policies, 2, key, 1, &back, 0), 1u);
   uint32_t size = 0;
-  ASSERT_EQ(VDB_GetBLOBSize(policies, u"SRVBLOBA", &size), 1u);
-  ASSERT_EQ(size, sizeof limits);
-  EXPECT_EQ(std::memcmp(back.blob, limits, sizeof limits), 0);
-
+  auto fetched = [&](HREQUEST request) {
+    return VDB_FetchKeyed(request, 2, u"*POLICY", 1, &back, 0) == 1 &&
+           VDB_GetBLOBSize(request, u"SRVBLOBA", &size) == 1 && size == sizeof limits &&
+           std::memcmp(back.blob, limits, sizeof limits) == 0;
+  };
+  ASSERT_TRUE(fetched(policies));
   // A request that declared nothing may write back the buffer it fetched.
   HREQUEST again = open(u"F98QXSEC", 2, {u"QXUSR", u"QXTYP", u"SRVBLOBA"});
-  ASSERT_EQ(VDB_FetchKeyedForUpdate(again, 2, key, 1, &back, 0), 1u);
+  ASSERT_EQ(VDB_FetchKeyedForUpdate(again, 2, u"*POLICY", 1, &back, 0), 1u);
   set(back.qxtyp, u"OTHER");
   ASSERT_EQ(VDB_UpdateCurrent(again, &back), 1u);
-  VDB_CloseTable(again);
-  ASSERT_EQ(VDB_FetchKeyed(policies, 2, key, 1, &back, 0), 1u);
+  ASSERT_TRUE(fetched(policies));
   EXPECT_EQ(str(back.qxtyp), u"OTHER     ");
-  EXPECT_EQ(std::memcmp(back.blob, limits, sizeof limits), 0);
 
   // A null pointer with size 0 stores NULL.
-  ASSERT_EQ(VDB_FetchKeyedForUpdate(policies, 2, key, 1, &back, 0), 1u);
   VDB_SetBLOBSize(policies, u"SRVBLOBA", 0);
   back.blob = nullptr;
-  ASSERT_EQ(VDB_UpdateCurrent(policies, &back), 1u);
-  ASSERT_EQ(VDB_FetchKeyed(policies, 2, key, 1, &back, 0), 1u);
+  ASSERT_EQ(VDB_UpdateTable(policies, 2, u"*POLICY", 1, &back), 1u);
+  ASSERT_EQ(VDB_FetchKeyed(again, 2, u"*POLICY", 1, &back, 0), 1u);
   EXPECT_EQ(back.blob, nullptr);
-  ASSERT_EQ(VDB_GetBLOBSize(policies, u"SRVBLOBA", &size), 1u);
+  ASSERT_EQ(VDB_GetBLOBSize(again, u"SRVBLOBA", &size), 1u);
   EXPECT_EQ(size, 0u);
   EXPECT_NE(VDB_SetBLOBSize(policies, u"QXUSR", 4), 1u);  // not a binary column
-  VDB_CloseTable(policies);
-}
-
-TEST_P(Write, UpdateCurrentFindsItsRowByIndexOneEvenUnselectedOrChanged) {
-  HREQUEST counters = open(u"F00022", 1, {u"UKID"});
-  HREQUEST whole = open(u"F00022");
-  for (const char16_t *name : {u"A", u"B"}) {
-    Named row{};
-    set(row.obnm, name);
-    row.ukid = number("1");
-    ASSERT_EQ(VDB_InsertTable(whole, &row), 1u);
-  }
-  JCHAR key[11];
-  set(key, u"B");
-  Counter c{};
-  ASSERT_EQ(VDB_FetchKeyedForUpdate(counters, 1, key, 1, &c, 0), 1u);
-  c.ukid = number("7");
-  ASSERT_EQ(VDB_UpdateCurrent(counters, &c), 1u);
-
-  HREQUEST parties = open(u"F0101", 1, {u"AN8", u"ALPH"});
-  Party p{number("1"), {}};
-  set(p.alph, u"One");
-  ASSERT_EQ(VDB_InsertTable(parties, &p), 1u);
-  ASSERT_EQ(VDB_FetchKeyed(parties, 1, &p.an8, 1, &p, 0), 1u);
-  p.an8 = number("2");  // the key itself changes
-  ASSERT_EQ(VDB_UpdateCurrent(parties, &p), 1u);
-  set(p.alph, u"Two");
-  ASSERT_EQ(VDB_UpdateCurrent(parties, &p), 1u);  // found again by its new key
-  EXPECT_EQ(names(parties), std::vector<std::string>{"2:Two"});
-  ASSERT_EQ(VDB_ClearColBuffer(parties), 1u);
-  EXPECT_NE(VDB_UpdateCurrent(parties, &p), 1u);
-  VDB_CloseTable(parties);
-  VDB_CloseTable(whole);
-  VDB_CloseTable(counters);
-
-  LPBHVRCOM observer = extraContext();
-  HUSER other = nullptr;
-  ASSERT_EQ(VDB_InitBhvr(observer, &other, nullptr, 0), 1u);
-  HREQUEST check = nullptr;
-  ASSERT_EQ(VDB_OpenTable(other, u"F00022", 1, nullptr, 0, nullptr, &check), 1u);
-  Named row{};
-  ASSERT_EQ(VDB_SelectKeyed(check, 1, nullptr, 0), 1u);
-  std::vector<std::string> values;
-  while (VDB_Fetch(check, &row, 0) == 1) values.push_back(text(row.ukid));
-  EXPECT_EQ(values, (std::vector<std::string>{"1", "7"}));  // only B changed
-  VDB_FreeBhvr(other);
 }
 
 TEST_P(Write, IntegerAndCharacterColumns) {
   HREQUEST kinds = open(u"ZKINDS", 2);
-  const struct {
-    int32_t count;
-    JCHAR flag;
-    const char *amount;
-  } rows[] = {{-2147483647 - 1, u'Y', "1.5"}, {0, u' ', "-999.999"}, {2147483647, u'Y', "0.001"}, {7, u'\xE9', "2"}};
-  for (const auto &r : rows) {
-    Kinds k{r.count, r.flag, number(r.amount)};
-    ASSERT_EQ(VDB_InsertTable(kinds, &k), 1u);
-  }
+  const Kinds rows[] = {{-2147483647 - 1, u'Y', number("1.5")},
+                        {0, u' ', number("-999.999")},
+                        {2147483647, u'Y', number("0.001")},
+                        {7, u'\xE9', number("2")}};
+  for (const Kinds &k : rows) ASSERT_EQ(VDB_InsertTable(kinds, &k), 1u);
+  auto describe = [](const Kinds &k) {
+    return std::to_string(k.count) + "/" + std::to_string(k.flag) + "/" + text(k.amount);
+  };
   // Index 2: FLAG descending, then AMT.
-  ASSERT_EQ(VDB_SelectKeyed(kinds, 2, nullptr, 0), 1u);
-  Kinds k{};
-  std::vector<std::string> order;
-  while (VDB_Fetch(kinds, &k, 0) == 1)
-    order.push_back(std::to_string(k.count) + "/" + std::to_string(static_cast<int>(k.flag)) + "/" + text(k.amount));
-  EXPECT_EQ(order,
+  EXPECT_EQ(scan<Kinds>(kinds, 2, describe),
             (std::vector<std::string>{"7/233/2.000", "2147483647/89/0.001", "-2147483648/89/1.500", "0/32/-999.999"}));
   const JCHAR blank = u' ';
+  Kinds k{};
   ASSERT_EQ(VDB_FetchKeyed(kinds, 2, &blank, 1, &k, 0), 1u);  // a blank flag was stored blank
   EXPECT_EQ(k.count, 0);
-  VDB_CloseTable(kinds);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, Write, dbtest::engines(), dbtest::engineName);

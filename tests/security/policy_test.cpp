@@ -1,15 +1,23 @@
-// The policy row through the database, validation against it, and what each
-// function holds and releases on its failure paths.
-#include <gtest/gtest.h>
+// The password policy: its row through the database, validation against it,
+// the rules called directly, and what each function holds and releases.
+#include <cstring>
 
-#include "security_fixture.h"
+#include "frame/companions.h"
+#include "security/B9500929.h"
+#include "support/bsfn_fixture.h"
 
 namespace {
 
-using namespace sectest;
+using namespace bsfntest;
+
+// Limits in record order: length, digits, letters, consecutive, special.
+PasswordPolicy policy(const char16_t *length, const char16_t *digits, const char16_t *letters,
+                      const char16_t *consecutive, const char16_t *special) {
+  return PasswordPolicy{math(length), math(digits), math(letters), math(consecutive), math(special)};
+}
 
 #pragma pack(push, 1)
-struct StoredColumns {
+struct PolicyRow {  // the columns the functions write
   JCHAR user[11], type[11];
   void *blob;
   JCHAR auditUser[11], program[11], workstation[11];
@@ -18,263 +26,206 @@ struct StoredColumns {
 };
 #pragma pack(pop)
 
-struct Stored {
-  int rows = 0;
-  StoredColumns row{};
-  std::vector<unsigned char> blob;
-};
-
-// What F98QXSEC holds under "*POLICY", read without the functions under test.
-Stored stored(LPBHVRCOM context) {
-  const NID columns[] = {u"QXUSR", u"QXTYP", u"SRVBLOBA", u"USER", u"PID", u"JOBN", u"UPMJ", u"UPMT"};
-  Stored out;
-  HUSER user = nullptr;
-  HREQUEST request = nullptr;
-  EXPECT_EQ(VDB_InitBhvr(context, &user, nullptr, 0), 1u);
-  EXPECT_EQ(VDB_OpenTable(user, u"F98QXSEC", 2, columns, 8, nullptr, &request), 1u);
-  JCHAR key[11] = u"*POLICY";
-  EXPECT_EQ(VDB_SelectKeyed(request, 2, key, 1), 1u);
-  StoredColumns row{};
-  while (VDB_Fetch(request, &row, 0) == 1) {
-    if (out.rows++ > 0) continue;
-    out.row = row;
-    uint32_t size = 0;
-    EXPECT_EQ(VDB_GetBLOBSize(request, u"SRVBLOBA", &size), 1u);
-    const auto *bytes = static_cast<const unsigned char *>(row.blob);
-    out.blob.assign(bytes, bytes + size);
-  }
-  VDB_CloseTable(request);
-  VDB_FreeBhvr(user);
-  return out;
-}
-
-bool holds(const Stored &s, const PasswordPolicy &p) {
-  return s.rows == 1 && s.blob.size() == 245 && std::memcmp(s.blob.data(), &p, 245) == 0;
-}
-
-class Policy : public PolicyTest {
+class Policy : public BsfnTest {
  protected:
-  // Calls a maintenance function and checks it left nothing behind.
-  static ID maintain(LPBHVRCOM context, const char *function, PasswordPolicy *p) {
-    const size_t held = settle(context);
-    const ID result = call(context, function, p);
-    EXPECT_EQ(context->resources.size(), held) << function << " left a handle open";
-    return result;
+  // The "*POLICY" rows of F98QXSEC, read without the functions under test;
+  // the first one's columns and policy bytes go to row_ and blob_.
+  int stored() {
+    const NID columns[] = {u"QXUSR", u"QXTYP", u"SRVBLOBA", u"USER", u"PID", u"JOBN", u"UPMJ", u"UPMT"};
+    HUSER user = nullptr;
+    HREQUEST request = nullptr;
+    EXPECT_EQ(VDB_InitBhvr(context_, &user, nullptr, 0), 1u);
+    EXPECT_EQ(VDB_OpenTable(user, u"F98QXSEC", 2, columns, 8, nullptr, &request), 1u);
+    JCHAR key[11] = u"*POLICY";
+    EXPECT_EQ(VDB_SelectKeyed(request, 2, key, 1), 1u);
+    int rows = 0;
+    for (PolicyRow row{}; VDB_Fetch(request, &row, 0) == 1;) {
+      if (rows++ > 0) continue;
+      row_ = row;
+      uint32_t size = 0;
+      EXPECT_EQ(VDB_GetBLOBSize(request, u"SRVBLOBA", &size), 1u);
+      blob_.assign(static_cast<const char *>(row.blob), size);
+    }
+    VDB_FreeBhvr(user);
+    return rows;
   }
+  bool holds(const PasswordPolicy &p) { return stored() == 1 && blob_ == std::string((const char *)&p, 245); }
+
+  ID validate(const std::u16string &password, LPBHVRCOM context = nullptr) {
+    ds_ = DSD9500929B{};
+    password.copy(ds_.szPassword, B9500929_PASSWORD_LENGTH + 1);
+    return call("ValidatePasswordPolicyFromF98QXSEC", &ds_, context);
+  }
+
+  PolicyRow row_{};
+  std::string blob_;
+  DSD9500929B ds_{};
   PasswordPolicy first = policy(u"8", u"2", u"3", u"1", u"1");
   PasswordPolicy second = policy(u"10", u"0", u"0", u"2.5", u"0");
-  void SetUp() override {
-    PolicyTest::SetUp();
-    vyrMathSetCurrencyCodeUNI(&first.mnMinimumSpecial, u"EUR");  // every byte must survive
-  }
 };
 
-TEST_F(Policy, AddUpdateGetDeleteRoundTrip) {
+TEST_F(Policy, AddUpdateGetDeleteRoundTripWithTheAuditStamp) {
+  vyrMathSetCurrencyCodeUNI(&first.mnMinimumSpecial, u"EUR");  // every byte must survive
   PasswordPolicy got{};
-  EXPECT_EQ(maintain(context_, "UpdatePasswordPolicyToF98QXSEC", &first), ER_SUCCESS);  // inserts
-  Stored s = stored(context_);
-  EXPECT_TRUE(holds(s, first));
-  EXPECT_EQ(text(s.row.type), u"OSASE");
-  EXPECT_EQ(maintain(context_, "GetPasswordPolicyFromF98QXSEC", &got), ER_SUCCESS);
-  EXPECT_EQ(std::memcmp(&got, &first, sizeof got), 0);
-
-  EXPECT_EQ(maintain(context_, "AddPasswordPolicyToF98QXSEC", &second), ER_ERROR) << "the row exists";
-  EXPECT_TRUE(holds(stored(context_), first));
-  EXPECT_EQ(maintain(context_, "UpdatePasswordPolicyToF98QXSEC", &second), ER_SUCCESS);
-  EXPECT_TRUE(holds(stored(context_), second));
-  EXPECT_EQ(maintain(context_, "GetPasswordPolicyFromF98QXSEC", &got), ER_SUCCESS);
-  EXPECT_EQ(std::memcmp(&got, &second, sizeof got), 0);
-
-  EXPECT_EQ(maintain(context_, "DeletePasswordPolicyFromF98QXSEC", &got), ER_SUCCESS);
-  EXPECT_EQ(stored(context_).rows, 0);
-  EXPECT_EQ(maintain(context_, "GetPasswordPolicyFromF98QXSEC", &got), ER_ERROR);
-  EXPECT_EQ(maintain(context_, "DeletePasswordPolicyFromF98QXSEC", &got), ER_ERROR);
-  EXPECT_EQ(maintain(context_, "AddPasswordPolicyToF98QXSEC", &first), ER_SUCCESS);
-  EXPECT_TRUE(holds(stored(context_), first));
-  EXPECT_TRUE(context_->errors.empty());
-}
-
-TEST_F(Policy, AuditColumnsComeFromTheContextAndTheClock) {
-  LPBHVRCOM context = newContext({{"user", "PWADMIN"}, {"program", "P9500929"},
-                                  {"machine", "WS-0042-EAST-WING"}, {"dateformat", "DD.MM.YY"}});
-  DSGETAUDITINFO audit{};
-  ASSERT_EQ(call(context, "GetAuditInfo", &audit), ER_SUCCESS);
-  EXPECT_EQ(text(audit.szUserId), u"PWADMIN");
-  EXPECT_EQ(text(audit.szProgramId), u"P9500929");
-  EXPECT_EQ(text(audit.szWorkstationId), u"WS-0042-EAST-WI");
-
+  const struct {
+    const char *function;
+    PasswordPolicy *ds;
+    ID code;
+    const PasswordPolicy *stored;  // what the row (and a Get) holds afterwards; nullptr: no row
+  } steps[] = {
+      {"UpdatePasswordPolicyToF98QXSEC", &first, ER_SUCCESS, &first},  // inserts
+      {"AddPasswordPolicyToF98QXSEC", &second, ER_ERROR, &first},      // the row exists
+      {"UpdatePasswordPolicyToF98QXSEC", &second, ER_SUCCESS, &second},
+      {"GetPasswordPolicyFromF98QXSEC", &got, ER_SUCCESS, &second},
+      {"DeletePasswordPolicyFromF98QXSEC", &got, ER_SUCCESS, nullptr},
+      {"GetPasswordPolicyFromF98QXSEC", &got, ER_ERROR, nullptr},
+      {"DeletePasswordPolicyFromF98QXSEC", &got, ER_ERROR, nullptr},
+      {"AddPasswordPolicyToF98QXSEC", &first, ER_SUCCESS, &first},
+      {"GetPasswordPolicyFromF98QXSEC", &got, ER_SUCCESS, &first},
+  };
+  LPBHVRCOM context = newContext(
+      {{"user", "PWADMIN"}, {"program", "P9500929"}, {"machine", "WS-0042-EAST-WING"}, {"dateformat", "DD.MM.YY"}});
   UTIME before, after, stamp;
   vyrUTime_SetToNow(&before);
   vyrUTime_AdvanceTime(&before, 0, 0, -1);  // the stamp has whole seconds
-  ASSERT_EQ(call(context, "AddPasswordPolicyToF98QXSEC", &first), ER_SUCCESS);
+  for (const auto &s : steps) {
+    SCOPED_TRACE(s.function);
+    EXPECT_EQ(call(s.function, s.ds, context), s.code);
+    EXPECT_EQ(handlesLeft_, 0u);
+    EXPECT_EQ(errors(context), Strings{});
+    EXPECT_TRUE(s.stored ? holds(*s.stored) : stored() == 0);
+    EXPECT_TRUE(s.ds != &got || s.stored == nullptr || std::memcmp(&got, s.stored, sizeof got) == 0);
+  }
   vyrUTime_SetToNow(&after);
-  const Stored s = stored(context);
-  EXPECT_EQ(text(s.row.auditUser), u"PWADMIN");
-  EXPECT_EQ(text(s.row.program), u"P9500929");
-  EXPECT_EQ(text(s.row.workstation), u"WS-0042-EA");  // the column's width
-  const int hhmmss = MathNumericToInt(&s.row.time);
-  ASSERT_EQ(vyrUTime_Set(&stamp, s.row.date.nYear, s.row.date.nMonth, s.row.date.nDay, short(hhmmss / 10000),
+  EXPECT_EQ(text(row_.type) + u" " + text(row_.auditUser) + u" " + text(row_.program) + u" " + text(row_.workstation),
+            u"OSASE PWADMIN P9500929 WS-0042-EA");  // the column's width
+  const int hhmmss = MathNumericToInt(&row_.time);
+  ASSERT_EQ(vyrUTime_Set(&stamp, row_.date.nYear, row_.date.nMonth, row_.date.nDay, short(hhmmss / 10000),
                          short(hhmmss / 100 % 100), short(hhmmss % 100), u"UTC"),
             0);
   EXPECT_GE(vyrUTime_Compare(&stamp, &before), 0);
   EXPECT_LE(vyrUTime_Compare(&stamp, &after), 0);
+  DSGETAUDITINFO audit{};
+  ASSERT_EQ(call("GetAuditInfo", &audit, context), ER_SUCCESS);
+  EXPECT_EQ(text(audit.szWorkstationId), u"WS-0042-EAST-WI");
 }
 
-TEST_F(Policy, ValidationReportsOnlyTheFirstBrokenRuleOnMemberThree) {
-  struct Case {
-    PasswordPolicy limits;
+// Only the first broken rule is reported, on member 3; LDAP needs no policy;
+// the failure returns after the handle was opened leave it to the context.
+TEST_F(Policy, ValidationReportsTheFirstBrokenRuleAndLeavesHandlesAsSpecified) {
+  const PasswordPolicy strict = policy(u"8", u"2", u"2", u"1", u"1"), zero = policy(u"0", u"0", u"0", u"0", u"0"),
+                       pairs1 = policy(u"0", u"0", u"0", u"1", u"0"), length257 = policy(u"257", u"0", u"0", u"0", u"0");
+  const struct {
+    const PasswordPolicy *limits;  // nullptr: no policy row
     std::u16string password;
-    const char16_t *error;  // nullptr: accepted
-  };
-  const PasswordPolicy strict = policy(u"8", u"2", u"2", u"1", u"1");
-  const PasswordPolicy none = policy(u"0", u"0", u"0", u"0", u"0");
-  const Case cases[] = {
-      {strict, u"Ab1!Cd2x", nullptr},   {strict, u"Ab1!Cd2", u"187A"},  {strict, u"Ab1!Cdex", u"187B"},
-      {strict, u"Abb1!!d2", u"187C"},   {strict, u"Ab1xCd2x", u"187D"}, {strict, u"12!!34!5", u"187Q"},
-      {strict, u"a", u"187A"},          {strict, u"aaaaaaaa", u"187B"}, {strict, u"11!!22!!", u"187C"},
-      {strict, u"1a2b3c4d", u"187D"},
-      {policy(u"0", u"0", u"0", u"0", u"2"), u"\u00e9\u00e8", nullptr},
-      {policy(u"0", u"0", u"0", u"0", u"2"), u"ab", u"187D"},
-      {policy(u"0", u"0", u"1", u"0", u"0"), u"\u00e9\u00e8", u"187Q"},
-      {policy(u"0", u"0", u"0", u"1", u"0"), u"aabb", u"187C"},
-      {policy(u"0", u"0", u"0", u"1", u"0"), u"abab", nullptr},
-      {none, std::u16string(256, u'a'), nullptr},
-      {policy(u"256", u"0", u"0", u"0", u"0"), std::u16string(256, u'x'), nullptr},
-      {policy(u"257", u"0", u"0", u"0", u"0"), std::u16string(256, u'x'), u"187A"},
+    const char16_t *error;  // u"": none raised
+    ID code;
+    JCHAR applied;
+    size_t handlesLeft;
+    Settings settings = {};
+  } cases[] = {
+      {&strict, u"Ab1!Cd2x", u"", ER_SUCCESS, u'1', 0},
+      {&strict, u"Ab1!Cd2", u"187A", ER_ERROR, u'1', 1},
+      {&strict, u"Ab1!Cdex", u"187B", ER_ERROR, u'1', 1},
+      {&strict, u"Abb1!!d2", u"187C", ER_ERROR, u'1', 1},
+      {&strict, u"Ab1xCd2x", u"187D", ER_ERROR, u'1', 1},
+      {&strict, u"12!!34!5", u"187Q", ER_ERROR, u'1', 1},
+      {&strict, u"a", u"187A", ER_ERROR, u'1', 1},
+      {&strict, u"aaaaaaaa", u"187B", ER_ERROR, u'1', 1},
+      {&strict, u"11!!22!!", u"187C", ER_ERROR, u'1', 1},
+      {&strict, u"aa1bb2cc", u"187C", ER_ERROR, u'1', 1},
+      {&strict, u"1a2b3c4d", u"187D", ER_ERROR, u'1', 1},
+      {&pairs1, u"aabb", u"187C", ER_ERROR, u'1', 1},
+      {&pairs1, u"abab", u"", ER_SUCCESS, u'1', 0},
+      {&zero, u"", u"", ER_SUCCESS, u'1', 0},
+      {&length257, std::u16string(256, u'x'), u"187A", ER_ERROR, u'1', 1},
+      {&length257, std::u16string(257, u'x'), u"187A", ER_ERROR, u'1', 1},  // no terminator: read to the width
+      {nullptr, u"Ab1!Cd2x", u"", ER_ERROR, u'0', 1},
+      {&strict, u"Ab1!Cd2x", u"", ER_ERROR, u'0', 0, {{"fail", "VDB_InitBhvr"}}},
+      {&strict, u"Ab1!Cd2x", u"", ER_ERROR, u'0', 1, {{"fail", "VDB_FetchKeyed:F98QXSEC"}}},
+      {&strict, u"", u"", ER_SUCCESS, u'0', 0, {{"ldap", "1"}}},
+      {nullptr, u"", u"", ER_SUCCESS, u'0', 0, {{"ldap", "1"}, {"fail", "VDB_OpenTable:F98QXSEC"}}},
   };
   for (size_t i = 0; i < std::size(cases); ++i) {
+    const auto &c = cases[i];
     SCOPED_TRACE("case " + std::to_string(i));
-    PasswordPolicy limits = cases[i].limits;
-    ASSERT_EQ(call(context_, "UpdatePasswordPolicyToF98QXSEC", &limits), ER_SUCCESS);
-    LPBHVRCOM context = newContext();
-    DSD9500929B ds;
-    const char16_t *error = cases[i].error;
-    EXPECT_EQ(validate(context, cases[i].password, &ds), error ? ER_ERROR : ER_SUCCESS);
-    EXPECT_EQ(ds.cPolicyApplied, u'1');
-    EXPECT_EQ(text(ds.szErrorId), error ? error : u"");
-    ASSERT_EQ(context->errors.size(), error ? 1u : 0u);
-    EXPECT_TRUE(!error || (context->errors[0].id == error && context->errors[0].item == 3));
+    PasswordPolicy limits = c.limits ? *c.limits : zero;
+    call("DeletePasswordPolicyFromF98QXSEC", &limits);
+    if (c.limits) {
+      ASSERT_EQ(call("AddPasswordPolicyToF98QXSEC", &limits), ER_SUCCESS);
+    }
+    LPBHVRCOM context = newContext(c.settings);
+    EXPECT_EQ(validate(c.password, context), c.code);
+    EXPECT_EQ(ds_.cPolicyApplied, c.applied);
+    EXPECT_EQ(text(ds_.szErrorId), c.error);
+    EXPECT_EQ(errors(context), *c.error ? Strings{toUtf8(c.error) + " @3"} : Strings{});
+    EXPECT_EQ(handlesLeft_, c.handlesLeft);
   }
 }
 
-TEST_F(Policy, AFullMemberWithoutTerminatorIsReadToItsWidth) {
-  PasswordPolicy limits = policy(u"257", u"0", u"0", u"0", u"0");
-  ASSERT_EQ(call(context_, "AddPasswordPolicyToF98QXSEC", &limits), ER_SUCCESS);
-  DSD9500929B ds;
-  for (JCHAR &c : ds.szPassword) c = u'a';
-  ds.cPolicyApplied = u'a';  // the member after it is not part of the password either
-  EXPECT_EQ(call(context_, "ValidatePasswordPolicyFromF98QXSEC", &ds), ER_ERROR);
-  EXPECT_EQ(text(ds.szErrorId), u"187A");
-}
-
 TEST_F(Policy, MaintenanceFailuresReleaseTheirHandlesAndChangeNothing) {
-  struct Case {
-    const char *function;
-    const char *fail;
-    bool rowBefore;
-  };
-  const Case cases[] = {
+  const struct { const char *function, *fail; bool rowBefore; } cases[] = {
       {"AddPasswordPolicyToF98QXSEC", "VDB_InitBhvr", false},
       {"AddPasswordPolicyToF98QXSEC", "VDB_OpenTable:F98QXSEC", false},
       {"AddPasswordPolicyToF98QXSEC", "VDB_SetBLOBSize:F98QXSEC", false},
-      {"AddPasswordPolicyToF98QXSEC", "VDB_InsertTable:F98QXSEC", false},
       {"UpdatePasswordPolicyToF98QXSEC", "VDB_InsertTable:F98QXSEC", false},
       {"UpdatePasswordPolicyToF98QXSEC", "VDB_UpdateTable:F98QXSEC", true},
-      {"UpdatePasswordPolicyToF98QXSEC", "VDB_FetchKeyed:F98QXSEC", true},  // insert then meets the row
+      {"UpdatePasswordPolicyToF98QXSEC", "VDB_FetchKeyed:F98QXSEC", true},  // the insert then meets the row
       {"GetPasswordPolicyFromF98QXSEC", "VDB_InitBhvr", true},
-      {"GetPasswordPolicyFromF98QXSEC", "VDB_OpenTable:F98QXSEC", true},
       {"GetPasswordPolicyFromF98QXSEC", "VDB_FetchKeyed:F98QXSEC", true},
       {"DeletePasswordPolicyFromF98QXSEC", "VDB_OpenTable:F98QXSEC", true},
       {"DeletePasswordPolicyFromF98QXSEC", "VDB_DeleteTable:F98QXSEC", true},
   };
-  for (const Case &c : cases) {
+  for (const auto &c : cases) {
     SCOPED_TRACE(std::string(c.function) + " with " + c.fail);
-    PasswordPolicy clear{};
-    call(context_, "DeletePasswordPolicyFromF98QXSEC", &clear);
-    if (c.rowBefore) {
-      ASSERT_EQ(call(context_, "AddPasswordPolicyToF98QXSEC", &first), ER_SUCCESS);
-    }
-    LPBHVRCOM failing = newContext({{"fail", c.fail}});
     PasswordPolicy ds = second;
-    EXPECT_EQ(maintain(failing, c.function, &ds), ER_ERROR);
-    EXPECT_TRUE(failing->errors.empty());
-    EXPECT_EQ(std::memcmp(&ds, &second, sizeof ds), 0) << "the data structure is untouched";
+    call("DeletePasswordPolicyFromF98QXSEC", &ds);
     if (c.rowBefore) {
-      EXPECT_TRUE(holds(stored(context_), first));
-    } else {
-      EXPECT_EQ(stored(context_).rows, 0);
+      ASSERT_EQ(call("AddPasswordPolicyToF98QXSEC", &first), ER_SUCCESS);
     }
+    const std::string fail = c.fail;
+    LPBHVRCOM failing = newContext({{"fail", fail}});
+    EXPECT_EQ(call(c.function, &ds, failing), ER_ERROR);
+    EXPECT_EQ(handlesLeft_, 0u);
+    EXPECT_EQ(errors(failing), Strings{}) << "the caller reports";
+    EXPECT_EQ(std::memcmp(&ds, &second, sizeof ds), 0) << "the data structure is untouched";
+    EXPECT_TRUE(c.rowBefore ? holds(first) : stored() == 0);
   }
 }
 
-// Zero limits still need the row; LDAP needs no policy at all; the failure
-// returns after the handle was opened leave it to the context, which frees it.
-TEST_F(Policy, ValidationPathsAndTheHandlesTheyLeave) {
-  enum Row { kNoRow, kStrict, kAllZero };
-  struct Case {
-    std::map<std::string, std::string> settings;
-    Row row;
-    const char16_t *password;
-    ID expected;
-    JCHAR applied;
-    size_t handlesLeft;
+TEST(PasswordRules, EachRuleBelowAtAndAboveItsLimit) {
+  using Rule = int (*)(const JCHAR *, MATH_NUMERIC);
+  const Rule length = I9500929_CheckMinimumPasswordLength, digits = I9500929_CheckNumberOfNumerics,
+             letters = I9500929_CheckMinimumCharacters, pairs = I9500929_CheckMaximumConsecutiveCharacters,
+             special = I9500929_CheckMinimumSpecialCharacters;
+  const struct { Rule rule; const char16_t *password, *limit; int passes; } cases[] = {
+      {length, u"abc", u"4", 0},  {length, u"abcd", u"4", 1},  {length, u"abcde", u"4", 1},
+      {length, u"abc", u"3.5", 1},  // length + 1 > limit, compared as decimals
+      {length, u"\u00e9\u00e9\u00e9\u00e9", u"4", 1},  // characters, not bytes
+      {length, nullptr, u"1", 0},   {length, nullptr, u"0", 1},  // a null password reads as empty
+      {digits, u"a1b", u"2", 0},    {digits, u"a1b2", u"2", 1},  {digits, u"1a2b3", u"2", 1},
+      {digits, u"\uff11\uff12", u"1", 0},  // full-width digits are not 0-9
+      {digits, u"", u"0", 1},              // the terminator's position is walked too
+      {letters, u"1a2", u"2", 0},   {letters, u"ab1", u"2", 1},  {letters, u"abc", u"2", 1},
+      {letters, u"\u00e9\u0416", u"1", 0},
+      {letters, u"", u"0", 0},  // nothing walked, nothing reached
+      {special, u"a!b", u"2", 0},   {special, u"a!b?", u"2", 1}, {special, u" !?", u"2", 1},
+      {special, u"\u00e9\u20ac", u"2", 1},  // non-ASCII letters count as special
+      {special, nullptr, u"1", 0},
+      {pairs, u"aabb", u"1", 0},    {pairs, u"abab", u"1", 1},   {pairs, u"aab", u"1", 1},
+      {pairs, u"aabb", u"2", 1},    {pairs, u"aabbcc", u"2", 0}, {pairs, u"aA", u"0", 1},
+      {pairs, nullptr, u"0", 1},
   };
-  const Case cases[] = {
-      {{{"fail", "VDB_InitBhvr"}}, kStrict, u"Ab1!Cd2x", ER_ERROR, u'0', 0},
-      {{}, kNoRow, u"Ab1!Cd2x", ER_ERROR, u'0', 1},
-      {{{"fail", "VDB_FetchKeyed:F98QXSEC"}}, kStrict, u"Ab1!Cd2x", ER_ERROR, u'0', 1},
-      {{}, kStrict, u"short", ER_ERROR, u'1', 1},
-      {{}, kStrict, u"Ab1!Cd2x", ER_SUCCESS, u'1', 0},
-      {{}, kAllZero, u"", ER_SUCCESS, u'1', 0},
-      {{{"ldap", "1"}}, kStrict, u"", ER_SUCCESS, u'0', 0},
-      {{{"ldap", "1"}, {"fail", "VDB_OpenTable:F98QXSEC"}}, kNoRow, u"", ER_SUCCESS, u'0', 0},
-  };
-  for (size_t i = 0; i < std::size(cases); ++i) {
-    SCOPED_TRACE("case " + std::to_string(i));
-    PasswordPolicy limits = cases[i].row == kStrict ? policy(u"8", u"2", u"2", u"1", u"1")
-                                                    : policy(u"0", u"0", u"0", u"0", u"0");
-    call(context_, "DeletePasswordPolicyFromF98QXSEC", &limits);
-    if (cases[i].row != kNoRow) {
-      ASSERT_EQ(call(context_, "AddPasswordPolicyToF98QXSEC", &limits), ER_SUCCESS);
-    }
-    auto settings = cases[i].settings;
-    settings.emplace("env", "PWTEST");
-    settings.emplace("env.PWTEST", dir_ + "/policy.db");
-    LPBHVRCOM context = vyr::createContext(settings);
-    ASSERT_NE(context, nullptr);
-    const size_t settled = settle(context);
-    DSD9500929B ds;
-    EXPECT_EQ(validate(context, cases[i].password, &ds), cases[i].expected);
-    EXPECT_EQ(ds.cPolicyApplied, cases[i].applied);
-    // Only a broken rule says why; the caller reports everything else.
-    EXPECT_EQ(context->errors.size(), cases[i].applied == u'1' && cases[i].expected == ER_ERROR ? 1u : 0u);
-    ASSERT_EQ(context->resources.size() - settled, cases[i].handlesLeft);
-    std::vector<HUSER> left;
-    for (size_t r = settled; r < context->resources.size(); ++r)
-      left.push_back(static_cast<HUSER>(context->resources[r].handle));
-    vyr::freeContext(context);
-    for (HUSER handle : left) EXPECT_NE(VDB_FreeBhvr(handle), 1u) << "the handle outlived its context";
-  }
-}
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(cases[i].rule(cases[i].password, math(cases[i].limit)), cases[i].passes) << "case " << i;
 
-TEST_F(Policy, MissingArgumentsAre4363OnItemZero) {
-  for (const char *function : {"AddPasswordPolicyToF98QXSEC", "UpdatePasswordPolicyToF98QXSEC",
-                               "GetPasswordPolicyFromF98QXSEC", "DeletePasswordPolicyFromF98QXSEC",
-                               "ValidatePasswordPolicyFromF98QXSEC", "GetAuditInfo"}) {
-    SCOPED_TRACE(function);
-    LPBHVRCOM context = newContext();
-    const size_t held = settle(context);
-    const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(std::string_view(function));
-    ASSERT_NE(entry, nullptr);
-    PasswordPolicy ds{};
-    EXPECT_EQ(entry->lpfnEntry(nullptr, vyr::userEnvironment(context), &ds), ER_ERROR);
-    EXPECT_EQ(entry->lpfnEntry(context, nullptr, &ds), ER_ERROR);
-    EXPECT_EQ(entry->lpfnEntry(context, vyr::userEnvironment(context), nullptr), ER_ERROR);
-    ASSERT_EQ(context->errors.size(), 2u);
-    for (const vyr::ErrorRecord &e : context->errors) EXPECT_TRUE(e.id == u"4363" && e.item == 0);
-    EXPECT_EQ(context->resources.size(), held);
+  // Letters are A-Z and a-z, digits 0-9, by code unit: each boundary and its neighbours.
+  const std::u16string units = u"/09:@AZ[`az{\u00e9\uff11";
+  const std::string letter = "00000110011000", digit = "01100000000000";
+  for (size_t i = 0; i < units.size(); ++i) {
+    EXPECT_EQ(I9500929_isCharacter(units[i]), letter[i] - '0') << int(units[i]);
+    EXPECT_EQ(I9500929_isNumber(units[i]), digit[i] - '0') << int(units[i]);
   }
-  EXPECT_EQ(stored(context_).rows, 0);
 }
 
 }  // namespace

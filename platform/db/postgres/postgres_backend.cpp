@@ -10,6 +10,8 @@
 #include <limits>
 #include <vector>
 
+#include "db/values.h"
+
 namespace vyr::db {
 namespace {
 
@@ -23,6 +25,9 @@ constexpr int64_t kEpochMicros = kEpochDays * 86400 * 1000000;
 // Timestamps the server accepts, in microseconds since 2000: 4714-11-24 BC to 294277-01-01.
 constexpr int64_t kMinTimestamp = -211813488000000000;
 constexpr int64_t kEndTimestamp = 9223371331200000000;
+// The binary forms of the dates -infinity (the null date here) and infinity.
+constexpr int32_t kDateMinusInfinity = std::numeric_limits<int32_t>::min();
+constexpr int32_t kDateInfinity = std::numeric_limits<int32_t>::max();
 
 // How long a statement waits for another session's lock before failing (as SQLite's busy wait).
 constexpr int kLockTimeoutMs = 30000;
@@ -303,6 +308,15 @@ class PgStatement final : public Statement {
     Param *p = param(position);
     if (p == nullptr) return;
     p->clear();
+    if (yyyymmdd == kNullDate) {
+      if (type(position) != kDate) {
+        p->setText("-infinity");
+        return;
+      }
+      p->setBinary();
+      putBigEndian(p->data, static_cast<uint32_t>(kDateMinusInfinity), 4);
+      return;
+    }
     using namespace std::chrono;
     const year_month_day ymd{year{static_cast<int>(yyyymmdd / 10000)},
                              month{static_cast<unsigned>(yyyymmdd / 100 % 100)},
@@ -395,9 +409,10 @@ class PgStatement final : public Statement {
     if (PQgetlength(result_, row_, column) != 4) return 0;
     using namespace std::chrono;
     const auto sinceY2k = static_cast<int32_t>(readBigEndian(PQgetvalue(result_, row_, column), 4));
+    if (sinceY2k == kDateMinusInfinity || sinceY2k == kDateInfinity) return kNullDate;
     const year_month_day ymd{sys_days{} + days{int64_t{sinceY2k} + kEpochDays}};
     const int y = static_cast<int>(ymd.year());
-    if (y < 1 || y > 9999) return 0;  // infinity and years a VYRDATE cannot hold read as no date
+    if (y < 1 || y > 9999) return kNullDate;  // years a VYRDATE cannot hold read as no date
     return int64_t{y} * 10000 + static_cast<unsigned>(ymd.month()) * 100 + static_cast<unsigned>(ymd.day());
   }
 
@@ -643,6 +658,7 @@ class PgDialect final : public Dialect {
   std::string_view lockSuffix() const override { return " FOR UPDATE"; }
   // The server sorts NULL last ascending; the layer (like SQLite) sorts it first.
   std::string_view nullsOrder(bool descending) const override { return descending ? " NULLS LAST" : " NULLS FIRST"; }
+  std::string_view nullDate() const override { return "'-infinity'"; }
   std::string relationsSql() const override {
     return "SELECT c.relname FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n ON n.oid = c.relnamespace "
            "WHERE n.nspname = current_schema()";
