@@ -1,0 +1,319 @@
+// The plug-and-play entries and country servers against the stand-in country
+// functions of countries_plugin.cpp, loaded into this process: which ran, in
+// which order, with which data, and where their errors and codes end up.
+#include <algorithm>
+#include <regex>
+#include <set>
+
+#include "localization/localization.h"
+#include "support/bsfn_fixture.h"
+
+namespace {
+
+using namespace bsfntest;
+
+const std::string kPlugin = FAMOFLAS_BINARY_DIR "/tests/plugins/liblocalization_countries_plugin.so";
+
+class Localization : public BsfnTest {
+ protected:
+  static void SetUpTestSuite() {
+    BsfnTest::SetUpTestSuite();
+    static const std::string loadError = [] {
+      std::string error;
+      return vyr::loadLibrary(kPlugin, "famoflasCatalog", &error) ? std::string() : error;
+    }();
+    ASSERT_EQ(loadError, "");
+  }
+
+  // A record as a base function fills it; order (member 5) steers the stand-ins.
+  static DSLOCALIZATION record(const char16_t *country, const char16_t *mode, const char16_t *amount1 = u"12.50",
+                               const char16_t *amount2 = u"3", const char16_t *order = u"") {
+    DSLOCALIZATION ds{};
+    vyrStrcpy(ds.szCountryCode, country);
+    vyrStrcpy(ds.szCompanyKey, u"00070");
+    vyrStrcpy(ds.szRecordKey1, u"K1");
+    vyrStrcpy(ds.szRecordKey2, u"K2");
+    vyrStrcpy(ds.szRecordKey3, order);
+    vyrStrcpy(ds.szMode, mode);
+    ds.mnAmount1 = math(amount1);
+    ds.mnAmount2 = math(amount2);
+    return ds;
+  }
+
+  // Runs an entry as the platform does, on a context whose user country is ctr.
+  ID run(const char *entry, DSLOCALIZATION &ds, const std::string &ctr) {
+    context_ = newContext({{"CTR", ctr}});
+    vyrSetEventRuleReturnCode(context_, 7);
+    return call(entry, &ds);
+  }
+
+  Strings trace() const {
+    Strings lines;
+    for (const std::u16string &line : context_->trace) lines.push_back(toUtf8(line));
+    return lines;
+  }
+
+  // What one entry's dispatch lines say it called, in order.
+  Strings calls(const std::string &entry) const {
+    const std::regex line(entry + ": country .*, called (\\w+), return \\d");
+    Strings called;
+    std::smatch m;
+    for (const std::string &text : trace())
+      if (std::regex_match(text, m, line) && m[1] != "none") called.push_back(m[1]);
+    return called;
+  }
+};
+
+// Every entry, through vyrCallObject as a base function calls it: a blank
+// country does nothing; a country no server knows reaches every server an
+// entry names (none unknown) and calls no country function; null arguments
+// are refused.
+TEST_F(Localization, EveryEntryDispatchesBlankAndUnknownCountriesAndRefusesNullArguments) {
+  size_t count = 0, walked = 0;
+  const BSFN_CATALOG_ENTRY *entries = famoflasLibraryCatalog(&count);
+  for (size_t i = 0; i < count; ++i) {
+    if (entries[i].lpTemplate == nullptr || entries[i].lpTemplate->szName != std::string("DSLOCALIZATION")) continue;
+    ++walked;
+    const std::u16string name = vyr::fromUtf8(entries[i].szFunction);
+    SCOPED_TRACE(entries[i].szFunction);
+    for (const char16_t *country : {u"", u" ", u"ZZ"}) {
+      DSLOCALIZATION ds = record(country, u"VAL");
+      ds.cResultFlag = u'X';
+      context_->trace.clear();
+      context_->errors.clear();
+      vyrSetEventRuleReturnCode(context_, 7);
+      EXPECT_EQ(vyrCallObject(name.c_str(), nullptr, context_, vyr::userEnvironment(context_), &ds, nullptr, 0,
+                              nullptr, 0, 0),
+                ER_SUCCESS);
+      EXPECT_EQ(errors(), Strings{});
+      const Strings lines = trace();
+      if (country[0] != u'Z') {
+        ASSERT_EQ(lines.size(), 1u);
+        EXPECT_TRUE(std::regex_match(lines[0], std::regex(std::string(entries[i].szFunction) +
+                                                          ": country '' from [^']*('' from user CTR)?, called none, "
+                                                          "return 0")))
+            << lines[0];
+        EXPECT_EQ(vyrGetEventRuleReturnCode(context_), 7u);
+        EXPECT_TRUE(ds.cResultFlag == u'X' || ds.cResultFlag == u'0');  // plug-and-play: untouched; server: reset
+      } else if (name != u"PlugPlayCountryServerDeleteF0311") {  // forwards to a stand-in
+        for (const std::string &line : lines) EXPECT_EQ(line.find("stand-in"), std::string::npos) << line;
+      }
+    }
+    DSLOCALIZATION ds = record(u"JP", u"VAL");
+    context_->errors.clear();
+    EXPECT_EQ(vyrCallObject(name.c_str(), nullptr, context_, vyr::userEnvironment(context_), nullptr, nullptr, 0,
+                            nullptr, 0, 0),
+              ER_ERROR);
+    EXPECT_EQ(vyrCallObject(name.c_str(), nullptr, context_, nullptr, &ds, nullptr, 0, nullptr, 0, 0), ER_ERROR);
+    EXPECT_EQ(errors(), Strings(2, "4363 @0"));
+  }
+  EXPECT_EQ(walked, 213u);
+}
+
+// B0400017's pair through the plug-and-play entry: branches, flags, amounts,
+// trace lines and the event rule's slot (7 = untouched).
+TEST_F(Localization, B0400017PairRunsItsJapaneseAndUnitedKingdomBranches) {
+  const std::string wht = "stand-in WithholdingTaxValidation: taxable 4001 withholding 5 flag 'X'";
+  const std::string cis = "stand-in GetCISSubcontractorStatus: address 4001 mode '2'";
+  const std::string server = "B0400017_CountryServer: country ", entry = "B0400017_PlugAndPlay: country ";
+  const std::string jpCalled = server + "'JP' from data structure, called WithholdingTaxValidation, return 0";
+  const std::string ukCalled = server + "'UK' from user CTR, called GetCISSubcontractorStatus, return 0";
+  const std::string forwarded = entry + "'JP' from data structure, called B0400017_CountryServer, return 0";
+  struct Case {
+    const char16_t *country;
+    const char *ctr;
+    const char16_t *mode;
+    Strings lines;
+    JCHAR flag;
+    const char16_t *amount2;
+    ID slot;
+  } cases[] = {
+      {u"JP", "UK", u"VAL", {wht, jpCalled, cis, ukCalled, forwarded}, u'1', u"4006", 0},
+      {u"JP", "FR", u"VAL", {wht, jpCalled, forwarded}, u'1', u"4006", 0},
+      {u"UK", "UK", u"VAL", {cis, ukCalled, entry + "'UK' from data structure, called B0400017_CountryServer, return 0"},
+       u'1', u"5", 0},
+      {u"UK", "FR", u"VAL",
+       {server + "'UK' from data structure, 'FR' from user CTR, called none, return 0",
+        entry + "'UK' from data structure, called B0400017_CountryServer, return 0"},
+       u'0', u"5", 0},
+      {u"JP", "UK", u"ADD",
+       {server + "'JP' from data structure, 'UK' from user CTR, called none, return 0", forwarded}, u'0', u"5", 0},
+      {u"", "UK", u"VAL", {entry + "'' from data structure, called none, return 0"}, u'X', u"5", 7},
+      {u" ", "UK", u"VAL", {entry + "'' from data structure, called none, return 0"}, u'X', u"5", 7},
+      // Only " " and "" are blank: two blanks go on to the server.
+      {u"  ", "UK", u"VAL", {cis, ukCalled, entry + "'' from data structure, called B0400017_CountryServer, return 0"},
+       u'1', u"5", 0},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(toUtf8(c.country) + "/" + c.ctr + "/" + toUtf8(c.mode));
+    DSLOCALIZATION ds = record(c.country, c.mode, u"4001", u"5");
+    ds.cResultFlag = u'X';
+    EXPECT_EQ(run("B0400017_PlugAndPlay", ds, c.ctr), ER_SUCCESS);
+    EXPECT_EQ(trace(), c.lines);
+    EXPECT_EQ(ds.cResultFlag, c.flag);
+    EXPECT_EQ(text(ds.mnAmount2), c.amount2);
+    EXPECT_EQ(vyrGetEventRuleReturnCode(context_), c.slot);
+    EXPECT_EQ(errors(), Strings{});
+  }
+  // An even address is a subcontractor not verified: "0", after "1" from the Japanese branch.
+  DSLOCALIZATION ds = record(u"JP", u"VAL", u"4002");
+  run("B0400017_CountryServer", ds, "UK");
+  EXPECT_EQ(calls("B0400017_CountryServer"), (Strings{"WithholdingTaxValidation", "GetCISSubcontractorStatus"}));
+  EXPECT_EQ(ds.cResultFlag, u'0');
+}
+
+// A plug-and-play entry hands its server a copy made at full widths and takes
+// every member back: the stand-in server overwrites key 1, and key 2, filled
+// to its last position, comes back cut to its width.
+TEST_F(Localization, PlugAndPlayPassesAndTakesBackTheWholeRecord) {
+  DSLOCALIZATION ds = record(u"IT", u"DEL", u"7", u"1");
+  std::fill(std::begin(ds.szRecordKey2), std::end(ds.szRecordKey2), u'k');
+  EXPECT_EQ(run("PlugPlayCountryServerDeleteF0311", ds, ""), ER_SUCCESS);
+  EXPECT_EQ(trace(), (Strings{"stand-in CuntryServerB0300005DeleteF0311: country 'IT' company '00070' keys 'K1' "
+                              "'kkkkkkkkkk' '' mode 'DEL' amounts 7 1 flag ''",
+                              "PlugPlayCountryServerDeleteF0311: country 'IT' from data structure, called "
+                              "CuntryServerB0300005DeleteF0311, return 0"}));
+  EXPECT_EQ(text(ds.szRecordKey1), u"TOUCHED");
+  EXPECT_EQ(text(ds.szRecordKey2), u"kkkkkkkkkk");
+  EXPECT_EQ(text(ds.mnAmount2), u"7");
+  EXPECT_EQ(ds.cResultFlag, u'1');
+  EXPECT_EQ(vyrGetEventRuleReturnCode(context_), ER_SUCCESS);
+}
+
+// Each server of the table with country functions: a country (and mode) that
+// selects each of them, in order; then a country it does not know, which calls
+// nothing, resets the flag and succeeds.
+TEST_F(Localization, ServersCallTheCountryFunctionsTheirCountriesSelect) {
+  struct Case {
+    const char *server;
+    const char16_t *country;
+    const char *ctr;
+    const char16_t *mode;
+    Strings called;
+  } cases[] = {
+      {"B0400007_Country_Server", u"JP", "", u"VAL", {"DraftValueDateCalculationJapan"}},
+      {"B0400047_CountryServer", u"AR", "UK", u"VAL",
+       {"B7400110ReadWTFromCache", "CheckSupplerNoForCISStatus", "UKEMP_DefaultValidateTaxInfo_AP"}},
+      {"B0400047_CountryServer", u"PL", "", u"ADD", {"UpdateWTBatchInput"}},
+      {"B0400047_CountryServer", u"CO", "", u"UPD", {"UpdateWTPMVoucher"}},
+      {"B0400047_CountryServer", u"FI", "", u"VAL", {"ReferenceNrValidationFinland"}},
+      {"B0400047_CountryServer", u"", "UK", u"ADD", {"CreateAPDetailsCISTagFile"}},
+      {"B0400047_CountryServer", u"", "UK", u"UPD", {"UpdateAPDetailsCISTagFile"}},
+      {"B0400047_CountryServer", u"", "UK", u"DEL", {"DeleteAPDetailsCISTagFile"}},
+      {"B0400076_CountryServer", u"JP", "", u"DEL", {"Delete_F750411"}},
+      {"B0900049_CS_Process_N7000091", u"", "UK", u"VAL", {"UK_EPM_ValidatePropertySubledger"}},
+      {"B0900049_CS_Process_N7000091", u"", "UK", u"UPD", {"UKEPM_UpdateAcctProfileAndStatus"}},
+      {"B0900049_CS_Process_N7000091", u"TR", "", u"VAL", {"CurrencyConvSftRound"}},
+      {"B4200311_Country_Server", u"", "UK", u"ADD", {"UK_EPM_Validate_Subledger"}},
+      {"F0101_CountryServerII", u"", "UK", u"VAL", {"GetCISSubcontractorStatus"}},
+      {"F0101_CountryServerII", u"JP", "", u"DEL", {"DeleteP0101Japan"}},
+      {"F0101_CountryServerII", u"IT", "", u"DEL", {"DeleteP0101Italy"}},
+      {"F0101_CountryServerII", u"SE", "", u"DEL", {}},
+      {"F0411_CS_P0411", u"", "UK", u"VAL", {"GetCISSubcontractorStatus"}},
+      {"F0411_CS_P0411S", u"IT", "", u"VAL", {"ProhibitSplitPaymentsItaly"}},
+      {"F0411_CS_P0411SV", u"", "UK", u"VAL", {"GetCISSubcontractorStatus"}},
+      {"F0413_CountryServer", u"RU", "", u"ADD", {"UpdateWTPaymentInfoAuto"}},
+      {"F0414_CS_P0413M", u"OK", "", u"VAL", {"GetWhithholdingTaxAmount"}},
+      {"F0414_CS_P0413M", u"AR", "", u"UPD", {"UpdateWTPaymentInfo_OK"}},
+      {"F0414_CS_P0413M", u"IT", "", u"DEL", {"DeleteWTPaymentInfo", "DeleteWTPaymentInfoBrowse"}},
+      {"F0414_CS_P0413V", u"IT", "UK", u"DEL",
+       {"DeleteWTPaymentInfoBrowse", "VoidACMPayments", "GetCISConstantInformation", "VoidCISPaymentF0411TagFile"}},
+      {"F04571_CountryServer", u"DO", "", u"VAL", {"GetWhithholdingTaxAmount"}},
+      {"F04571_CountryServer", u"NO", "", u"ADD", {"SaveHDCToCache"}},
+      {"F04571_CountryServer", u"SE", "", u"VAL", {"RetrieveHDCFromCache"}},
+      {"F04572_CountryServer", u"PE", "", u"UPD", {"PaymentStatusChange", "UpdateStatusAfterPayment"}},
+      {"F04572_CountryServer", u"", "UK", u"VAL", {"GetCISConstantInformation"}},
+      {"F4312_CS_AfterReceipt", u"BR", "", u"ADD", {"CallNotaFiscalCheck"}},
+      {"N0701130CountryServer", u"NZ", "", u"UPD", {"UpdateAverageGrossEarnings"}},
+      {"N7000031_CS_N0100041", u"IT", "", u"VAL", {"ItalianTaxIDValidation"}},
+      {"N7000041_CS_P0030A", u"IT", "", u"VAL", {"BankValidationItaly"}},
+      {"N7000041_CS_P0030A", u"JP", "", u"VAL", {"BankValidationJapan"}},
+      {"N7000041_CS_P0030A", u"FR", "", u"VAL", {"BankValidationFrance"}},
+      {"N7000041_CS_P0030A", u"BE", "", u"VAL", {"BankValidationBelgium"}},
+      {"N7000041_CS_P0030A", u"FI", "", u"VAL", {"BankValidationFinland"}},
+      {"N7000041_CS_P0030A", u"CN", "", u"ADD", {"RetrieveCompanyAddress"}},
+      {"N7000441_CS_B0400233", u"NL", "", u"VAL", {"ValidatePCGDetailsNetherlands"}},
+      {"N7000441_CS_B0400233", u"NL", "", u"UPD", {"OverridePaymentFldsNetherlands"}},
+      {"N7000491_CS_P42230", u"EC", "", u"ADD", {"GetInternalNextNumber"}},
+      {"N7000701_CS__B0400035", u"PL", "", u"DEL", {"DeleteWithholdingTaxFromBrowse"}},
+      {"N7000701_CS__B0400035", u"JP", "UK", u"DEL",
+       {"DeleteRecord_F750411", "GetCISConstantInformation", "DeleteAPDetailsCISTagFile"}},
+      {"N7000841_CS_R03B11Z1I", u"CL", "", u"ADD", {"LoadF76AUI24FromF76A19Z1", "DeleteRecordsFromF76A19Z1"}},
+      {"N7001521_CS_F04573", u"DE", "", u"VAL", {"N7400370_CS_N7000881"}},
+      {"N7003101_CS_R43500", u"DO", "", u"ADD", {"GetInternalNextNumber"}},
+      {"N7003111_CS_P430114", u"CO", "", u"ADD", {"GetInternalNextNumber"}},
+      {"N7003131_CS_P42232", u"CO", "", u"ADD", {"GetInternalNextNumber"}},
+      {"P04573_CountryServer", u"IT", "", u"VAL", {"ProhibitSplitPaymentsItaly"}},
+      {"P04573_CountryServer", u"JP", "", u"VAL", {"ProhibitSplitingPayment"}},
+      {"R42565PlugPlay", u"CN", "", u"ADD", {"AssignVYRInvoice_GUI"}},
+      {"XT4314Z2_CountryServer", u"", "UK", u"VAL", {"UKEMP_DefaultValidateTaxInfo_AP"}},
+  };
+  std::set<std::string> servers;
+  for (const Case &c : cases) {
+    SCOPED_TRACE(std::string(c.server) + " " + toUtf8(c.country) + "/" + c.ctr + "/" + toUtf8(c.mode));
+    servers.insert(c.server);
+    DSLOCALIZATION ds = record(c.country, c.mode, u"4001");
+    EXPECT_EQ(run(c.server, ds, c.ctr), ER_SUCCESS);
+    EXPECT_EQ(calls(c.server), c.called);
+    const bool unknownCallee =
+        std::find(c.called.begin(), c.called.end(), "CheckSupplerNoForCISStatus") != c.called.end();
+    EXPECT_EQ(errors(), unknownCallee ? Strings{"BSFNNF CheckSupplerNoForCISStatus@0"} : Strings{});
+    // Only what the callees return comes back: amounts and flag, never the keys.
+    EXPECT_EQ(text(ds.szRecordKey1), u"K1");
+    const bool standInRan = !c.called.empty() && c.called.back() != "N7400370_CS_N7000881";
+    EXPECT_EQ(ds.cResultFlag, standInRan ? u'1' : u'0');
+    EXPECT_EQ(vyrGetEventRuleReturnCode(context_), c.called.empty() ? 7u : ER_SUCCESS);
+  }
+  for (const std::string &server : servers) {
+    SCOPED_TRACE(server);
+    DSLOCALIZATION ds = record(u"ZZ", u"VAL");
+    ds.cResultFlag = u'1';
+    EXPECT_EQ(run(server.c_str(), ds, "ZZ"), ER_SUCCESS);
+    EXPECT_EQ(calls(server), Strings{});
+    EXPECT_EQ(ds.cResultFlag, u'0');
+  }
+}
+
+// A server hands each callee the outputs of the one before: the second
+// stand-in sees amount 2 and the flag that the first returned.
+TEST_F(Localization, EachCalleeSeesTheOutputsOfTheOneBefore) {
+  DSLOCALIZATION ds = record(u"CL", u"ADD", u"8.25", u"1");
+  run("N7000841_CS_R03B11Z1I", ds, "");
+  const Strings lines = trace();
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[0], "stand-in LoadF76AUI24FromF76A19Z1: country 'CL' company '00070' keys 'K1' 'K2' '' mode 'ADD' "
+                      "amounts 8.25 1 flag ''");
+  EXPECT_EQ(lines[2], "stand-in DeleteRecordsFromF76A19Z1: country 'CL' company '00070' keys 'K1' 'K2' '' mode 'ADD' "
+                      "amounts 8.25 8.25 flag '1'");
+}
+
+// Errors of a country function reach the base function's members through the
+// server's mapping and the entry's identity mapping; codes pass up unchanged
+// and land in the event rule's slot. An unknown callee is the runtime's
+// "BSFNNF", and the server goes on with its next branch.
+TEST_F(Localization, ErrorsReachTheCallersMembersThroughBothMappings) {
+  struct Case {
+    const char *entry;
+    const char16_t *country;
+    const char *ctr;
+    const char16_t *amount1, *amount2, *order;
+    Strings errors;
+    ID code;
+  } cases[] = {
+      {"B0400017_PlugAndPlay", u"JP", "FR", u"-1", u"5", u"", {"STANDIN @7"}, ER_ERROR},
+      {"B0400017_PlugAndPlay", u"JP", "FR", u"4001", u"-5", u"", {"STANDIN @8"}, ER_WARNING},
+      {"B0400017_PlugAndPlay", u"UK", "UK", u"0", u"5", u"", {"STANDIN @7"}, ER_ERROR},
+      {"PlugAndPlay_B0400007", u"JP", "", u"1", u"5", u"E9", {"STANDIN @9"}, ER_ERROR},
+      {"PlugAndPlay_B0400007", u"JP", "", u"1", u"5", u"W3", {"STANDIN @3"}, ER_WARNING},
+      {"PlugAndPlay_B0400047", u"FR", "UK", u"1", u"5", u"", {"BSFNNF CheckSupplerNoForCISStatus@0"}, ER_SUCCESS},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(std::string(c.entry) + " " + toUtf8(c.amount1) + "/" + toUtf8(c.amount2) + "/" + toUtf8(c.order));
+    DSLOCALIZATION ds = record(c.country, u"VAL", c.amount1, c.amount2, c.order);
+    EXPECT_EQ(run(c.entry, ds, c.ctr), c.code);
+    EXPECT_EQ(errors(), c.errors);
+    EXPECT_EQ(vyrGetEventRuleReturnCode(context_), c.code);
+  }
+}
+
+}  // namespace
