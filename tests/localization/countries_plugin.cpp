@@ -2,16 +2,13 @@
 // every function a server of entries.def calls by name and every server a
 // plug-and-play entry names outside the library, except
 // CheckSupplerNoForCISStatus, left out so that a server meets a callee nobody
-// registered. Each writes one trace line "stand-in NAME: ..." with the data it
+// registered. Each writes one trace line "stand-in...: " with the data it
 // got. Member 5 of the localization record, "E<n>" or "W<n>", makes a
 // stand-in set error "STANDIN" on its member n and return ER_ERROR or
 // ER_WARNING; WithholdingTaxValidation fails on a negative amount (member 1:
 // error, member 2: warning), GetCISSubcontractorStatus on address 0.
-#include <array>
-#include <cstdlib>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "localization/localization.h"
@@ -31,17 +28,13 @@ ID standInError(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, ID idItem, ID idReturn) {
   return idReturn;
 }
 
-// Function names by slot, filled when the catalogue is built.
-std::vector<std::u16string> gSharedNames;
-
 // Copies amount 1 to amount 2, sets the flag and overwrites key 1 (a server
-// must not take that back).
-ID sharedStandIn(const std::u16string &name, LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+// must not take that back, a plug-and-play entry must).
+ID sharedStandIn(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   auto *ds = static_cast<LPDSLOCALIZATION>(lpVoidDS);
-  DebugTraceFn(u"stand-in %ls: country '%ls' company '%ls' keys '%ls' '%ls' '%ls' mode '%ls' amounts %ls %ls flag '%ls'",
-               name.c_str(), ds->szCountryCode, ds->szCompanyKey, ds->szRecordKey1, ds->szRecordKey2,
-               ds->szRecordKey3, ds->szMode, amount(ds->mnAmount1).c_str(), amount(ds->mnAmount2).c_str(),
-               flag(ds->cResultFlag).c_str());
+  DebugTraceFn(u"stand-in: country '%ls' company '%ls' keys '%ls' '%ls' '%ls' mode '%ls' amounts %ls %ls flag '%ls'",
+               ds->szCountryCode, ds->szCompanyKey, ds->szRecordKey1, ds->szRecordKey2, ds->szRecordKey3,
+               ds->szMode, amount(ds->mnAmount1).c_str(), amount(ds->mnAmount2).c_str(), flag(ds->cResultFlag).c_str());
   MathCopy(&ds->mnAmount2, &ds->mnAmount1);
   ds->cResultFlag = u'1';
   vyrStrcpyFillAndTerminate(ds->szRecordKey1, u"TOUCHED", 11, 0);
@@ -50,17 +43,6 @@ ID sharedStandIn(const std::u16string &name, LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
     return standInError(lpBhvrCom, lpVoid, ID(order[1] - u'0'), order[0] == u'E' ? ER_ERROR : ER_WARNING);
   return ER_SUCCESS;
 }
-
-template <size_t I>
-ID sharedSlot(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS) {
-  return sharedStandIn(gSharedNames[I], lpBhvrCom, lpVoid, lpDS);
-}
-
-template <size_t... I>
-constexpr std::array<LPBSFN, sizeof...(I)> sharedSlots(std::index_sequence<I...>) {
-  return {&sharedSlot<I>...};
-}
-constexpr auto kSharedSlots = sharedSlots(std::make_index_sequence<64>());
 
 // Withholding := taxable + withholding, flag "1".
 ID WithholdingTaxValidation(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
@@ -116,9 +98,7 @@ std::vector<BSFN_CATALOG_ENTRY> standIns() {
     } else if (kind == "CIS_STATUS") {
       entries.push_back({name.c_str(), GetCISSubcontractorStatus, &DSGETCISSUBCONTRACTORSTATUS_template, "STANDIN"});
     } else {
-      if (gSharedNames.size() == kSharedSlots.size()) std::abort();  // more slots needed
-      entries.push_back({name.c_str(), kSharedSlots[gSharedNames.size()], &DSLOCALIZATION_template, "STANDIN"});
-      gSharedNames.emplace_back(name.begin(), name.end());
+      entries.push_back({name.c_str(), sharedStandIn, &DSLOCALIZATION_template, "STANDIN"});
     }
   }
   return entries;
