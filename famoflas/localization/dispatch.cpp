@@ -1,5 +1,5 @@
 // The localization dispatch: what every plug-and-play entry and country
-// server of entries.def does. Written from B0400017's pair, the entry and
+// server of entries.h does. Written from B0400017's pair, the entry and
 // server every other follows.
 #include <string.h>
 

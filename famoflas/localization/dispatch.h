@@ -1,5 +1,5 @@
 /*
- * dispatch.h - the rows of the localization table (entries.def) and the
+ * dispatch.h - the rows of the localization table (entries.h) and the
  * routine that runs any of them.
  *
  * A row is either a plug-and-play entry, which forwards its record to the

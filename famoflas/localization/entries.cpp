@@ -1,4 +1,4 @@
-// The localization entries, exported and registered from entries.def: each
+// The localization entries, exported and registered from entries.h: each
 // row becomes its constant description, an exported business function that
 // runs it, and its catalogue entry under its source object.
 #include "localization/dispatch.h"
@@ -26,4 +26,4 @@
       (ID)(sizeof kLocalizationBranches_##entry / sizeof kLocalizationBranches_##entry[0] - 1)};       \
   LOC_ENTRY_FUNCTION(source, entry)
 
-#include "localization/entries.def"
+#include "localization/entries.h"

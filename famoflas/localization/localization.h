@@ -1,6 +1,6 @@
 /*
  * localization.h - what a country function sees: the data structures the
- * plug-and-play entries and country servers pass (entries.def lists them).
+ * plug-and-play entries and country servers pass (entries.h lists them).
  *
  * DSLOCALIZATION is the localization interface of a base function, shared by
  * every plug-and-play entry, its country server and the country functions

@@ -1,5 +1,5 @@
 // Stand-in country functions, loaded with --library (or vyr::loadLibrary):
-// every function a server of entries.def calls by name and every server a
+// every function a server of entries.h calls by name and every server a
 // plug-and-play entry names outside the library, except
 // CheckSupplerNoForCISStatus, left out so that a server meets a callee nobody
 // registered. Each writes one trace line "stand-in...: " with the data it
@@ -79,7 +79,7 @@ struct TableName {
 #define LOC_SERVER(source, entry, ...) {#entry, "ENTRY"}, __VA_ARGS__
 #define LOC_BRANCH(country, codes, mode, callee, record, mapping) {callee, #record},
 const TableName kTable[] = {
-#include "localization/entries.def"
+#include "localization/entries.h"
 };
 
 std::vector<BSFN_CATALOG_ENTRY> standIns() {

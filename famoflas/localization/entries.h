@@ -1,9 +1,10 @@
 /*
- * entries.def - the localization table: every plug-and-play entry and country
+ * entries.h - the localization table: every plug-and-play entry and country
  * server of the library, one row each, sorted by source object. A file that
- * includes it defines LOC_PLUG, LOC_SERVER and LOC_BRANCH first (entries.cpp
- * turns each row into an exported business function and its registration);
- * nothing else describes these functions.
+ * includes it defines LOC_PLUG, LOC_SERVER and LOC_BRANCH first, and it has
+ * no include guard, so that each includer expands the rows its own way
+ * (entries.cpp turns each row into an exported business function and its
+ * registration). Nothing else describes these functions.
  *
  * Why one table and not one file per source object: the entries differ only
  * in their names, their server and the countries a server knows, so the
