@@ -3,7 +3,6 @@
 // which order, with which data, and where their errors and codes end up.
 #include <algorithm>
 #include <regex>
-#include <set>
 
 #include "localization/localization.h"
 #include "support/bsfn_fixture.h"
@@ -167,10 +166,55 @@ TEST_F(Localization, B0400017PairRunsItsJapaneseAndUnitedKingdomBranches) {
   EXPECT_EQ(ds.cResultFlag, u'0');
 }
 
-// Each server of the table with country functions: the country (member 1 or
-// the user's) and mode that select each of them, in the order they run; then
-// a country no server knows, which calls nothing and resets the flag.
-TEST_F(Localization, ServersCallTheCountryFunctionsTheirCountriesSelect) {
+// The servers' branches as the table has them.
+struct Branch {
+  const char *country;
+  const char16_t *codes, *mode;
+  const char *callee;
+};
+struct Server {
+  const char *name;
+  Branch branches[10];
+};
+#define LOC_PLUG(source, entry, server)
+#define LOC_SERVER(source, entry, ...) {#entry, {__VA_ARGS__}},
+#define LOC_BRANCH(country, codes, mode, callee, record, mapping) {#country, u"" codes, u"" mode, callee},
+const Server kServers[] = {
+#include "localization/entries.h"
+};
+
+// Every branch that names a country function calls it when its first code
+// comes in where it looks (member 1 or the user's country) with its mode; the
+// keys never come back from a callee. A country no branch knows calls nothing,
+// resets the flag and leaves the event rule's slot alone.
+TEST_F(Localization, EveryBranchCallsItsCountryFunctionForItsCountryAndMode) {
+  for (const Server &server : kServers) {
+    for (const Branch &b : server.branches) {
+      if (b.callee == nullptr || b.callee[0] == 0) continue;
+      SCOPED_TRACE(std::string(server.name) + " " + b.callee);
+      const std::u16string code(b.codes, 2);
+      const bool fromUser = b.country == std::string("USER");
+      DSLOCALIZATION ds = record(fromUser ? u"ZZ" : code.c_str(), b.mode[0] != 0 ? b.mode : u"VAL", u"4001");
+      EXPECT_EQ(run(server.name, ds, fromUser ? toUtf8(code) : "ZZ"), ER_SUCCESS);
+      const Strings called = calls(server.name);
+      EXPECT_NE(std::find(called.begin(), called.end(), b.callee), called.end());
+      EXPECT_EQ(text(ds.szRecordKey1), u"K1");
+      EXPECT_EQ(vyrGetEventRuleReturnCode(context_), ER_SUCCESS);
+    }
+    SCOPED_TRACE(server.name);
+    DSLOCALIZATION ds = record(u"ZZ", u"VAL");
+    ds.cResultFlag = u'1';
+    EXPECT_EQ(run(server.name, ds, "ZZ"), ER_SUCCESS);
+    EXPECT_EQ(calls(server.name), Strings{});
+    EXPECT_EQ(ds.cResultFlag, u'0');
+    EXPECT_EQ(vyrGetEventRuleReturnCode(context_), 7u);
+  }
+}
+
+// Where several branches match, all run in the table's order, whichever
+// country each compares; an unknown callee is the runtime's "BSFNNF" and the
+// next branch still runs. Each callee sees the outputs of the one before.
+TEST_F(Localization, MatchingBranchesRunInOrder) {
   struct Case {
     const char *server;
     const char16_t *country;
@@ -178,86 +222,26 @@ TEST_F(Localization, ServersCallTheCountryFunctionsTheirCountriesSelect) {
     const char16_t *mode;
     Strings called;
   } cases[] = {
-      {"B0400007_Country_Server", u"JP", "", u"VAL", {"DraftValueDateCalculationJapan"}},
       {"B0400047_CountryServer", u"AR", "UK", u"VAL",
        {"B7400110ReadWTFromCache", "CheckSupplerNoForCISStatus", "UKEMP_DefaultValidateTaxInfo_AP"}},
-      {"B0400047_CountryServer", u"PL", "UK", u"ADD", {"UpdateWTBatchInput", "CreateAPDetailsCISTagFile"}},
-      {"B0400047_CountryServer", u"CO", "UK", u"UPD", {"UpdateWTPMVoucher", "UpdateAPDetailsCISTagFile"}},
-      {"B0400047_CountryServer", u"FI", "UK", u"DEL", {"DeleteAPDetailsCISTagFile"}},
-      {"B0400047_CountryServer", u"FI", "", u"VAL", {"ReferenceNrValidationFinland"}},
-      {"B0400076_CountryServer", u"JP", "", u"DEL", {"Delete_F750411"}},
-      {"B0900049_CS_Process_N7000091", u"TR", "UK", u"VAL", {"UK_EPM_ValidatePropertySubledger", "CurrencyConvSftRound"}},
-      {"B0900049_CS_Process_N7000091", u"", "UK", u"UPD", {"UKEPM_UpdateAcctProfileAndStatus"}},
-      {"B4200311_Country_Server", u"", "UK", u"ADD", {"UK_EPM_Validate_Subledger"}},
-      {"F0101_CountryServerII", u"", "UK", u"VAL", {"GetCISSubcontractorStatus"}},
-      {"F0101_CountryServerII", u"JP", "", u"DEL", {"DeleteP0101Japan"}},
-      {"F0101_CountryServerII", u"IT", "", u"DEL", {"DeleteP0101Italy"}},
-      {"F0411_CS_P0411", u"", "UK", u"VAL", {"GetCISSubcontractorStatus"}},
-      {"F0411_CS_P0411S", u"IT", "", u"VAL", {"ProhibitSplitPaymentsItaly"}},
-      {"F0411_CS_P0411SV", u"", "UK", u"VAL", {"GetCISSubcontractorStatus"}},
-      {"F0413_CountryServer", u"RU", "", u"ADD", {"UpdateWTPaymentInfoAuto"}},
-      {"F0414_CS_P0413M", u"OK", "", u"VAL", {"GetWhithholdingTaxAmount"}},
-      {"F0414_CS_P0413M", u"AR", "", u"UPD", {"UpdateWTPaymentInfo_OK"}},
-      {"F0414_CS_P0413M", u"IT", "", u"DEL", {"DeleteWTPaymentInfo", "DeleteWTPaymentInfoBrowse"}},
       {"F0414_CS_P0413V", u"IT", "UK", u"DEL",
        {"DeleteWTPaymentInfoBrowse", "VoidACMPayments", "GetCISConstantInformation", "VoidCISPaymentF0411TagFile"}},
-      {"F04571_CountryServer", u"DO", "", u"VAL", {"GetWhithholdingTaxAmount"}},
-      {"F04571_CountryServer", u"NO", "", u"ADD", {"SaveHDCToCache"}},
-      {"F04571_CountryServer", u"SE", "", u"VAL", {"RetrieveHDCFromCache"}},
-      {"F04572_CountryServer", u"PE", "", u"UPD", {"PaymentStatusChange", "UpdateStatusAfterPayment"}},
-      {"F04572_CountryServer", u"", "UK", u"VAL", {"GetCISConstantInformation"}},
-      {"F4312_CS_AfterReceipt", u"BR", "", u"ADD", {"CallNotaFiscalCheck"}},
-      {"N0701130CountryServer", u"NZ", "", u"UPD", {"UpdateAverageGrossEarnings"}},
-      {"N7000031_CS_N0100041", u"IT", "", u"VAL", {"ItalianTaxIDValidation"}},
-      {"N7000041_CS_P0030A", u"IT", "", u"VAL", {"BankValidationItaly"}},
-      {"N7000041_CS_P0030A", u"JP", "", u"VAL", {"BankValidationJapan"}},
-      {"N7000041_CS_P0030A", u"FR", "", u"VAL", {"BankValidationFrance"}},
-      {"N7000041_CS_P0030A", u"BE", "", u"VAL", {"BankValidationBelgium"}},
-      {"N7000041_CS_P0030A", u"FI", "", u"VAL", {"BankValidationFinland"}},
-      {"N7000041_CS_P0030A", u"CN", "", u"ADD", {"RetrieveCompanyAddress"}},
-      {"N7000441_CS_B0400233", u"NL", "", u"VAL", {"ValidatePCGDetailsNetherlands"}},
-      {"N7000441_CS_B0400233", u"NL", "", u"UPD", {"OverridePaymentFldsNetherlands"}},
-      {"N7000491_CS_P42230", u"EC", "", u"ADD", {"GetInternalNextNumber"}},
       {"N7000701_CS__B0400035", u"PL", "UK", u"DEL",
        {"DeleteWithholdingTaxFromBrowse", "GetCISConstantInformation", "DeleteAPDetailsCISTagFile"}},
-      {"N7000701_CS__B0400035", u"JP", "", u"DEL", {"DeleteRecord_F750411"}},
-      {"N7000841_CS_R03B11Z1I", u"CL", "", u"ADD", {"LoadF76AUI24FromF76A19Z1", "DeleteRecordsFromF76A19Z1"}},
-      {"N7001521_CS_F04573", u"DE", "", u"VAL", {"N7400370_CS_N7000881"}},
-      {"N7003101_CS_R43500", u"DO", "", u"ADD", {"GetInternalNextNumber"}},
-      {"N7003111_CS_P430114", u"CO", "", u"ADD", {"GetInternalNextNumber"}},
-      {"N7003131_CS_P42232", u"CO", "", u"ADD", {"GetInternalNextNumber"}},
-      {"P04573_CountryServer", u"IT", "", u"VAL", {"ProhibitSplitPaymentsItaly"}},
-      {"P04573_CountryServer", u"JP", "", u"VAL", {"ProhibitSplitingPayment"}},
-      {"R42565PlugPlay", u"CN", "", u"ADD", {"AssignVYRInvoice_GUI"}},
-      {"XT4314Z2_CountryServer", u"", "UK", u"VAL", {"UKEMP_DefaultValidateTaxInfo_AP"}},
+      {"F0101_CountryServerII", u"SE", "UK", u"DEL", {}},  // a code it knows with no function by name
   };
-  std::set<std::string> servers;
   for (const Case &c : cases) {
-    SCOPED_TRACE(std::string(c.server) + " " + toUtf8(c.country) + "/" + c.ctr + "/" + toUtf8(c.mode));
-    servers.insert(c.server);
-    DSLOCALIZATION ds = record(c.country, c.mode, u"4001");
+    SCOPED_TRACE(c.server);
+    DSLOCALIZATION ds = record(c.country, c.mode);
     EXPECT_EQ(run(c.server, ds, c.ctr), ER_SUCCESS);
     EXPECT_EQ(calls(c.server), c.called);
-    const bool unknownCallee =
-        std::find(c.called.begin(), c.called.end(), "CheckSupplerNoForCISStatus") != c.called.end();
-    EXPECT_EQ(errors(), unknownCallee ? Strings{"BSFNNF CheckSupplerNoForCISStatus@0"} : Strings{});
-    // Only what the callees return comes back: amounts and flag, never the keys.
-    EXPECT_EQ(text(ds.szRecordKey1), u"K1");
-    EXPECT_EQ(ds.cResultFlag, c.called.back() != "N7400370_CS_N7000881" ? u'1' : u'0');
-    EXPECT_EQ(vyrGetEventRuleReturnCode(context_), ER_SUCCESS);
+    EXPECT_EQ(errors(), c.called.size() == 3 && c.called[1] == "CheckSupplerNoForCISStatus"
+                            ? Strings{"BSFNNF CheckSupplerNoForCISStatus@0"}
+                            : Strings{});
   }
-  for (const std::string &server : servers) {
-    SCOPED_TRACE(server);
-    DSLOCALIZATION ds = record(u"ZZ", u"VAL");
-    ds.cResultFlag = u'1';
-    EXPECT_EQ(run(server.c_str(), ds, "ZZ"), ER_SUCCESS);
-    EXPECT_EQ(calls(server), Strings{});
-    EXPECT_EQ(ds.cResultFlag, u'0');
-    EXPECT_EQ(vyrGetEventRuleReturnCode(context_), 7u);
-  }
-  // The second callee sees the amount and flag that the first returned.
   DSLOCALIZATION ds = record(u"CL", u"ADD", u"8.25", u"1");
   run("N7000841_CS_R03B11Z1I", ds, "");
+  EXPECT_EQ(calls("N7000841_CS_R03B11Z1I"), (Strings{"LoadF76AUI24FromF76A19Z1", "DeleteRecordsFromF76A19Z1"}));
   const std::string seen = "stand-in: country 'CL' company '00070' keys 'K1' 'K2' '' mode 'ADD' amounts 8.25 ";
   EXPECT_EQ(trace()[0], seen + "1 flag ''");
   EXPECT_EQ(trace()[2], seen + "8.25 flag '1'");
