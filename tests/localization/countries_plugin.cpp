@@ -6,7 +6,7 @@
 // got. Member 5 of the localization record, "E<n>" or "W<n>", makes a
 // stand-in set error "STANDIN" on its member n and return ER_ERROR or
 // ER_WARNING; WithholdingTaxValidation fails on a negative amount (member 1:
-// error, member 2: warning), GetCISSubcontractorStatus on address 0.
+// error, member 2: warning), GetCISSubcontractorStatus on a negative address.
 #include <set>
 #include <string>
 #include <vector>
@@ -63,7 +63,7 @@ ID GetCISSubcontractorStatus(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS
   DebugTraceFn(u"stand-in GetCISSubcontractorStatus: address %ls mode '%ls'", amount(ds->mnAddressNumber).c_str(),
                flag(ds->cProcessingMode).c_str());
   const long address = MathNumericToLong(&ds->mnAddressNumber);
-  if (address == 0) return standInError(lpBhvrCom, lpVoid, 1, ER_ERROR);
+  if (address < 0) return standInError(lpBhvrCom, lpVoid, 1, ER_ERROR);
   ds->cIsSubcontractor = address > 0 ? u'1' : u'0';
   ds->cStatusVerified = address % 2 != 0 ? u'1' : u'0';
   return ER_SUCCESS;

@@ -262,7 +262,7 @@ TEST_F(Localization, ErrorsReachTheCallersMembersThroughBothMappings) {
   } cases[] = {
       {"B0400017_PlugAndPlay", u"JP", "FR", u"-1", u"5", u"", {"STANDIN @7"}, ER_ERROR},
       {"B0400017_PlugAndPlay", u"JP", "FR", u"4001", u"-5", u"", {"STANDIN @8"}, ER_WARNING},
-      {"B0400017_PlugAndPlay", u"UK", "UK", u"0", u"5", u"", {"STANDIN @7"}, ER_ERROR},
+      {"B0400017_PlugAndPlay", u"UK", "UK", u"-1", u"5", u"", {"STANDIN @7"}, ER_ERROR},
       {"PlugAndPlay_B0400007", u"JP", "", u"1", u"5", u"E9", {"STANDIN @9"}, ER_ERROR},
       {"PlugAndPlay_B0400007", u"JP", "", u"1", u"5", u"W3", {"STANDIN @3"}, ER_WARNING},
       {"PlugAndPlay_B0400047", u"FR", "UK", u"1", u"5", u"", {"BSFNNF CheckSupplerNoForCISStatus@0"}, ER_SUCCESS},
