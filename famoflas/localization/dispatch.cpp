@@ -73,7 +73,7 @@ static void TraceNothingCalled(const LOCENTRY *lpEntry, const JCHAR *lpszDsCount
  * server has nothing to forward to and returns ER_SUCCESS.
  */
 static ID RunPlugAndPlay(const LOCENTRY *lpEntry, LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPDSLOCALIZATION lpDS) {
-  static const LOCMAP kSameMembers = LocalizationMap(LOC_IDENTITY, LOC_RECORD_SHARED);
+  static constexpr LOCMAP kSameMembers = LocalizationMap(LOC_IDENTITY, LOC_RECORD_SHARED);
   DSLOCALIZATION dsServer;
   JCHAR szCountry[4];
   ID idReturn = ER_SUCCESS;
