@@ -39,7 +39,13 @@
  * shares it. A plug-and-play entry forwards to the server that is its pair by
  * number or by that object, or for five to the server named after what their
  * program maintains (P0101 F0101, P04571 F04571, R04570 F04572, P0030 P0030A,
- * P0911 B0900049); the entries left have no server within reach and name none.
+ * P0911 B0900049), and for two to the server of their program's family
+ * (XT4312Z2 XT4312Z1, P41026 P41024). An entry whose name carries N70xxxx0
+ * but whose server N70xxxx1 is not in the library names that server as
+ * N70xxxx1_CS_<program> (the installation registers it, as it does
+ * CuntryServerB0300005DeleteF0311); until it does, a call with a country code
+ * ends with the runtime's unknown-callee error. So 101 plug-and-play entries
+ * name a server; the nine left have none within reach and name none.
  */
 LOC_PLUG(B03B0025, PlugAndPlay_B03B0025,                  "")
 LOC_PLUG(B0400394, PlugAndPlay_B0400394,                  "")
@@ -106,7 +112,7 @@ LOC_PLUG(N7000290, PlugAndPlayP4008TaxRateArea,           "N7000291_CS_P4008")
 LOC_SERVER(N7000291, N7000291_CS_P4008)
 LOC_PLUG(N7000310, N7000310_PlugAndPlay_P4210,            "P4210_CountryServer")
 LOC_SERVER(N7000311, P4210_CountryServer)
-LOC_PLUG(N7000320, N7000320_PlugAndPlay_B4200310,         "")
+LOC_PLUG(N7000320, N7000320_PlugAndPlay_B4200310,         "N7000321_CS_B4200310")
 LOC_PLUG(N7000330, PlugAndPlay_B0400047,                  "B0400047_CountryServer")
 LOC_SERVER(N7000331, B0400047_CountryServer,
   LOC_BRANCH(DS,   "AR CL CO EC IT PE PL", "VAL", "B7400110ReadWTFromCache",         SHARED, LOC_IDENTITY)
@@ -206,7 +212,7 @@ LOC_SERVER(N7000741, B0400017_CountryServer,
 LOC_PLUG(N7000750, N7000750_PlugAndPlay_P03B2002,         "N7000751_CS_P03B2002")
 LOC_SERVER(N7000751, N7000751_CS_P03B2002,
   LOC_BRANCH(DS, "AR CL CO EC PE PL RU TW", "", "", SHARED, ""))
-LOC_PLUG(N7000770, R03B5051_PlugAndPlay_N7000770,         "")
+LOC_PLUG(N7000770, R03B5051_PlugAndPlay_N7000770,         "N7000771_CS_R03B5051")
 LOC_PLUG(N7000780, B0400076_PlugAndPlay,                  "B0400076_CountryServer")
 LOC_SERVER(N7000781, B0400076_CountryServer,
   LOC_BRANCH(DS, "JP", "", "Delete_F750411", SHARED, LOC_IDENTITY))
@@ -245,7 +251,7 @@ LOC_SERVER(N7000953, F4312_CS_AfterReceipt,
   LOC_BRANCH(DS, "BR", "", "CallNotaFiscalCheck", SHARED, LOC_IDENTITY))
 LOC_PLUG(N7000980, N7000980_PlugAndPlay_P0030G,           "N7000981_CS_P0030G")
 LOC_SERVER(N7000981, N7000981_CS_P0030G)
-LOC_PLUG(N7001000, N7001000_PlugAndPlay_P07200,           "")
+LOC_PLUG(N7001000, N7001000_PlugAndPlay_P07200,           "N7001001_CS_P07200")
 LOC_PLUG(N7001120, N7001120_PlugAndPlay_P05001C,          "N7001121_CS_P05001C")
 LOC_SERVER(N7001121, N7001121_CS_P05001C)
 LOC_PLUG(N7001130, N7001130_PlugAndPlay_P059116,          "N7001131_CS_P059116")
@@ -263,7 +269,7 @@ LOC_SERVER(N7001261, N7001261_CS_P0801EMP)
 LOC_PLUG(N7001280, N0701130PlugAndPlay,                   "N0701130CountryServer")
 LOC_SERVER(N7001281, N0701130CountryServer,
   LOC_BRANCH(DS, "NZ", "", "UpdateAverageGrossEarnings", SHARED, LOC_IDENTITY))
-LOC_PLUG(N7001370, R03B800_PlugAndPlay_N7001370,          "")
+LOC_PLUG(N7001370, R03B800_PlugAndPlay_N7001370,          "N7001371_CS_R03B800")
 LOC_PLUG(N7001380, B4200311_CountryServer,                "B4200311_Country_Server")
 LOC_SERVER(N7001381, B4200311_Country_Server,
   LOC_BRANCH(USER, "UK", "", "UK_EPM_Validate_Subledger", SHARED, LOC_IDENTITY))
@@ -279,14 +285,14 @@ LOC_PLUG(N7001600, XPlugAndPlay_XT4314Z2,                 "XT4314Z2_CountryServe
 LOC_SERVER(N7001601, XT4314Z2_CountryServer,
   LOC_BRANCH(USER, "UK",             "", "UKEMP_DefaultValidateTaxInfo_AP", SHARED, LOC_IDENTITY)
   LOC_BRANCH(DS,   "AR CL CO EC PE", "", "",                                SHARED, ""))
-LOC_PLUG(N7001660, XT4312Z2_PlugAndPlay_N7001660,         "")
+LOC_PLUG(N7001660, XT4312Z2_PlugAndPlay_N7001660,         "XT4312Z1_CS_Process_N7001471")
 LOC_PLUG(N7002010, PlugAndPlayNER_B0000122,               "N7002011_CS_B0000122")
 LOC_SERVER(N7002011, N7002011_CS_B0000122)
 LOC_PLUG(N7002020, B4100040_Plug_and_Play,                "B4100040_Country_Server")
 LOC_SERVER(N7002021, B4100040_Country_Server)
 LOC_PLUG(N7002030, R12845_Plug_and_Play,                  "R12845_Country_Server")
 LOC_SERVER(N7002031, R12845_Country_Server)
-LOC_PLUG(N7003030, N7003030_PlugAndPlay_B1200006,         "")
+LOC_PLUG(N7003030, N7003030_PlugAndPlay_B1200006,         "N7003031_CS_B1200006")
 LOC_PLUG(N7003040, PlugAndPlay_B0100016,                  "N7003041_CS_B0100016")
 LOC_SERVER(N7003041, N7003041_CS_B0100016)
 LOC_PLUG(N7003060, PlugAndPlayB0400115,                   "N7003061_CS_B0400115")
@@ -299,7 +305,7 @@ LOC_SERVER(N7003101, N7003101_CS_R43500,
 LOC_PLUG(N7003110, N703110_PlugAndPlay_P430114,           "N7003111_CS_P430114")
 LOC_SERVER(N7003111, N7003111_CS_P430114,
   LOC_BRANCH(DS, "CO EC", "", "GetInternalNextNumber", SHARED, LOC_IDENTITY))
-LOC_PLUG(N7003120, N7003120_PlugAndPlay_R03B8101,         "")
+LOC_PLUG(N7003120, N7003120_PlugAndPlay_R03B8101,         "N7003121_CS_R03B8101")
 LOC_PLUG(N7003130, PlugAndPlay_P42232,                    "N7003131_CS_P42232")
 LOC_SERVER(N7003131, N7003131_CS_P42232,
   LOC_BRANCH(DS, "CO", "", "GetInternalNextNumber", SHARED, LOC_IDENTITY))
@@ -319,7 +325,7 @@ LOC_SERVER(P1201,    P1201CSProcessLocalization)
 LOC_PLUG(P1201,    P1201PlugAndPlay,                      "P1201CSProcessLocalization")
 LOC_SERVER(P1204,    P1204CSProcessLocalization)
 LOC_PLUG(P1204,    P1204PlugAndPlay,                      "P1204CSProcessLocalization")
-LOC_PLUG(P41026,   PlugAndPlayNER_P41026,                 "")
+LOC_PLUG(P41026,   PlugAndPlayNER_P41026,                 "N7000021_CS_P41024")
 LOC_SERVER(P42025,   P42025_CtryServer)
 LOC_PLUG(P42025,   P42025_PlugAndPlay,                    "P42025_CtryServer")
 LOC_PLUG(P4314,    PlugAndPlayNER_P4314,                  "N7000401_CS_P4314")
