@@ -214,33 +214,6 @@ int runCallCommand(const Arguments &args, const std::string &database) {
   return outcome.code <= 255 ? static_cast<int>(outcome.code) : 2;
 }
 
-// Reads one batch line into a request; false with the reason.
-bool batchRequest(const nlohmann::json &line, const std::map<std::string, std::string> &base,
-                  famoflas::CallRequest *request, std::string *error) {
-  if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
-  const auto function = line.find("function");
-  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
-  request->function = function->get<std::string>();
-  for (const auto &[key, value] : line.items())
-    if (key != "function" && key != "ds" && key != "settings" && key != "report")
-      return *error = "unknown key \"" + key + "\"", false;
-  if (const auto report = line.find("report"); report != line.end() && !report->is_null()) request->report = *report;
-  if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
-    if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
-    request->members = *ds;
-  }
-  request->settings = base;
-  if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
-    if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
-    for (const auto &[key, value] : settings->items()) {
-      const std::optional<std::string> text = famoflas::scalarText(value);
-      if (!text) return *error = "setting " + key + " must be a string or a number", false;
-      request->settings[key] = *text;
-    }
-  }
-  return true;
-}
-
 int runBatchCommand(const Arguments &args, const std::string &database) {
   if (args.positionals.size() != 1) throw UsageError{"batch needs one input: a file or - for stdin"};
   const std::string &source = args.positionals.front();
@@ -255,29 +228,11 @@ int runBatchCommand(const Arguments &args, const std::string &database) {
   std::string text;
   for (size_t number = 1; std::getline(in, text); ++number) {
     if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
-    const nlohmann::json line = nlohmann::json::parse(text, nullptr, false);
-    famoflas::CallRequest request;
-    std::string error;
-    famoflas::CallOutcome outcome;
-    if (line.is_discarded()) {
-      error = "not valid JSON";
-    } else if (batchRequest(line, base, &request, &error)) {
-      const std::map<std::string, std::string> explicitSettings = request.settings;
-      request.settings = famoflas::contextSettings(explicitSettings, database);
-      outcome = famoflas::runCall(request);
-      error = outcome.error;
-    }
-    if (outcome.ran) {
-      printJsonLine(outcome.result);
-      continue;
-    }
+    const famoflas::BatchLineOutcome outcome = famoflas::runBatchLine(text, number, base, true, database);
+    printJsonLine(outcome.output);
+    if (outcome.ran) continue;
     allRan = false;
-    nlohmann::ordered_json failed;
-    failed["line"] = number;
-    failed["function"] = request.function.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(request.function);
-    failed["error"] = error;
-    printJsonLine(failed);
-    std::cerr << "famoflas batch: line " << number << ": " << error << '\n';
+    std::cerr << "famoflas batch: line " << number << ": " << outcome.error << '\n';
   }
   return allRan ? 0 : kUsage;
 }
@@ -287,23 +242,7 @@ int runDescribeCommand(const Arguments &args) {
   const std::string &name = args.positionals.front();
   const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(name);
   if (entry == nullptr) throw UsageError{"unknown business function '" + name + "'"};
-  nlohmann::ordered_json out;
-  out["function"] = name;
-  out["source"] = entry->szSource ? entry->szSource : "";
-  out["members"] = nlohmann::ordered_json::array();
-  if (const DSTMPL *tmpl = entry->lpTemplate) {
-    for (uint32_t i = 0; i < tmpl->nMembers; ++i) {
-      const DSTMPL_MEMBER &m = tmpl->lpMembers[i];
-      const char *kind = vyr::valueKindName(m.nKind);
-      nlohmann::ordered_json member;
-      member["name"] = m.szName ? m.szName : "";
-      member["kind"] = kind ? kind : "unknown";
-      member["width"] = m.nWidth;
-      member["offset"] = m.nOffset;
-      out["members"].push_back(std::move(member));
-    }
-  }
-  printJsonLine(out);
+  printJsonLine(famoflas::describeFunction(name, *entry));
   return 0;
 }
 

@@ -10,6 +10,7 @@
 #include "dsjson.h"
 #include "runtime/context.h"
 #include "runtime/report.h"
+#include "runtime/valuetext.h"
 
 namespace famoflas {
 namespace {
@@ -132,6 +133,83 @@ CallOutcome runCall(const CallRequest &request) {
   if (const vyr::ReportState *after = vyr::attachedReport(owner.context); after != nullptr)
     outcome.result["report"] = vyr::reportToJson(*after);
   return outcome;
+}
+
+bool parseRequestJson(std::string_view text, nlohmann::json *document, std::string *error) {
+  *document = nlohmann::json::parse(text, nullptr, false);
+  if (!document->is_discarded()) return true;
+  if (error) *error = "not valid JSON";
+  return false;
+}
+
+bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::string> &base, bool takesSettings,
+                  CallRequest *request, std::string *error) {
+  if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
+  const auto function = line.find("function");
+  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
+  request->function = function->get<std::string>();
+  for (const auto &[key, value] : line.items())
+    if (key != "function" && key != "ds" && key != "settings" && key != "report")
+      return *error = "unknown key \"" + key + "\"", false;
+  if (const auto report = line.find("report"); report != line.end() && !report->is_null()) request->report = *report;
+  if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
+    if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
+    request->members = *ds;
+  }
+  request->settings = base;
+  if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
+    if (!takesSettings) return *error = "\"settings\" cannot be given here: calls run with the user's settings", false;
+    if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
+    for (const auto &[key, value] : settings->items()) {
+      const std::optional<std::string> text = scalarText(value);
+      if (!text) return *error = "setting " + key + " must be a string or a number", false;
+      request->settings[key] = *text;
+    }
+  }
+  return true;
+}
+
+BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::map<std::string, std::string> &base,
+                              bool takesSettings, const std::string &database) {
+  BatchLineOutcome outcome;
+  CallRequest request;
+  nlohmann::json line;
+  if (parseRequestJson(text, &line, &outcome.error) &&
+      readCallLine(line, base, takesSettings, &request, &outcome.error)) {
+    request.settings = contextSettings(request.settings, database);
+    CallOutcome call = runCall(request);
+    if (call.ran) {
+      outcome.ran = true;
+      outcome.output = std::move(call.result);
+      return outcome;
+    }
+    outcome.error = call.error;
+  }
+  outcome.output["line"] = number;
+  outcome.output["function"] =
+      request.function.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(request.function);
+  outcome.output["error"] = outcome.error;
+  return outcome;
+}
+
+nlohmann::ordered_json describeFunction(const std::string &name, const BSFN_CATALOG_ENTRY &entry) {
+  nlohmann::ordered_json out;
+  out["function"] = name;
+  out["source"] = entry.szSource ? entry.szSource : "";
+  out["members"] = nlohmann::ordered_json::array();
+  if (const DSTMPL *tmpl = entry.lpTemplate) {
+    for (uint32_t i = 0; i < tmpl->nMembers; ++i) {
+      const DSTMPL_MEMBER &m = tmpl->lpMembers[i];
+      const char *kind = vyr::valueKindName(m.nKind);
+      nlohmann::ordered_json member;
+      member["name"] = m.szName ? m.szName : "";
+      member["kind"] = kind ? kind : "unknown";
+      member["width"] = m.nWidth;
+      member["offset"] = m.nOffset;
+      out["members"].push_back(std::move(member));
+    }
+  }
+  return out;
 }
 
 }  // namespace famoflas

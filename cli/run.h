@@ -6,11 +6,13 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
 namespace famoflas {
@@ -47,5 +49,30 @@ struct CallOutcome {
 // Creates a context, fills the data structure, attaches the report state when
 // there is one, calls, prints the report state back, frees the context.
 CallOutcome runCall(const CallRequest &request);
+
+// One JSON document of a request (a batch line, a request body); false with
+// the reason when the text is not JSON.
+bool parseRequestJson(std::string_view text, nlohmann::json *document, std::string *error);
+
+// Reads one call written as JSON, {"function", "ds", "settings", "report"}
+// (a batch line), onto request, whose settings start as base. Without
+// takesSettings a "settings" key is refused: the service's callers run with
+// their user's settings only. False with the reason.
+bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::string> &base, bool takesSettings,
+                  CallRequest *request, std::string *error);
+
+struct BatchLineOutcome {
+  bool ran = false;
+  std::string error;              // why the line did not run
+  nlohmann::ordered_json output;  // the call's result, or {"line", "function", "error"}
+};
+
+// Runs one line of a batch: parses it, reads the call (settings on top of
+// base; `database` is the location of the context's environment), runs it.
+BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::map<std::string, std::string> &base,
+                              bool takesSettings, const std::string &database);
+
+// What describe prints of a function: its name, source object and members.
+nlohmann::ordered_json describeFunction(const std::string &name, const BSFN_CATALOG_ENTRY &entry);
 
 }  // namespace famoflas
