@@ -9,7 +9,9 @@
 
 #include "dsjson.h"
 #include "run.h"
+#include "serve.h"
 #include "tables.h"
+#include "users.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
@@ -29,6 +31,7 @@ struct Arguments {
   std::optional<std::string> dsJson;
   std::optional<std::string> report;
   std::vector<std::string> positionals;
+  std::vector<std::pair<std::string, std::string>> serveOptions;  // --listen HOST:PORT, --insecure, ...
   bool help = false;
   bool version = false;
 };
@@ -68,13 +71,21 @@ Arguments parseArguments(int argc, char **argv) {
       value = token.substr(eq + 1);
       inlineValue = true;
     }
-    if (name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" && name != "--report")
+    if (name == "--insecure" && !inlineValue) {
+      args.serveOptions.emplace_back(name, "");
+      continue;
+    }
+    const bool serveOption = famoflas::isServeOption(name);
+    if (!serveOption && name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" &&
+        name != "--report")
       throw UsageError{"unknown option '" + name + "' (see famoflas --help)"};
     if (!inlineValue) {
       if (i + 1 >= argc) throw UsageError{name + " needs a value"};
       value = argv[++i];
     }
-    if (name == "--db") {
+    if (serveOption) {
+      args.serveOptions.emplace_back(name, value);
+    } else if (name == "--db") {
       if (value.empty()) throw UsageError{"--db needs a database location"};
       args.database = value;
     } else if (name == "--setting") {
@@ -141,6 +152,19 @@ void printHelp(std::ostream &out, const std::string &command) {
     printSettings(out);
     return;
   }
+  if (command == "serve") {
+    famoflas::printServeHelp(out);
+    return;
+  }
+  if (command == "user") {
+    out << "Usage: famoflas user add NAME | passwd NAME | remove NAME | list | set NAME KEY=VALUE... [--db LOCATION]\n\n"
+           "Users of famoflas serve, kept in the tables F98SVUSR (name, Argon2id hash) and F98SVSET (settings)\n"
+           "of the database. add and passwd read the password from stdin (one line); it must pass the\n"
+           "installation's password policy (ValidatePasswordPolicyFromF98QXSEC; famoflas db init installs a\n"
+           "default one when the database has none). list prints each user and their settings, never a hash.\n"
+           "set takes the keys of --setting except user, env, env.NAME and fail; KEY= removes one.\n";
+    return;
+  }
   out << "famoflas - call FAMOFLAS business functions by name\n\n"
          "Usage:\n"
          "  famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-]   run one business function\n"
@@ -152,6 +176,8 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
          "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
+         "  famoflas user add|passwd|remove NAME, list, set NAME K=V   users of the HTTP service (user --help)\n"
+         "  famoflas serve [--listen HOST:PORT] [--threads N] ...      the HTTP service (serve --help)\n"
          "  famoflas --version | --help | COMMAND --help\n\n"
          "Options of every command:\n"
          "  --db LOCATION         database of the context's environment: an SQLite file (default: famoflas.db\n"
@@ -272,8 +298,11 @@ int run(int argc, char **argv) {
   }
   if (args.command.empty()) throw UsageError{"no command given (see famoflas --help)"};
   const std::string &command = args.command;
-  if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db")
+  if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db" &&
+      command != "user" && command != "serve")
     throw UsageError{"unknown command '" + command + "' (see famoflas --help)"};
+  if (!args.serveOptions.empty() && command != "serve")
+    throw UsageError{args.serveOptions.front().first + " belongs to serve"};
   if (args.dsJson && command != "call") throw UsageError{"--ds-json belongs to call"};
   if (args.report && command != "call") throw UsageError{"--report belongs to call"};
   // Refuse bad settings before anything is loaded.
@@ -295,6 +324,13 @@ int run(int argc, char **argv) {
     } catch (const famoflas::TablesCommandError &e) {
       throw UsageError{e.message};
     }
+  }
+  try {
+    if (command == "user")
+      return famoflas::runUserCommand(args.positionals, famoflas::contextSettings(settings, database));
+    if (command == "serve") return famoflas::runServeCommand(args.serveOptions, args.positionals, settings, database);
+  } catch (const famoflas::CommandError &e) {
+    throw UsageError{e.message};
   }
   if (command == "call") return runCallCommand(args, database);
   if (command == "batch") return runBatchCommand(args, database);

@@ -84,50 +84,47 @@ std::map<std::string, std::string> contextSettings(std::map<std::string, std::st
   return settings;
 }
 
-CallOutcome runCall(const CallRequest &request) {
-  CallOutcome outcome;
-  const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(request.function);
-  if (entry == nullptr) {
-    outcome.error = "unknown business function '" + request.function + "'";
-    return outcome;
-  }
-  const DSTMPL *tmpl = entry->lpTemplate;
+bool prepareCall(const CallRequest &request, PreparedCall *prepared, std::string *error) {
+  prepared->entry = vyr::findFunction(request.function);
+  if (prepared->entry == nullptr) return *error = "unknown business function '" + request.function + "'", false;
+  const DSTMPL *tmpl = prepared->entry->lpTemplate;
   if (tmpl != nullptr) {
-    if (std::string problem = templateProblem(*tmpl); !problem.empty()) {
-      outcome.error = request.function + ": " + problem;
-      return outcome;
-    }
+    if (std::string problem = templateProblem(*tmpl); !problem.empty())
+      return *error = request.function + ": " + problem, false;
   }
-  DataStructure ds(tmpl);
+  prepared->ds.emplace(tmpl);
   if (tmpl == nullptr && (request.members.has_value() || !request.assignments.empty())) {
     const bool empty = request.assignments.empty() && request.members->is_object() && request.members->empty();
-    if (!empty) {
-      outcome.error = request.function + " takes no data structure";
-      return outcome;
-    }
+    if (!empty) return *error = request.function + " takes no data structure", false;
   }
   if (tmpl != nullptr) {
-    if (request.members && !setMembersJson(*tmpl, ds.data(), *request.members, &outcome.error)) return outcome;
+    if (request.members && !setMembersJson(*tmpl, prepared->ds->data(), *request.members, error)) return false;
     for (const auto &[member, text] : request.assignments)
-      if (!setMemberText(*tmpl, ds.data(), member, text, &outcome.error)) return outcome;
+      if (!setMemberText(*tmpl, prepared->ds->data(), member, text, error)) return false;
   }
-  vyr::ReportState report;
-  if (request.report && !vyr::reportFromJson(*request.report, &report, &outcome.error)) return outcome;
+  if (request.report && !vyr::reportFromJson(*request.report, &prepared->report, error)) return false;
+  return true;
+}
+
+CallOutcome runCall(const CallRequest &request) {
+  CallOutcome outcome;
+  PreparedCall prepared;
+  if (!prepareCall(request, &prepared, &outcome.error)) return outcome;
   std::string why;
   ContextOwner owner{vyr::createContext(request.settings, &why)};
   if (owner.context == nullptr) {
     outcome.error = "bad setting: " + why;
     return outcome;
   }
-  if (request.report && !vyr::attachReport(owner.context, report)) {
+  if (request.report && !vyr::attachReport(owner.context, prepared.report)) {
     outcome.error = "the report state could not be attached (out of memory)";
     return outcome;
   }
-  outcome.code = vyr::callFunction(owner.context, *entry, ds.data());
+  outcome.code = vyr::callFunction(owner.context, *prepared.entry, prepared.ds->data());
   outcome.ran = true;
   outcome.result["function"] = request.function;
   outcome.result["return"] = outcome.code;
-  outcome.result["ds"] = membersJson(tmpl, ds.data());
+  outcome.result["ds"] = membersJson(prepared.entry->lpTemplate, prepared.ds->data());
   outcome.result["errors"] = errorsJson(owner.context);
   outcome.result["trace"] = traceJson(owner.context);
   if (const vyr::ReportState *after = vyr::attachedReport(owner.context); after != nullptr)
@@ -167,6 +164,16 @@ bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::s
     }
   }
   return true;
+}
+
+bool readCallBody(std::string_view body, const std::string &function, const std::map<std::string, std::string> &base,
+                  CallRequest *request, std::string *error) {
+  nlohmann::json document;
+  if (!parseRequestJson(body, &document, error)) return false;
+  if (!document.is_object()) return *error = "the body must be a JSON object {\"ds\": {member: value, ...}}", false;
+  if (document.contains("function")) return *error = "the function is named by the path, not by the body", false;
+  document["function"] = function;
+  return readCallLine(document, base, false, request, error);
 }
 
 BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::map<std::string, std::string> &base,

@@ -12,10 +12,17 @@
 
 #include <nlohmann/json.hpp>
 
+#include "dsjson.h"
+#include "runtime/report.h"
 #include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
 namespace famoflas {
+
+// A command line or input that a command cannot carry out (exit 64).
+struct CommandError {
+  std::string message;
+};
 
 // Loads libfamoflas.so and libfamoflascompanions.so from the lib folder beside
 // the executable's bin folder, then every extra library (each exporting its
@@ -46,6 +53,16 @@ struct CallOutcome {
   nlohmann::ordered_json result;  // {"function", "return", "ds", "errors", "trace"[, "report"]}
 };
 
+struct PreparedCall {
+  const BSFN_CATALOG_ENTRY *entry = nullptr;
+  std::optional<DataStructure> ds;
+  vyr::ReportState report;
+};
+
+// Everything of a call before it runs: finds the function, fills its data
+// structure and reads the report state. False with the reason (nothing to run).
+bool prepareCall(const CallRequest &request, PreparedCall *prepared, std::string *error);
+
 // Creates a context, fills the data structure, attaches the report state when
 // there is one, calls, prints the report state back, frees the context.
 CallOutcome runCall(const CallRequest &request);
@@ -69,6 +86,11 @@ struct BatchLineOutcome {
 
 // Runs one line of a batch: parses it, reads the call (settings on top of
 // base; `database` is the location of the context's environment), runs it.
+// The body of POST /v1/call/NAME, {"ds": {...}[, "report": {...}]}, as a
+// call of function with the settings base. False with the reason.
+bool readCallBody(std::string_view body, const std::string &function, const std::map<std::string, std::string> &base,
+                  CallRequest *request, std::string *error);
+
 BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::map<std::string, std::string> &base,
                               bool takesSettings, const std::string &database);
 
