@@ -103,6 +103,8 @@ LoginOutcome Logins::check(const std::map<std::string, std::string> &settings, c
     }
   }
 
+  // The block counts from the answer, not from the start of a slow verification.
+  const auto answered = std::chrono::steady_clock::now();
   std::lock_guard guard(lock_);
   if (accepted) {
     failures_.erase(credentials.name);
@@ -112,19 +114,19 @@ LoginOutcome Logins::check(const std::map<std::string, std::string> &settings, c
   outcome.user = ServiceUser{};
   outcome.verdict = LoginVerdict::Refused;
   if (failures_.size() >= kMaxTrackedNames)
-    std::erase_if(failures_, [&](const auto &entry) { return entry.second.until + kFailureMemory < now; });
+    std::erase_if(failures_, [&](const auto &entry) { return entry.second.until + kFailureMemory < answered; });
   auto it = failures_.find(credentials.name);
   if (it == failures_.end()) {
     if (failures_.size() >= kMaxTrackedNames) return outcome;
     it = failures_.emplace(credentials.name, Failures{}).first;
-  } else if (it->second.until + kFailureMemory < now) {
+  } else if (it->second.until + kFailureMemory < answered) {
     it->second.count = 0;
   }
   Failures &failures = it->second;
   failures.count = std::min(failures.count + 1, 30);
   const auto block = std::min<std::chrono::steady_clock::duration>(kFirstBlock * (int64_t{1} << std::min(failures.count - 1, 20)),
                                                                    kLongestBlock);
-  failures.until = now + block;
+  failures.until = answered + block;
   return outcome;
 }
 

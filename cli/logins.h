@@ -43,7 +43,7 @@ class Logins {
   LoginOutcome check(const std::map<std::string, std::string> &settings, const BasicCredentials &credentials);
 
   // The first failure blocks a name this long; each further one doubles it, up to kLongestBlock.
-  static constexpr std::chrono::milliseconds kFirstBlock{250};
+  static constexpr std::chrono::milliseconds kFirstBlock{1000};
   static constexpr std::chrono::seconds kLongestBlock{60};
 
  private:

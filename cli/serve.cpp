@@ -31,7 +31,7 @@ namespace {
 constexpr size_t kDefaultBodyLimit = size_t{16} << 20;
 constexpr unsigned kMaxThreads = 256;
 // Seconds a connection may stay silent in the middle of a request, or idle between two.
-constexpr time_t kReadTimeout = 10;
+constexpr time_t kReadTimeout = 5;
 constexpr time_t kWriteTimeout = 10;
 constexpr time_t kKeepAliveTimeout = 5;
 // Requests one connection may send before the server closes it, so that
