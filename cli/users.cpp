@@ -206,40 +206,26 @@ void requireUser(TableSession &session, const std::string &name) {
 
 void printLine(const nlohmann::ordered_json &value) { std::cout << dumpJson(value) << '\n'; }
 
-int addCommand(const std::string &name, const std::map<std::string, std::string> &settings) {
+// add (replace false) and passwd: the password from stdin, checked by the policy, hashed and written.
+int storePassword(const std::string &name, bool replace, const std::map<std::string, std::string> &settings) {
   const std::string password = readPassword();
   checkPolicy(settings, password);
   const UserRow row = userRow(name, hashPassword(password));
   TableSession session;
   openForWriting(settings, &session);
   std::string error;
-  if (!openTable(session, kUsers, &error)) throw CommandError{"user add: " + error};
-  if (VDB_InsertTable(session.request, &row) != VDB_SUCCESS) {
-    VDB_RollbackUser(session.user);
-    throw CommandError{"user " + name + " exists already (famoflas user passwd changes a password)"};
-  }
-  session.closeRequest();
-  commit(session);
-  printLine({{"user", name}, {"added", true}});
-  return 0;
-}
-
-int passwdCommand(const std::string &name, const std::map<std::string, std::string> &settings) {
-  const std::string password = readPassword();
-  checkPolicy(settings, password);
-  const UserRow row = userRow(name, hashPassword(password));
-  TableSession session;
-  openForWriting(settings, &session);
-  std::string error;
-  if (!openTable(session, kUsers, &error)) throw CommandError{"user passwd: " + error};
+  if (!openTable(session, kUsers, &error)) throw CommandError{"user: " + error};
   const UserKey key = userKey(name);
-  if (VDB_UpdateTable(session.request, 1, &key, 1, &row) != VDB_SUCCESS) {
+  const bool written = replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) == VDB_SUCCESS
+                               : VDB_InsertTable(session.request, &row) == VDB_SUCCESS;
+  if (!written) {
     VDB_RollbackUser(session.user);
-    throw CommandError{"no user " + name};
+    throw CommandError{replace ? "no user " + name
+                               : "user " + name + " exists already (famoflas user passwd changes a password)"};
   }
   session.closeRequest();
   commit(session);
-  printLine({{"user", name}, {"passwordChanged", true}});
+  printLine({{"user", name}, {replace ? "passwordChanged" : "added", true}});
   return 0;
 }
 
@@ -374,8 +360,8 @@ int runUserCommand(const std::vector<std::string> &arguments, const std::map<std
   const std::string &name = arguments[1];
   if (const std::string problem = userNameProblem(name); !problem.empty())
     throw CommandError{problem + ", got '" + name + "'"};
-  if (action == "add" && arguments.size() == 2) return addCommand(name, settings);
-  if (action == "passwd" && arguments.size() == 2) return passwdCommand(name, settings);
+  if ((action == "add" || action == "passwd") && arguments.size() == 2)
+    return storePassword(name, action == "passwd", settings);
   if (action == "remove" && arguments.size() == 2) return removeCommand(name, settings);
   if (action == "set") return setCommand(name, {arguments.begin() + 2, arguments.end()}, settings);
   throw CommandError{usage};
