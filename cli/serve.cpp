@@ -179,6 +179,18 @@ std::string mediaType(const httplib::Request &req) {
   return type;
 }
 
+// A slot of the calls that run at once, held for one call and given back on every path out.
+class CallSlot {
+ public:
+  explicit CallSlot(std::counting_semaphore<kMaxThreads> &slots) : slots_(slots) { slots_.acquire(); }
+  ~CallSlot() { slots_.release(); }
+  CallSlot(const CallSlot &) = delete;
+  CallSlot &operator=(const CallSlot &) = delete;
+
+ private:
+  std::counting_semaphore<kMaxThreads> &slots_;
+};
+
 class Service {
  public:
   Service(std::map<std::string, std::string> settings, std::string database, unsigned threads)
@@ -255,9 +267,11 @@ void Service::call(const httplib::Request &req, httplib::Response &res) {
   std::string error;
   if (!readCallBody(req.body, name, userSettings(*user), &request, &error)) return answerError(res, 400, error);
   request.settings = contextSettings(request.settings, database_);
-  calls_.acquire();
-  CallOutcome outcome = runCall(request);
-  calls_.release();
+  CallOutcome outcome;
+  {
+    CallSlot slot(calls_);
+    outcome = runCall(request);
+  }
   if (!outcome.ran) {
     // Settings of the user's row that no longer pass are the installation's fault, not the client's.
     const int status = outcome.error.starts_with("bad setting") ? 500 : 400;
@@ -283,9 +297,11 @@ void Service::batch(const httplib::Request &req, httplib::Response &res) {
     start = end + 1;
     ++number;
     if (text.find_first_not_of(" \t\r") == std::string_view::npos) continue;
-    calls_.acquire();
-    const BatchLineOutcome line = runBatchLine(text, number, base, false, database_);
-    calls_.release();
+    BatchLineOutcome line;
+    {
+      CallSlot slot(calls_);
+      line = runBatchLine(text, number, base, false, database_);
+    }
     if (line.ran) metrics_.countCall(line.output.value("function", ""), line.output.value("return", ER_ERROR));
     out += dumpJson(line.output);
     out += '\n';
