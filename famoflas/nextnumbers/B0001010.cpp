@@ -28,6 +28,19 @@ BOOL FetchCompanyRowForUpdate(HREQUEST hRequest, const KEY1_F00021 *lpKey, ROW_F
   return VDB_FetchKeyedForUpdate(hRequest, 1, lpKey, 4, lpRow, 0) == VDB_SUCCESS;
 }
 
+/*
+ * Writes the counter column of the locked row alone, through the request that
+ * holds the lock (which the write ends). The key columns are left as they
+ * are: rewriting them would rewrite their index entries too (SQLite does),
+ * about doubling what each number costs.
+ */
+BOOL WriteCounter(HREQUEST hRequest, const void *lpKey, short nKeys, const JCHAR *lpszColumn,
+                  const MATH_NUMERIC *lpValue) {
+  NID column;
+  vyrStrcpyFillAndTerminate(column, lpszColumn, 11, 0);
+  return VDB_UpdateTableColsExtended(hRequest, 1, lpKey, nKeys, &column, 1, lpValue) == 0;
+}
+
 // The first number a counter hands out (1 for a counter at 0); FALSE when the
 // counter holds no whole number of at least 0 within nDigits digits.
 BOOL FirstFromCounter(const MATH_NUMERIC *lpCounter, int nDigits, MATH_NUMERIC *lpFirst) {
@@ -51,15 +64,14 @@ BOOL AdvanceByOne(MATH_NUMERIC *lpCounter, const MATH_NUMERIC *lpFirst) {
 }
 
 // The block from an existing row, locked by the fetch: TRUE when written back.
-BOOL TakeBlockFromRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HREQUEST hRequest, ROW_F00022 *lpRow,
-                      LPDSD0001010 lpDS) {
-  MATH_NUMERIC mnFirst;
+BOOL TakeBlockFromRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HREQUEST hRequest, const KEY1_F00022 *lpKey,
+                      const ROW_F00022 *lpRow, LPDSD0001010 lpDS) {
+  MATH_NUMERIC mnFirst, mnNext;
   if (!FirstFromCounter(&lpRow->mnUniqueKeyId, UNIQUE_KEY_DIGITS, &mnFirst)) {
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4456", NULL, kSource, __LINE__);
     return FALSE;
   }
-  if (!Advance(&lpRow->mnUniqueKeyId, &mnFirst, &lpDS->mnNumberOfKeys) ||
-      VDB_UpdateCurrent(hRequest, lpRow) != VDB_SUCCESS) {
+  if (!Advance(&mnNext, &mnFirst, &lpDS->mnNumberOfKeys) || !WriteCounter(hRequest, lpKey, 1, u"UKID", &mnNext)) {
     BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078H", kUniqueKeyTable, kSource, __LINE__);
     return FALSE;
   }
@@ -102,7 +114,7 @@ FAMOFLAS_INTERNAL ID I0001010_TakeUniqueKeys(LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
 
   BOOL bTaken = FALSE;
   if (FetchUniqueKeyRowForUpdate(hRequest, &key, &row)) {
-    bTaken = TakeBlockFromRow(lpBhvrCom, lpVoid, hRequest, &row, lpDS);
+    bTaken = TakeBlockFromRow(lpBhvrCom, lpVoid, hRequest, &key, &row, lpDS);
   } else {
     // The name's first block; the lock taken by the fetch lasts until the insert.
     vyrStrcpyFillAndTerminate(row.szObjectName, key.szObjectName, 11, 0);
@@ -114,7 +126,7 @@ FAMOFLAS_INTERNAL ID I0001010_TakeUniqueKeys(LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
       // above failed); its row, fetched for update, gives the next block.
       ZeroMathNumeric(&lpDS->mnNextNumber);
       if (FetchUniqueKeyRowForUpdate(hRequest, &key, &row))
-        bTaken = TakeBlockFromRow(lpBhvrCom, lpVoid, hRequest, &row, lpDS);
+        bTaken = TakeBlockFromRow(lpBhvrCom, lpVoid, hRequest, &key, &row, lpDS);
       else
         BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078F", kUniqueKeyTable, kSource, __LINE__);
     }
@@ -149,9 +161,10 @@ FAMOFLAS_INTERNAL ID I0001010_TakeNextNumberByType(LPBHVRCOM lpBhvrCom, LPVOID l
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4456", NULL, kSource, __LINE__);
     return ER_ERROR;
   }
-  ROW_F0002 written = *lpRow;
-  if (!AdvanceByOne(&written.mnNextNumber[nIndex - 1], &mnFirst) ||
-      VDB_UpdateCurrent(hRequest, &written) != VDB_SUCCESS) {
+  MATH_NUMERIC mnNext;
+  JCHAR szColumn[11];
+  vyrSprintf(szColumn, u"N0%02d", nIndex);  // N001 .. N010
+  if (!AdvanceByOne(&mnNext, &mnFirst) || !WriteCounter(hRequest, &key, 1, szColumn, &mnNext)) {
     BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078H", kSystemTable, kSource, __LINE__);
     return ER_ERROR;
   }
@@ -179,8 +192,8 @@ FAMOFLAS_INTERNAL ID I0001010_TakeNextNumberByCompany(LPBHVRCOM lpBhvrCom, LPVOI
       if (!FetchCompanyRowForUpdate(hRequestF00021, &key, lpF00021Row) || !I7400210_ImbedDigitsValid(lpF00021Row) ||
           !FirstFromCounter(&lpF00021Row->mnNextNumber, NEXTNUMBER_DIGITS, &mnFirst))
         break;
-      ROW_F00021 written = *lpF00021Row;
-      if (!AdvanceByOne(&written.mnNextNumber, &mnFirst) || VDB_UpdateCurrent(hRequestF00021, &written) != VDB_SUCCESS) {
+      MATH_NUMERIC mnNext;
+      if (!AdvanceByOne(&mnNext, &mnFirst) || !WriteCounter(hRequestF00021, &key, 4, u"N001", &mnNext)) {
         BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078H", kCompanyTable, kSource, __LINE__);
         break;
       }

@@ -277,7 +277,7 @@ TEST_F(Numbering, UniqueKeyBlocksAndTheirRefusals) {
       {u"BLOCKS", u"999999999999999", u"0", u"8", {"078H F00022@0"}, ""},  // UKID would pass its 15 digits
       {u"NEWROW", u"999999999999999", u"0", u"none", {"078F F00022@0"}, ""},
       {u"BLOCKS", u"1", u"0", u"8", {"078D F00022@0"}, "VDB_OpenTable:F00022"},
-      {u"BLOCKS", u"1", u"0", u"8", {"078H F00022@0"}, "VDB_UpdateCurrent:F00022"},
+      {u"BLOCKS", u"1", u"0", u"8", {"078H F00022@0"}, "VDB_UpdateTableColsExtended:F00022"},
       {u"NEWROW", u"1", u"0", u"none", {"078F F00022@0"}, "VDB_InsertTable:F00022"},
       {u"BLOCKS", u"1", u"0", u"8", {"078S @0"}, "VDB_InitBhvr"},
   };
