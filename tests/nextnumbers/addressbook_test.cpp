@@ -1,25 +1,14 @@
 // Address numbers: drawn for connected and disconnected clients, entered by
 // hand and validated against the address book, the distributed numbers and
 // the current next number; the error convention with and without messages.
-#include <cstring>
-
 #include "frame/companions.h"
 #include "nextnumbers/B0100094.h"
 #include "nextnumbers/nextnumbertables.h"
-#include "runtime/context.h"
 #include "support/bsfn_fixture.h"
 
 namespace {
 
 using namespace bsfntest;
-
-#pragma pack(push, 1)
-struct SystemRow {  // F0002: SY, N001, CK01
-  JCHAR sy[5];
-  MATH_NUMERIC n001;
-  JCHAR ck01;
-};
-#pragma pack(pop)
 
 class AddressNumbers : public BsfnTest {
  protected:
@@ -32,136 +21,112 @@ class AddressNumbers : public BsfnTest {
     BsfnTest::TearDown();
   }
 
-  void counter(const char16_t *n001, JCHAR ck01 = u'N') {
-    SystemRow row{u"01", math(n001), ck01};
-    insert(u"F0002", &row, {u"SY", u"N001", u"CK01"});
+  void counter(const char16_t *n001, JCHAR ck01) {
+    ROW_F0002 row{};
+    vyrStrcpy(row.szSystemCode, u"01");
+    row.mnNextNumber[0] = math(n001);
+    row.cCheckDigit[0] = ck01;
+    insert(u"F0002", &row);
   }
-  void addresses(std::initializer_list<const char16_t *> numbers) {
+  // Rows of F0101, or of F90CA001 with status "1" (another status is no distributed range).
+  void add(const char16_t *table, std::initializer_list<const char16_t *> numbers, JCHAR status = u'1') {
     for (const char16_t *n : numbers) {
-      KEY1_F0101 row{math(n)};
-      insert(u"F0101", &row, {u"AN8"});
+      const ROW_F90CA001 row{math(n), status, u"CLIENT", {2024, 5, 1}};
+      if (table == std::u16string_view(u"F0101"))
+        insert(table, &row, {u"AN8"});
+      else
+        insert(table, &row);
     }
   }
-  void distributed(std::initializer_list<const char16_t *> numbers, JCHAR status = u'1') {
-    for (const char16_t *n : numbers) {
-      ROW_F90CA001 row{math(n), status, u"CLIENT", {2024, 5, 1}};
-      insert(u"F90CA001", &row);
-    }
-  }
-  ID run(const char16_t *number, JCHAR assign, LPBHVRCOM context = nullptr, JCHAR suppress = u'0') {
-    ds_ = DSD0100094{math(number), suppress, u"junk", u'?', assign};
-    return call("GetAndValidateAddressBookNumber", &ds_, context);
-  }
-  std::string outcome() const {
-    return toUtf8(text(ds_.mnAddressNumber)) + " " + char(ds_.cErrorCode) + " '" + toUtf8(text(ds_.szErrorMessageID)) +
-           "'";
+  // One call, as "return number cErrorCode 'szErrorMessageID'" and the errors raised.
+  std::string run(const char16_t *number, Settings settings = {}, JCHAR assign = u'1', JCHAR suppress = u'0') {
+    LPBHVRCOM context = newContext(settings);
+    DSD0100094 ds{math(number), suppress, u"junk", u'?', assign};
+    const ID code = call("GetAndValidateAddressBookNumber", &ds, context);
+    std::string out = std::to_string(code) + " " + toUtf8(text(ds.mnAddressNumber)) + " " + char(ds.cErrorCode) + " '" +
+                      toUtf8(text(ds.szErrorMessageID)) + "'";
+    for (const std::string &e : errors(context)) out += " " + e;
+    EXPECT_EQ(handlesLeft_, 0u);
+    return out;
   }
 
   BSFN_CATALOG_ENTRY real_{};
-  DSD0100094 ds_{};
 };
 
 TEST_F(AddressNumbers, DrawnNumbersSkipTheAddressBookAndOnDisconnectedClientsTheDistributedOnes) {
-  counter(u"1");
-  addresses({u"1", u"2", u"4"});
-  distributed({u"3", u"5"});
-  EXPECT_EQ(run(u"0", u'1'), ER_SUCCESS);
-  EXPECT_EQ(outcome(), "3 0 ''");  // szErrorMessageID is four blanks
-  EXPECT_EQ(run(u"0", u'1'), ER_SUCCESS);
-  EXPECT_EQ(outcome(), "5 0 ''");
-  EXPECT_EQ(run(u"0", u'0'), ER_SUCCESS);  // nothing asked for
-  EXPECT_EQ(outcome(), "0 0 ''");
+  counter(u"1", u'N');
+  add(u"F0101", {u"1", u"2", u"4"});
+  add(u"F90CA001", {u"3", u"5"});
+  EXPECT_EQ(run(u"0"), "0 3 0 ''");  // szErrorMessageID is four blanks
+  EXPECT_EQ(run(u"0"), "0 5 0 ''");
+  EXPECT_EQ(run(u"0", {}, u'0'), "0 0 0 ''");  // nothing asked for
 
-  // Disconnected: 6 and 7 are distributed; that they are skipped without F0101
-  // shows in where the failing F0101 stops the draw.
-  distributed({u"6", u"7"});
-  LPBHVRCOM mobile = newContext({{"clienttype", "2"}, {"fail", "VDB_OpenTable:F0101"}});
-  EXPECT_EQ(run(u"0", u'1', mobile), ER_ERROR);
-  EXPECT_EQ(outcome(), "8 1 '078D'");
-  EXPECT_EQ(errors(mobile), Strings{"078D F0101@0"});
-  mobile = newContext({{"clienttype", "2"}});
-  addresses({u"9"});
-  EXPECT_EQ(run(u"0", u'1', mobile), ER_SUCCESS);
-  EXPECT_EQ(outcome(), "10 0 ''");
-  EXPECT_EQ(run(u"1", u'0', mobile), ER_SUCCESS);  // a number entered there is not validated
-  EXPECT_EQ(handlesLeft_, 0u);
+  // 6 and 7 are distributed: that they are skipped without F0101 shows in
+  // where a failing F0101 stops the draw.
+  add(u"F90CA001", {u"6", u"7"});
+  EXPECT_EQ(run(u"0", {{"clienttype", "2"}, {"fail", "VDB_OpenTable:F0101"}}), "2 8 1 '078D' 078D F0101@0");
+  add(u"F0101", {u"9"});
+  EXPECT_EQ(run(u"0", {{"clienttype", "2"}}), "0 10 0 ''");
+  EXPECT_EQ(run(u"1", {{"clienttype", "2"}}, u'0'), "0 1 0 ''");  // entered there: not validated
 }
 
 TEST_F(AddressNumbers, ManualNumbersAgainstAddressBookDistributedAndCurrentNumbers) {
   counter(u"500", u'Y');  // limit 5000: numbers with a check digit have one digit more
-  addresses({u"4242"});
-  distributed({u"7000", u"3000"});
-  distributed({u"100"}, u'2');  // another status is no distributed range
+  add(u"F0101", {u"4242"});
+  add(u"F90CA001", {u"7000", u"3000"});
+  add(u"F90CA001", {u"100"}, u'2');
+  const char *noF0002 = "VDB_OpenTable:F0002";  // where F0002 must not be read
   const struct {
     const char16_t *number;
-    const char *crmmsl, *outcome;
-    bool readsF0002;  // otherwise F0002 cannot even be opened
+    const char *crmmsl, *fail, *outcome;
+    JCHAR suppress;
   } cases[] = {
-      {u"4242", "1", "4242 1 '1212'", false},
-      {u"3000", "1", "3000 1 'CRM0071'", false},  // the lowest distributed number
-      {u"2999", "1", "2999 0 ''", false},         // below it
-      {u"4999", "1", "4999 1 'CRM0071'", true},
-      {u"5000", "1", "5000 0 ''", true},
-      {u"3000", "0", "3000 0 ''", false},         // switch off: free is enough
-      {u"3000", "", "3000 1 'CRM0071'", false},   // empty counts as on
-      {u"-5", "1", "-5 1 '0002'", false},
-      {u"1.5", "1", "1.5 1 '0002'", false},
-      {u"123456789", "1", "123456789 1 '0002'", false},
+      {u"4242", "1", noF0002, "2 4242 1 '1212' 1212 @1", u'0'},
+      {u"3000", "1", noF0002, "2 3000 1 'CRM0071' CRM0071 @1", u'0'},  // the lowest distributed number
+      {u"3000", "1", noF0002, "2 3000 1 'CRM0071'", u'1'},            // only recorded
+      {u"2999", "1", noF0002, "0 2999 0 ''", u'0'},                   // below it
+      {u"4999", "1", "", "2 4999 1 'CRM0071' CRM0071 @1", u'0'},
+      {u"5000", "1", "", "0 5000 0 ''", u'0'},
+      {u"5000", "1", noF0002, "2 5000 1 '078D' 078D F0002@0", u'0'},
+      {u"3000", "0", noF0002, "0 3000 0 ''", u'0'},  // switch off: free is enough
+      {u"3000", "", noF0002, "2 3000 1 'CRM0071' CRM0071 @1", u'0'},  // empty counts as on
+      {u"-5", "1", noF0002, "2 -5 1 '0002' 0002 @1", u'0'},
+      {u"1.5", "1", noF0002, "2 1.5 1 '0002' 0002 @1", u'0'},
+      {u"123456789", "1", noF0002, "2 123456789 1 '0002' 0002 @1", u'0'},
   };
-  for (const auto &c : cases) {
-    LPBHVRCOM context = newContext({{"CRMMSL", c.crmmsl}, {"fail", c.readsF0002 ? "" : "VDB_OpenTable:F0002"}});
-    const ID code = run(c.number, u'1', context);
-    EXPECT_EQ(outcome(), c.outcome);
-    EXPECT_EQ(code, ds_.cErrorCode == u'0' ? ER_SUCCESS : ER_ERROR);
-    EXPECT_EQ(errors(context).size(), code == ER_SUCCESS ? 0u : 1u);
-    EXPECT_EQ(handlesLeft_, 0u);
-  }
-  // 5000 itself passes only because the current number was read.
-  EXPECT_EQ(run(u"5000", u'1', newContext({{"CRMMSL", "1"}, {"fail", "VDB_OpenTable:F0002"}})), ER_ERROR);
-  EXPECT_EQ(outcome(), "5000 1 '078D'");
+  for (const auto &c : cases)
+    EXPECT_EQ(run(c.number, {{"CRMMSL", c.crmmsl}, {"fail", c.fail}}, u'1', c.suppress), c.outcome);
 }
 
-TEST_F(AddressNumbers, SuppressedMessagesAreOnlyRecorded) {
-  distributed({u"10"});
-  LPBHVRCOM context = newContext({{"CRMMSL", "1"}});
-  EXPECT_EQ(run(u"11", u'1', context, u'1'), ER_ERROR);  // above the lowest, and F0002 has no "01" row
-  EXPECT_EQ(outcome(), "11 1 '078I'");
-  EXPECT_TRUE(errors(context).empty());
-  EXPECT_EQ(run(u"11", u'1', context), ER_ERROR);
-  EXPECT_EQ(errors(context), Strings{"078I F0002@0"});
-  EXPECT_EQ(run(u"0", u'1', context, u'1'), ER_ERROR);  // nothing to draw from: the companion's own error stays
-  EXPECT_EQ(outcome(), "0 1 '4456'");
-  EXPECT_EQ(errors(context), Strings{"078I F0002@0"});
+TEST_F(AddressNumbers, WithoutTheRowOfSystem01NothingIsDrawnOrCompared) {
+  add(u"F90CA001", {u"10"});
+  EXPECT_EQ(run(u"11", {{"CRMMSL", "1"}}), "2 11 1 '078I' 078I F0002@0");
+  // The companion's own error stays; the draw's is only recorded.
+  EXPECT_EQ(run(u"0", {}, u'1', u'1'), "2 0 1 '4456' 078I F0002@0");
 }
 
-// Stand-ins for X0010GetNextNumber: what the draw does with a zero, a failure,
-// and a number that would be 0 both times.
+// Stand-ins for X0010GetNextNumber: a first answer of 0 is drawn once more, a
+// failure stops the draw, and a second 0 is no address number.
 int gCalls = 0;
 ID ZeroThenSeven(LPBHVRCOM, LPVOID, LPVOID lpDS) {
   IntToMathNumeric(++gCalls == 1 ? 0 : 7, &((LPDSNEXTNUMBER)lpDS)->mnNextNumber);
   return ER_SUCCESS;
 }
-ID AlwaysZero(LPBHVRCOM, LPVOID, LPVOID lpDS) {
-  ++gCalls;
-  ZeroMathNumeric(&((LPDSNEXTNUMBER)lpDS)->mnNextNumber);
-  return ER_SUCCESS;
-}
-ID Warns(LPBHVRCOM, LPVOID, LPVOID) {
-  ++gCalls;
-  return ER_WARNING;
-}
+ID AlwaysZero(LPBHVRCOM, LPVOID, LPVOID) { return ++gCalls, ER_SUCCESS; }
+ID Warns(LPBHVRCOM, LPVOID, LPVOID) { return ++gCalls, ER_WARNING; }
 
 TEST_F(AddressNumbers, ADrawnZeroIsDrawnOnceMoreAndAFailedDrawStops) {
   const struct {
     LPBSFN standIn;
     const char *outcome;
     int calls;
-  } cases[] = {{ZeroThenSeven, "7 0 ''", 2}, {AlwaysZero, "0 1 '4456'", 2}, {Warns, "0 1 '4456'", 1}};
+  } cases[] = {{ZeroThenSeven, "0 7 0 ''", 2},
+               {AlwaysZero, "2 0 1 '4456' 4456 @1", 2},
+               {Warns, "2 0 1 '4456' 4456 @1", 1}};
   for (const auto &c : cases) {
     gCalls = 0;
     vyr::registerFunction(BSFN_CATALOG_ENTRY{"X0010GetNextNumber", c.standIn, &DSNEXTNUMBER_template, "TEST"});
-    run(u"0", u'1');
-    EXPECT_EQ(outcome(), c.outcome);
+    EXPECT_EQ(run(u"0"), c.outcome);
     EXPECT_EQ(gCalls, c.calls);
   }
 }
