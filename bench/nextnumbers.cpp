@@ -16,15 +16,11 @@
 // sides take turns in rounds, each going first in half of them; the medians
 // and the median of the per-round ratios stack / raw are printed. At the end
 // the counter must equal 1 + every block taken, or the program fails.
-#include <fcntl.h>
 #include <libpq-fe.h>
-#include <spawn.h>
 #include <sqlite3.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -34,9 +30,9 @@
 #include "db/host.h"
 #include "frame/companions.h"
 #include "nextnumbers/B0001010.h"
+#include "processes.h"
 #include "runtime/context.h"
 
-extern char **environ;
 extern "C" const BSFN_CATALOG_ENTRY *famoflasLibraryCatalog(size_t *lpnCount);
 extern "C" const BSFN_CATALOG_ENTRY *famoflasCompanionsCatalog(size_t *lpnCount);
 
@@ -74,16 +70,6 @@ MATH_NUMERIC integer(long long value) {
 
 // ---- One process of a round -------------------------------------------------------------------------
 
-// Says it is ready on fd NNBENCH_READY, then waits until the parent closes NNBENCH_START.
-bool waitForStart() {
-  const int ready = std::atoi(std::getenv("NNBENCH_READY"));
-  const int start = std::atoi(std::getenv("NNBENCH_START"));
-  char byte = 'r';
-  if (write(ready, &byte, 1) != 1) return false;
-  close(ready);
-  return read(start, &byte, 1) == 0;
-}
-
 int stackProcess(const char *location) {
   for (auto catalog : {famoflasLibraryCatalog, famoflasCompanionsCatalog}) {
     size_t count = 0;
@@ -99,7 +85,7 @@ int stackProcess(const char *location) {
     return entry != nullptr && vyr::callFunction(context, *entry, &ds) == ER_SUCCESS;
   };
   // Connects and prepares before the clock starts, on a row of its own.
-  if (context == nullptr || !take(u"WARMUP", 1) || !waitForStart()) return 2;
+  if (context == nullptr || !take(u"WARMUP", 1) || !benchprocesses::waitForStart("NNBENCH")) return 2;
   int failures = 0;
   for (int i = 0; i < kPerProcess; ++i) failures += !take(u"BENCH", blockSize(i));
   vyr::freeContext(context);
@@ -116,7 +102,7 @@ int rawSqliteProcess(const char *path) {
       sqlite3_prepare_v2(db, "BEGIN IMMEDIATE", -1, &begin, nullptr) != SQLITE_OK ||
       sqlite3_prepare_v2(db, kSelectSql, -1, &select, nullptr) != SQLITE_OK ||
       sqlite3_prepare_v2(db, kUpdateSqlite, -1, &update, nullptr) != SQLITE_OK ||
-      sqlite3_prepare_v2(db, "COMMIT", -1, &commit, nullptr) != SQLITE_OK || !waitForStart())
+      sqlite3_prepare_v2(db, "COMMIT", -1, &commit, nullptr) != SQLITE_OK || !benchprocesses::waitForStart("NNBENCH"))
     return 2;
   int failures = 0;
   for (int i = 0; i < kPerProcess; ++i) {
@@ -169,7 +155,7 @@ int rawPostgresProcess(const char *location) {
     PQclear(prepared);
     if (!ok) return 2;
   }
-  if (PQenterPipelineMode(conn) != 1 || !waitForStart()) return 2;
+  if (PQenterPipelineMode(conn) != 1 || !benchprocesses::waitForStart("NNBENCH")) return 2;
   int failures = 0;
   for (int i = 0; i < kPerProcess; ++i) {
     PGresult *row = nullptr;
@@ -197,44 +183,11 @@ int child(const std::string &mode, const char *location) {
 
 // ---- The rounds ---------------------------------------------------------------------------------------
 
-// Runs `processes` children of one mode and returns blocks per second, from
-// the moment all are ready until the last one ends.
+// Runs `processes` copies in one mode; blocks per second.
 double round(const std::string &mode, const std::string &location, int processes) {
-  int readyPipe[2], startPipe[2];
-  if (pipe(readyPipe) != 0 || pipe(startPipe) != 0) die("pipe failed");
-  fcntl(readyPipe[0], F_SETFD, FD_CLOEXEC);
-  fcntl(startPipe[1], F_SETFD, FD_CLOEXEC);
-  std::vector<std::string> variables = {"NNBENCH_MODE=" + mode, "NNBENCH_LOCATION=" + location,
-                                        "NNBENCH_READY=" + std::to_string(readyPipe[1]),
-                                        "NNBENCH_START=" + std::to_string(startPipe[0])};
-  for (char **e = environ; *e != nullptr; ++e)
-    if (std::strncmp(*e, "NNBENCH_", 8) != 0) variables.push_back(*e);
-  std::vector<char *> envp;
-  for (std::string &v : variables) envp.push_back(v.data());
-  envp.push_back(nullptr);
-  char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
-  std::vector<pid_t> children;
-  for (int p = 0; p < processes; ++p) {
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv, envp.data()) != 0) die("cannot start a process");
-    children.push_back(pid);
-  }
-  close(readyPipe[1]);
-  close(startPipe[0]);
-  char byte;
-  int ready = 0;
-  while (ready < processes && read(readyPipe[0], &byte, 1) == 1) ++ready;
-  close(readyPipe[0]);
-  if (ready != processes) die(mode + ": a process failed before the start");
-  const auto begin = std::chrono::steady_clock::now();
-  close(startPipe[1]);
-  bool ok = true;
-  for (pid_t pid : children) {
-    int status = 0;
-    ok = waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0 && ok;
-  }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  if (!ok) die(mode + ": a process failed");
+  const double seconds =
+      benchprocesses::timedRound("NNBENCH", {"NNBENCH_MODE=" + mode, "NNBENCH_LOCATION=" + location}, processes);
+  if (seconds <= 0) die(mode + ": a process failed");
   return processes * kPerProcess / seconds;
 }
 
