@@ -1,7 +1,7 @@
 // Numbers drawn by eight processes at once from one database, on SQLite and
-// on PostgreSQL: unique-key blocks, the first rows of new object names,
-// X0010GetNextNumber, and address numbers while another process fills the
-// address book. Nothing may be handed out twice, and nothing may be lost.
+// on PostgreSQL: unique-key blocks of a new object name, X0010GetNextNumber,
+// and address numbers while another process fills the address book. Nothing
+// may be handed out twice, and nothing may be lost.
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <set>
@@ -21,6 +22,7 @@
 #include "frame/companions.h"
 #include "nextnumbers/B0001010.h"
 #include "nextnumbers/B0100094.h"
+#include "unicode/jchar_utf8.h"
 
 extern char **environ;
 extern "C" const BSFN_CATALOG_ENTRY *famoflasLibraryCatalog(size_t *lpnCount);
@@ -31,9 +33,8 @@ namespace {
 using Lines = std::vector<std::vector<long long>>;
 
 constexpr int kProcesses = 8;
-constexpr int kFirstRowKeys = 3;
-// Calls per worker process of each role; new names are taken one after another, for more collisions.
-const std::map<std::string, int> kCalls = {{"blocks", 500}, {"firstrow", 5}, {"counter", 250}, {"address", 200}};
+// Calls per worker process of each role.
+const std::map<std::string, int> kCalls = {{"blocks", 500}, {"counter", 250}, {"address", 200}};
 
 long long nowNs() { return std::chrono::steady_clock::now().time_since_epoch().count(); }
 MATH_NUMERIC number(long long value) { return dbtest::number(std::to_string(value)); }
@@ -64,11 +65,9 @@ bool takeBlock(LPBHVRCOM context, std::u16string_view name, long long keys, long
 // The i-th call of a worker: the line it writes, empty when the call failed.
 std::vector<long long> drawOnce(const std::string &role, LPBHVRCOM context, int i) {
   long long first = 0;
-  if (role == "blocks" || role == "firstrow") {
-    const bool firstRow = role == "firstrow";
-    const long long keys = firstRow ? kFirstRowKeys : (i * 7 + getpid()) % 20 + 1;
-    const std::u16string name = firstRow ? u"FIRST" + std::u16string(1, char16_t(u'1' + i)) : u"BLOCKS";
-    if (takeBlock(context, name, keys, &first)) return {firstRow ? i : 0, first, keys};
+  if (role == "blocks") {
+    const long long keys = (i * 7 + getpid()) % 20 + 1;
+    if (takeBlock(context, u"BLOCKS", keys, &first)) return {first, keys};
   } else if (role == "counter") {
     DSNEXTNUMBER ds{};
     dbtest::set(ds.szSystemCode, u"RC");
@@ -115,7 +114,9 @@ const bool kWorkerProcess = [] {
   const int ready = std::atoi(std::getenv("NNRACE_READY")), start = std::atoi(std::getenv("NNRACE_START"));
   long long warmUp = 0;
   char byte = 'r';
-  if (context == nullptr || !takeBlock(context, u"WARMUP", 1, &warmUp) || write(ready, &byte, 1) != 1 ||
+  // A name of its own: the warm-up does not race for a first row.
+  const std::u16string warmUpName = u"W" + vyr::fromUtf8(std::to_string(getpid()));
+  if (context == nullptr || !takeBlock(context, warmUpName, 1, &warmUp) || write(ready, &byte, 1) != 1 ||
       close(ready) != 0 || read(start, &byte, 1) != 0)  // end of file: go
     std::_Exit(2);
   bool ok = true;
@@ -144,9 +145,11 @@ class Races : public dbtest::DbTest {
     dbtest::DbTest::TearDown();
   }
 
-  // Runs one worker per role, all released at the same moment; an "inserter"
-  // goes on until the others have ended. TRUE when each exited with 0.
-  bool race(const std::vector<std::string> &roles) {
+  // Runs one worker per role, all released at the same moment (right after
+  // beforeStart); an "inserter" goes on until the others have ended.
+  // whileRunning runs meanwhile. TRUE when each exited with 0.
+  bool race(const std::vector<std::string> &roles, const std::function<void()> &beforeStart = [] {},
+            const std::function<void()> &whileRunning = [] {}) {
     int ready[2], start[2], stop[2];
     if (pipe(ready) != 0 || pipe(start) != 0 || pipe(stop) != 0) return false;
     for (int parentEnd : {ready[0], start[1], stop[1]}) fcntl(parentEnd, F_SETFD, FD_CLOEXEC);
@@ -170,7 +173,9 @@ class Races : public dbtest::DbTest {
     char byte;
     size_t started = 0;
     while (started < workers.size() && read(ready[0], &byte, 1) == 1) ++started;
+    beforeStart();
     close(ready[0]), close(start[1]);  // go
+    whileRunning();
     bool ok = started == roles.size();
     for (bool inserters : {false, true}) {
       if (inserters) close(stop[1]);
@@ -197,18 +202,16 @@ class Races : public dbtest::DbTest {
     return all;
   }
 
-  // The blocks (name, first, count) of one name must tile 1 .. next - 1 exactly.
-  static void expectTiling(const Lines &lines, long long name, long long next) {
-    Lines blocks;
-    for (const auto &line : lines)
-      if (line.at(0) == name) blocks.push_back({line.at(1), line.at(2)});
-    std::sort(blocks.begin(), blocks.end());
-    long long expected = 1;
-    for (const auto &block : blocks) {
-      ASSERT_EQ(block[0], expected) << "a gap or an overlap before this block";
-      expected += block[1];
-    }
-    EXPECT_EQ(expected, next);
+  // Sessions on the test's PostgreSQL schema that wait for a lock.
+  int lockWaiters() {
+    PGconn *conn = PQconnectdb(location_.c_str());
+    const std::string sql = "SELECT count(*) FROM pg_stat_activity WHERE wait_event_type = 'Lock' AND "
+                            "application_name = '" + dbtest::PgScratch::schemaOf(location_) + "'";
+    PGresult *result = PQexec(conn, sql.c_str());
+    const int waiting = PQresultStatus(result) == PGRES_TUPLES_OK ? std::atoi(PQgetvalue(result, 0, 0)) : -1;
+    PQclear(result);
+    PQfinish(conn);
+    return waiting;
   }
 
   // The F0002 counter of index 1 of a system; with an initial value, a new row holding it first.
@@ -230,28 +233,28 @@ class Races : public dbtest::DbTest {
   std::string out_;
 };
 
-TEST_P(Races, UniqueKeyBlocksNeverOverlapAndCoverTheCounter) {
-  ASSERT_TRUE(race(std::vector<std::string>(kProcesses, "blocks")));
-  const Lines blocks = lines("blocks");
+// The name has no row yet. On PostgreSQL its first insert is held up until
+// every worker has found no row and tries to insert it: one insert wins and
+// the losers take the next blocks from the winner's row, so every call succeeds.
+TEST_P(Races, UniqueKeyBlocksOfANewNameNeverOverlapAndCoverTheCounter) {
+  auto holdInserts = [&] { ASSERT_TRUE(!postgres() || rawSql("BEGIN; LOCK TABLE \"F00022\" IN SHARE MODE")); };
+  int waiting = kProcesses;
+  auto releaseWhenAllWait = [&] {
+    if (!postgres()) return;
+    for (int tries = 0; tries < 300 && (waiting = lockWaiters()) < kProcesses; ++tries) usleep(100000);
+    EXPECT_TRUE(rawSql("COMMIT"));  // in any case, or the workers would wait for good
+  };
+  ASSERT_TRUE(race(std::vector<std::string>(kProcesses, "blocks"), holdInserts, releaseWhenAllWait));
+  EXPECT_EQ(waiting, kProcesses) << "not every worker tried the first insert at once";
+  Lines blocks = lines("blocks");
   EXPECT_EQ(blocks.size(), static_cast<size_t>(kProcesses * kCalls.at("blocks")));
-  expectTiling(blocks, 0, std::stoll(committed(u"BLOCKS")));
-}
-
-// The losers of an insert wait for the winner's row and take the next blocks.
-TEST_P(Races, FirstRowOfANewNameIsCreatedOnceAndEveryCallerGetsABlock) {
-  ASSERT_TRUE(race(std::vector<std::string>(kProcesses, "firstrow")));
-  const Lines blocks = lines("firstrow");
-  HREQUEST counters = open(u"F00022");
-  for (int name = 0; name < kCalls.at("firstrow"); ++name) {
-    expectTiling(blocks, name, kProcesses * kFirstRowKeys + 1);
-    KEY1_F00022 key{};
-    dbtest::set(key.szObjectName, u"FIRST" + std::u16string(1, char16_t(u'1' + name)));
-    EXPECT_EQ(committed(key.szObjectName), std::to_string(kProcesses * kFirstRowKeys + 1));
-    int rows = 0;
-    ASSERT_EQ(VDB_SelectKeyed(counters, 1, &key, 1), 1u);
-    for (ROW_F00022 row{}; VDB_Fetch(counters, &row, 0) == 1;) ++rows;
-    EXPECT_EQ(rows, 1);
+  std::sort(blocks.begin(), blocks.end());
+  long long expected = 1;
+  for (const auto &block : blocks) {
+    ASSERT_EQ(block.at(0), expected) << "a gap or an overlap before this block";
+    expected += block.at(1);
   }
+  EXPECT_EQ(std::to_string(expected), committed(u"BLOCKS"));
 }
 
 TEST_P(Races, X0010HandsOutEveryNumberOnce) {
