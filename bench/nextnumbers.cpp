@@ -38,7 +38,9 @@ extern "C" const BSFN_CATALOG_ENTRY *famoflasCompanionsCatalog(size_t *lpnCount)
 
 namespace {
 
-constexpr int kPerProcess = 400;
+// Blocks taken in a round, shared out among its processes, so that rounds of
+// 1, 4 and 8 processes last about as long.
+constexpr int kPerRound = 3200;
 constexpr int kProcessCounts[] = {1, 4, 8};
 constexpr long long kCounterStart = 1;
 
@@ -54,9 +56,13 @@ const char kUpdatePostgres[] = "UPDATE \"F00022\" SET \"UKID\" = $1 WHERE \"OBNM
 // The block size of a process's i-th transaction, the same on both sides.
 long long blockSize(int i) { return i % 20 + 1; }
 
-long long blocksPerProcess() {
+// How many blocks this process takes in its round.
+int blocksEach() { return std::atoi(std::getenv("NNBENCH_BLOCKS")); }
+
+// The identifiers one process takes in `count` blocks.
+long long identifiers(int count) {
   long long total = 0;
-  for (int i = 0; i < kPerProcess; ++i) total += blockSize(i);
+  for (int i = 0; i < count; ++i) total += blockSize(i);
   return total;
 }
 
@@ -87,7 +93,7 @@ int stackProcess(const char *location) {
   // Connects and prepares before the clock starts, on a row of its own.
   if (context == nullptr || !take(u"WARMUP", 1) || !benchprocesses::waitForStart("NNBENCH")) return 2;
   int failures = 0;
-  for (int i = 0; i < kPerProcess; ++i) failures += !take(u"BENCH", blockSize(i));
+  for (int i = 0, count = blocksEach(); i < count; ++i) failures += !take(u"BENCH", blockSize(i));
   vyr::freeContext(context);
   return failures == 0 ? 0 : 1;
 }
@@ -105,7 +111,7 @@ int rawSqliteProcess(const char *path) {
       sqlite3_prepare_v2(db, "COMMIT", -1, &commit, nullptr) != SQLITE_OK || !benchprocesses::waitForStart("NNBENCH"))
     return 2;
   int failures = 0;
-  for (int i = 0; i < kPerProcess; ++i) {
+  for (int i = 0, count = blocksEach(); i < count; ++i) {
     bool ok = sqlite3_step(begin) == SQLITE_DONE && sqlite3_step(select) == SQLITE_ROW;
     const long long first = ok ? sqlite3_column_int64(select, 0) : 0;
     sqlite3_reset(select);
@@ -157,7 +163,7 @@ int rawPostgresProcess(const char *location) {
   }
   if (PQenterPipelineMode(conn) != 1 || !benchprocesses::waitForStart("NNBENCH")) return 2;
   int failures = 0;
-  for (int i = 0; i < kPerProcess; ++i) {
+  for (int i = 0, count = blocksEach(); i < count; ++i) {
     PGresult *row = nullptr;
     bool ok = PQsendQueryParams(conn, "BEGIN", 0, nullptr, nullptr, nullptr, nullptr, 0) == 1 &&
               PQsendQueryPrepared(conn, "take", 0, nullptr, nullptr, nullptr, 0) == 1 && roundTrip(conn, 2, &row) &&
@@ -186,9 +192,12 @@ int child(const std::string &mode, const char *location) {
 // Runs `processes` copies in one mode; blocks per second.
 double round(const std::string &mode, const std::string &location, int processes) {
   const double seconds =
-      benchprocesses::timedRound("NNBENCH", {"NNBENCH_MODE=" + mode, "NNBENCH_LOCATION=" + location}, processes);
+      benchprocesses::timedRound("NNBENCH",
+                                 {"NNBENCH_MODE=" + mode, "NNBENCH_LOCATION=" + location,
+                                  "NNBENCH_BLOCKS=" + std::to_string(kPerRound / processes)},
+                                 processes);
   if (seconds <= 0) die(mode + ": a process failed");
-  return processes * kPerProcess / seconds;
+  return kPerRound / seconds;
 }
 
 double median(std::vector<double> values) {
@@ -229,9 +238,9 @@ struct Counter {
 bool compare(const char *engine, const std::string &rawMode, const std::string &location, int rounds) {
   Counter counter(location);
   long long expected = kCounterStart;
-  std::printf("%s: GetDistributedNextNumber through the whole stack against %s, %d blocks per process, "
+  std::printf("%s: GetDistributedNextNumber through the whole stack against %s, %d blocks per round, "
               "median of %d rounds\n",
-              engine, rawMode.c_str(), kPerProcess, rounds);
+              engine, rawMode.c_str(), kPerRound, rounds);
   for (int processes : kProcessCounts) {
     std::vector<double> stack, raw, ratios;
     for (int r = 0; r < rounds; ++r) {
@@ -243,7 +252,7 @@ bool compare(const char *engine, const std::string &rawMode, const std::string &
         raw.push_back(round(rawMode, location, processes));
       }
       ratios.push_back(stack.back() / raw.back());
-      expected += 2 * processes * blocksPerProcess();
+      expected += 2 * processes * identifiers(kPerRound / processes);
     }
     std::printf("  %d process%s: stack %7.0f blocks/s  raw %7.0f blocks/s  stack / raw %.2f\n", processes,
                 processes == 1 ? "  " : "es", median(stack), median(raw), median(ratios));
