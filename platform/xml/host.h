@@ -26,8 +26,9 @@ Limits contextLimits(LPBHVRCOM context);
 // text is refused, never repaired: false, with the reason in *why.
 bool decodeDocumentBytes(std::string_view bytes, std::u16string *text, std::string *why);
 
-// Handles and strings handed out and not yet released, by kind. Tests compare
-// them before and after a piece of work to show that it released everything.
+// Handles and strings handed out on the calling thread and not yet released
+// there, by kind. Tests compare them before and after a piece of work to show
+// that it released everything.
 struct LiveObjects {
   long parsers = 0, documents = 0, elements = 0, attributes = 0, strings = 0;
   bool operator==(const LiveObjects &) const = default;

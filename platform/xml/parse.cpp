@@ -10,7 +10,12 @@
 
 #include <unicode/utf16.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -22,6 +27,23 @@ bool isXmlChar(uint32_t c) {
   return c == 0x9 || c == 0xA || c == 0xD || (c >= 0x20 && c <= 0xD7FF) || (c >= 0xE000 && c <= 0xFFFD) ||
          (c >= 0x10000 && c <= 0x10FFFF);
 }
+
+bool isSpace(char16_t c) { return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n'; }
+
+// Which ASCII characters end a run of plain text, by where the run is: in
+// character data, in a quoted attribute value, or between the attributes of a
+// tag. Control characters end every run (the slow path refuses them).
+enum : uint8_t { kStopText = 1, kStopQuoted = 2, kStopTag = 4 };
+constexpr std::array<uint8_t, 128> kStops = [] {
+  std::array<uint8_t, 128> stops{};
+  for (int c = 0; c < 0x20; ++c) stops[c] = kStopText | kStopQuoted | kStopTag;
+  stops['\t'] = stops['\n'] = stops['\r'] = 0;
+  stops['<'] = kStopText | kStopQuoted | kStopTag;
+  stops['&'] = kStopText | kStopQuoted;
+  stops['"'] = stops['\''] = kStopQuoted | kStopTag;
+  stops['>'] = kStopTag;
+  return stops;
+}();
 
 // The first pass. Every character is copied exactly once, so the pass is
 // linear whatever the input; markup it does not judge (a truncated comment,
@@ -52,6 +74,43 @@ struct Transcoder {
   void putAscii(std::u16string_view ascii) {
     for (char16_t c : ascii) out[o++] = static_cast<char>(c);
     i += ascii.size();
+  }
+
+  // Copies plain ASCII up to the next character in the stop class: eight
+  // units at a time where SSE2 is there, then one by one. Locals, since
+  // stores through `out` could otherwise alias the counters.
+  template <uint8_t Stops>
+  void copyPlain() {
+    const char16_t *const src = s;
+    char *const dst = out;
+    size_t ii = i, oo = o;
+#if defined(__SSE2__)
+    // A block of eight goes whole when it holds only printable ASCII other
+    // than the stops (tabs and line ends go the slow way).
+    while (ii + 8 <= n) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + ii));
+      __m128i stop = _mm_or_si128(_mm_cmplt_epi16(v, _mm_set1_epi16(0x20)), _mm_cmpgt_epi16(v, _mm_set1_epi16(0x7F)));
+      stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('<')));
+      if constexpr ((Stops & kStopTag) == 0) stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('&')));
+      if constexpr ((Stops & kStopText) == 0) {
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('"')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('\'')));
+      }
+      if constexpr ((Stops & kStopTag) != 0) stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('>')));
+      if (_mm_movemask_epi8(stop) != 0) break;
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + oo), _mm_packus_epi16(v, v));
+      ii += 8;
+      oo += 8;
+    }
+#endif
+    while (ii < n) {
+      const char16_t c = src[ii];
+      if (c >= 0x80 || (kStops[c] & Stops) != 0) break;
+      dst[oo++] = static_cast<char>(c);
+      ++ii;
+    }
+    i = ii;
+    o = oo;
   }
 
   // One character (one or two code units) as UTF-8.
@@ -139,6 +198,8 @@ struct Transcoder {
     out[o++] = static_cast<char>(quote);
     ++i;
     while (i < n) {
+      copyPlain<kStopQuoted>();
+      if (i >= n) break;
       const char16_t c = s[i];
       if (c == quote) {
         out[o++] = static_cast<char>(quote);
@@ -148,9 +209,6 @@ struct Transcoder {
       if (c == u'<') return fail("'<' in an attribute value", i);
       if (c == u'&') {
         if (!reference()) return false;
-      } else if (c >= 0x20 && c < 0x80) {
-        out[o++] = static_cast<char>(c);
-        ++i;
       } else if (!copyChar()) {
         return false;
       }
@@ -162,15 +220,17 @@ struct Transcoder {
     const size_t start = i;
     out[o++] = '<';
     ++i;
-    char16_t last = 0;
     while (i < n) {
+      copyPlain<kStopTag>();
+      if (i >= n) break;
       const char16_t c = s[i];
       if (c == u'>') {
+        const bool empty = s[i - 1] == u'/';
         out[o++] = '>';
         ++i;
         // An empty element is as deep as one with content, but closes at once.
         if (depth + 1 > maxDepth) return fail("elements nested deeper than the limit", start, XRCS_LIMIT_EXCEEDED);
-        if (last != u'/') ++depth;
+        if (!empty) ++depth;
         return true;
       }
       if (c == u'<') return true;  // not well-formed: pugixml refuses it
@@ -179,7 +239,6 @@ struct Transcoder {
       } else if (!copyChar()) {
         return false;
       }
-      last = c;
     }
     return true;
   }
@@ -201,17 +260,16 @@ struct Transcoder {
 
   bool run() {
     while (i < n) {
+      if (depth > 0) copyPlain<kStopText>();
+      if (i >= n) break;
       const char16_t c = s[i];
       if (c == u'<') {
         if (!markup()) return false;
-      } else if (depth == 0 && c != u' ' && c != u'\t' && c != u'\r' && c != u'\n') {
+      } else if (depth == 0 && !isSpace(c)) {
         // pugixml would drop it unseen.
         return fail("text outside the document element", i);
       } else if (c == u'&') {
         if (!reference()) return false;
-      } else if (c >= 0x20 && c < 0x80) {
-        out[o++] = static_cast<char>(c);
-        ++i;
       } else if (!copyChar()) {
         return false;
       }
@@ -245,23 +303,32 @@ bool sameIgnoringCase(const char *a, const char *b) {
   return *a == *b;
 }
 
-bool hasDuplicateAttribute(pugi::xml_node element) {
-  // Pairwise for the usual handful; sorted names past that, so a hostile
-  // element with many attributes stays n log n.
-  constexpr size_t kPairwise = 16;
-  size_t count = 0;
-  for (pugi::xml_attribute a = element.first_attribute(); a && count <= kPairwise; a = a.next_attribute()) ++count;
-  if (count <= kPairwise) {
-    for (pugi::xml_attribute a = element.first_attribute(); a; a = a.next_attribute())
-      for (pugi::xml_attribute b = a.next_attribute(); b; b = b.next_attribute())
-        if (std::strcmp(a.name(), b.name()) == 0) return true;
-    return false;
-  }
+bool hasDuplicateBySorting(pugi::xml_node element) {
   std::vector<const char *> names;
   for (pugi::xml_attribute a = element.first_attribute(); a; a = a.next_attribute()) names.push_back(a.name());
   std::sort(names.begin(), names.end(), [](const char *a, const char *b) { return std::strcmp(a, b) < 0; });
   return std::adjacent_find(names.begin(), names.end(),
                             [](const char *a, const char *b) { return std::strcmp(a, b) == 0; }) != names.end();
+}
+
+// Pairwise for up to 32 names, comparing the first two bytes of each (always
+// readable: a name has at least one character and its terminator) before
+// whole names; past that (a hostile element), sorted names keep it n log n.
+bool hasDuplicateAttribute(pugi::xml_node element) {
+  constexpr size_t kPairwise = 32;
+  const char *names[kPairwise];
+  uint16_t heads[kPairwise];
+  size_t count = 0;
+  for (pugi::xml_attribute a = element.first_attribute(); a; a = a.next_attribute()) {
+    if (count == kPairwise) return hasDuplicateBySorting(element);
+    const char *name = a.name();
+    names[count] = name;
+    heads[count++] = static_cast<uint16_t>(static_cast<unsigned char>(name[0]) | static_cast<unsigned char>(name[1]) << 8);
+  }
+  for (size_t x = 1; x < count; ++x)
+    for (size_t y = 0; y < x; ++y)
+      if (heads[x] == heads[y] && std::strcmp(names[x], names[y]) == 0) return true;
+  return false;
 }
 
 // What the tree shows that the text pass could not; null when nothing. *node
@@ -304,6 +371,35 @@ const char *structureProblem(const pugi::xml_document &document, pugi::xml_node 
 }
 
 }  // namespace
+
+// Sixteen aligned bytes at a time where SSE2 is there: an aligned block that
+// holds one unit of the text lies in the same page as it, so reading the
+// whole block is safe even past the terminator; only the sanitizer, which
+// checks each byte against the allocation, must be told.
+#if defined(__SSE2__)
+__attribute__((no_sanitize("address")))
+#endif
+size_t boundedLength(const char16_t *text, size_t limit) noexcept {
+  size_t length = 0;
+#if defined(__SSE2__)
+  if ((reinterpret_cast<uintptr_t>(text) & 1) == 0) {
+    while ((reinterpret_cast<uintptr_t>(text + length) & 15) != 0) {
+      if (length > limit || text[length] == 0) return std::min(length, limit + 1);
+      ++length;
+    }
+    const __m128i zero = _mm_setzero_si128();
+    while (length <= limit) {
+      const __m128i block = _mm_load_si128(reinterpret_cast<const __m128i *>(text + length));
+      const int ends = _mm_movemask_epi8(_mm_cmpeq_epi16(block, zero));
+      if (ends != 0) return std::min(length + static_cast<size_t>(__builtin_ctz(ends)) / 2, limit + 1);
+      length += 8;
+    }
+    return limit + 1;
+  }
+#endif
+  while (length <= limit && text[length] != 0) ++length;
+  return length;
+}
 
 XRCS_Status parseText(std::u16string_view text, const Limits &limits, ParsedText *out, std::string *why) {
   out->document.reset();

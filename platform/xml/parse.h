@@ -20,6 +20,10 @@ struct ParsedText {
   pugi::xml_document document;
 };
 
+// The length of terminated text, or limit + 1 when it is longer than limit
+// (nothing past the first limit + 1 units is looked for).
+size_t boundedLength(const char16_t *text, size_t limit) noexcept;
+
 // Parses text (without terminator; a leading U+FEFF is dropped) after the
 // checks xerceswrapper.h lists. XRCS_SUCCESS fills *out; otherwise *out holds
 // no document and *why says what was refused and where ("... at line L, column C").

@@ -4,7 +4,10 @@
 // the freed tree, and the record itself goes with the last handle.
 #include <unicode/utf8.h>
 
-#include <atomic>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -21,24 +24,27 @@
 
 namespace {
 
+// A document and its handles are used by one thread at a time, so the
+// record needs no atomics.
 struct Liveness {
-  std::atomic<uint32_t> references{1};
-  std::atomic<bool> alive{true};
+  uint32_t references = 1;
+  bool alive = true;
 };
 
 Liveness *share(Liveness *liveness) {
-  liveness->references.fetch_add(1, std::memory_order_relaxed);
+  ++liveness->references;
   return liveness;
 }
 
 void unshare(Liveness *liveness) {
-  if (liveness->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete liveness;
+  if (--liveness->references == 0) delete liveness;
 }
 
-struct LiveCounters {
-  std::atomic<long> parsers{0}, documents{0}, elements{0}, attributes{0}, strings{0};
-};
-LiveCounters gLive;
+// What this thread was handed and has not released (a diagnostic for tests;
+// per thread, so counting costs no shared memory traffic).
+// Initial-exec: the platform is linked, not loaded late, and the general
+// model would cost a call per count.
+thread_local vyr::xml::LiveObjects tLive __attribute__((tls_model("initial-exec")));
 
 // Each kind is told apart by its first word, so a handle of another kind or
 // one already released (while its memory is not reused) is refused.
@@ -93,7 +99,7 @@ XRCS_Status usable(const Handle *handle, uint32_t magic, const char *operation) 
     return XRCS_INVALID_HANDLE;
   }
   if constexpr (!std::is_same_v<Handle, tagXRCS_PARSER> && !std::is_same_v<Handle, tagXRCS_DOCUMENT>) {
-    if (!handle->liveness->alive.load(std::memory_order_acquire)) {
+    if (!handle->liveness->alive) {
       trace(operation, "refused a handle whose document was released");
       return XRCS_INVALID_HANDLE;
     }
@@ -115,7 +121,7 @@ XRCS_hElement newElement(Liveness *liveness, pugi::xml_node_struct *node) {
   auto *element = new (std::nothrow) tagXRCS_ELEMENT{kElementMagic, nullptr, node};
   if (element == nullptr) return nullptr;
   element->liveness = share(liveness);
-  gLive.elements.fetch_add(1, std::memory_order_relaxed);
+  ++tLive.elements;
   return element;
 }
 
@@ -123,20 +129,34 @@ XRCS_hAttribute newAttribute(Liveness *liveness, pugi::xml_attribute_struct *att
   auto *handle = new (std::nothrow) tagXRCS_ATTRIBUTE{kAttributeMagic, nullptr, attribute};
   if (handle == nullptr) return nullptr;
   handle->liveness = share(liveness);
-  gLive.attributes.fetch_add(1, std::memory_order_relaxed);
+  ++tLive.attributes;
   return handle;
 }
 
 // A JCHAR copy of UTF-8 that the parser produced (so it is well-formed),
 // released with XRCS_freeString; NULL when out of memory.
-JCHAR *newString(std::string_view utf8) {
+JCHAR *newString(const char *utf8) {
+  const size_t length = std::strlen(utf8);
   // Never more code units than bytes.
-  auto *text = static_cast<JCHAR *>(std::malloc((utf8.size() + 1) * sizeof(JCHAR)));
+  auto *text = static_cast<JCHAR *>(std::malloc((length + 1) * sizeof(JCHAR)));
   if (text == nullptr) return nullptr;
+  const auto *bytes = reinterpret_cast<const uint8_t *>(utf8);
   size_t units = 0;
-  const auto *bytes = reinterpret_cast<const uint8_t *>(utf8.data());
-  const size_t length = utf8.size();
   for (size_t k = 0; k < length;) {
+#if defined(__SSE2__)
+    // Sixteen ASCII bytes at a time, widened to JCHAR.
+    if (k + 16 <= length) {
+      const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + k));
+      if (_mm_movemask_epi8(block) == 0) {
+        const __m128i zero = _mm_setzero_si128();
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(text + units), _mm_unpacklo_epi8(block, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(text + units + 8), _mm_unpackhi_epi8(block, zero));
+        k += 16;
+        units += 16;
+        continue;
+      }
+    }
+#endif
     if (bytes[k] < 0x80) {
       text[units++] = bytes[k++];
       continue;
@@ -151,11 +171,11 @@ JCHAR *newString(std::string_view utf8) {
     }
   }
   text[units] = 0;
-  gLive.strings.fetch_add(1, std::memory_order_relaxed);
+  ++tLive.strings;
   return text;
 }
 
-XRCS_Status giveString(std::string_view utf8, JCHAR **out, const char *operation) {
+XRCS_Status giveString(const char *utf8, JCHAR **out, const char *operation) {
   *out = newString(utf8);
   return *out != nullptr ? XRCS_SUCCESS : noMemory(operation);
 }
@@ -196,15 +216,7 @@ pugi::xml_attribute attributeNamed(pugi::xml_node node, const JCHAR *name) {
 
 namespace vyr::xml {
 
-LiveObjects liveObjects() noexcept {
-  LiveObjects live;
-  live.parsers = gLive.parsers.load();
-  live.documents = gLive.documents.load();
-  live.elements = gLive.elements.load();
-  live.attributes = gLive.attributes.load();
-  live.strings = gLive.strings.load();
-  return live;
-}
+LiveObjects liveObjects() noexcept { return tLive; }
 
 }  // namespace vyr::xml
 
@@ -218,7 +230,7 @@ VYR_EXPORT XRCS_Status XRCS_getParser(XRCS_hParser *phParser) {
   try {
     const vyr::xml::Limits limits = vyr::xml::contextLimits(vyr::currentContext());
     *phParser = new tagXRCS_PARSER{kParserMagic, limits};
-    gLive.parsers.fetch_add(1, std::memory_order_relaxed);
+    ++tLive.parsers;
     return XRCS_SUCCESS;
   } catch (...) {
     return noMemory("XRCS_getParser");
@@ -229,7 +241,7 @@ VYR_EXPORT void XRCS_freeParser(XRCS_hParser hParser) {
   if (hParser == nullptr || usable(hParser, kParserMagic, "XRCS_freeParser") != XRCS_SUCCESS) return;
   hParser->magic = 0;
   delete hParser;
-  gLive.parsers.fetch_sub(1, std::memory_order_relaxed);
+  --tLive.parsers;
 }
 
 VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lpszXML,
@@ -243,9 +255,7 @@ VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lp
     return XRCS_INVALID_ARGUMENT;
   }
   // Never read past the limit: a text too long is refused by its first units.
-  const size_t maxChars = hParser->limits.maxChars;
-  size_t length = 0;
-  while (length <= maxChars && lpszXML[length] != 0) ++length;
+  const size_t length = vyr::xml::boundedLength(lpszXML, hParser->limits.maxChars);
   try {
     auto *document = new tagXRCS_DOCUMENT{kDocumentMagic, nullptr, {}};
     std::string why;
@@ -256,7 +266,7 @@ VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lp
       return status;
     }
     document->liveness = new Liveness;
-    gLive.documents.fetch_add(1, std::memory_order_relaxed);
+    ++tLive.documents;
     *phDocument = document;
     return XRCS_SUCCESS;
   } catch (...) {
@@ -267,10 +277,10 @@ VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lp
 VYR_EXPORT void XRCS_freeDocument(XRCS_hDocument hDocument) {
   if (hDocument == nullptr || usable(hDocument, kDocumentMagic, "XRCS_freeDocument") != XRCS_SUCCESS) return;
   hDocument->magic = 0;
-  hDocument->liveness->alive.store(false, std::memory_order_release);
+  hDocument->liveness->alive = false;
   unshare(hDocument->liveness);
   delete hDocument;
-  gLive.documents.fetch_sub(1, std::memory_order_relaxed);
+  --tLive.documents;
 }
 
 VYR_EXPORT XRCS_Status XRCS_getDocumentElement(XRCS_hDocument hDocument, XRCS_hElement *phElement) {
@@ -356,7 +366,7 @@ VYR_EXPORT void XRCS_freeElement(XRCS_hElement hElement) {
   hElement->magic = 0;
   unshare(hElement->liveness);
   delete hElement;
-  gLive.elements.fetch_sub(1, std::memory_order_relaxed);
+  --tLive.elements;
 }
 
 VYR_EXPORT XRCS_Status XRCS_getElementName(XRCS_hElement hElement, JCHAR **plpszName) {
@@ -376,7 +386,7 @@ VYR_EXPORT XRCS_Status XRCS_getElementText(XRCS_hElement hElement, JCHAR **plpsz
     std::string text;
     for (pugi::xml_node child = pugi::xml_node(hElement->node).first_child(); child; child = child.next_sibling())
       if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) text += child.value();
-    return giveString(text, plpszText, kOperation);
+    return giveString(text.c_str(), plpszText, kOperation);
   } catch (...) {
     return noMemory(kOperation);
   }
@@ -457,11 +467,11 @@ VYR_EXPORT void XRCS_freeAttribute(XRCS_hAttribute hAttribute) {
   hAttribute->magic = 0;
   unshare(hAttribute->liveness);
   delete hAttribute;
-  gLive.attributes.fetch_sub(1, std::memory_order_relaxed);
+  --tLive.attributes;
 }
 
 VYR_EXPORT void XRCS_freeString(JCHAR *lpszString) {
   if (lpszString == nullptr) return;
   std::free(lpszString);
-  gLive.strings.fetch_sub(1, std::memory_order_relaxed);
+  --tLive.strings;
 }
