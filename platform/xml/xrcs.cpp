@@ -74,17 +74,15 @@ struct tagXRCS_DOCUMENT {
   vyr::xml::ParsedText parsed;
 };
 
-struct tagXRCS_ELEMENT {
+// An element or attribute of a document.
+template <typename Node>
+struct NodeHandle {
   uint32_t magic;
   Liveness *liveness;
-  pugi::xml_node_struct *node;
+  Node *node;
 };
-
-struct tagXRCS_ATTRIBUTE {
-  uint32_t magic;
-  Liveness *liveness;
-  pugi::xml_attribute_struct *attribute;
-};
+struct tagXRCS_ELEMENT : NodeHandle<pugi::xml_node_struct> {};
+struct tagXRCS_ATTRIBUTE : NodeHandle<pugi::xml_attribute_struct> {};
 
 namespace {
 
@@ -117,20 +115,32 @@ XRCS_Status noMemory(const char *operation) {
   return XRCS_OUT_OF_MEMORY;
 }
 
-XRCS_hElement newElement(Liveness *liveness, pugi::xml_node_struct *node) {
-  auto *element = new (std::nothrow) tagXRCS_ELEMENT{kElementMagic, nullptr, node};
-  if (element == nullptr) return nullptr;
-  element->liveness = share(liveness);
-  ++tLive.elements;
-  return element;
+template <typename Handle>
+Handle *newHandle(uint32_t magic, Liveness *liveness, decltype(Handle::node) node, long &live) {
+  auto *handle = new (std::nothrow) Handle;
+  if (handle == nullptr) return nullptr;
+  handle->magic = magic;
+  handle->liveness = share(liveness);
+  handle->node = node;
+  ++live;
+  return handle;
 }
 
-XRCS_hAttribute newAttribute(Liveness *liveness, pugi::xml_attribute_struct *attribute) {
-  auto *handle = new (std::nothrow) tagXRCS_ATTRIBUTE{kAttributeMagic, nullptr, attribute};
-  if (handle == nullptr) return nullptr;
-  handle->liveness = share(liveness);
-  ++tLive.attributes;
-  return handle;
+template <typename Handle>
+void freeHandle(Handle *handle, uint32_t magic, const char *operation, long &live) {
+  if (handle == nullptr) return;
+  if (handle->magic != magic) {
+    trace(operation, "refused a handle that is released or of another kind");
+    return;
+  }
+  handle->magic = 0;
+  unshare(handle->liveness);
+  delete handle;
+  --live;
+}
+
+XRCS_hElement newElement(Liveness *liveness, pugi::xml_node_struct *node) {
+  return newHandle<tagXRCS_ELEMENT>(kElementMagic, liveness, node, tLive.elements);
 }
 
 // A JCHAR copy of UTF-8 that the parser produced (so it is well-formed),
@@ -202,7 +212,7 @@ XRCS_Status giveElement(Liveness *liveness, pugi::xml_node node, XRCS_hElement *
 XRCS_Status giveAttribute(Liveness *liveness, pugi::xml_attribute attribute, XRCS_hAttribute *out,
                           const char *operation) {
   if (!attribute) return XRCS_NOT_FOUND;
-  *out = newAttribute(liveness, attribute.internal_object());
+  *out = newHandle<tagXRCS_ATTRIBUTE>(kAttributeMagic, liveness, attribute.internal_object(), tLive.attributes);
   return *out != nullptr ? XRCS_SUCCESS : noMemory(operation);
 }
 
@@ -359,14 +369,7 @@ VYR_EXPORT XRCS_Status XRCS_getElementNextSibling(XRCS_hElement hElement, XRCS_h
 }
 
 VYR_EXPORT void XRCS_freeElement(XRCS_hElement hElement) {
-  if (hElement == nullptr || hElement->magic != kElementMagic) {
-    if (hElement != nullptr) trace("XRCS_freeElement", "refused a handle that is released or of another kind");
-    return;
-  }
-  hElement->magic = 0;
-  unshare(hElement->liveness);
-  delete hElement;
-  --tLive.elements;
+  freeHandle(hElement, kElementMagic, "XRCS_freeElement", tLive.elements);
 }
 
 VYR_EXPORT XRCS_Status XRCS_getElementName(XRCS_hElement hElement, JCHAR **plpszName) {
@@ -429,7 +432,7 @@ VYR_EXPORT XRCS_Status XRCS_getAttributeValue(XRCS_hAttribute hAttribute, JCHAR 
   *plpszValue = nullptr;
   if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS)
     return status;
-  return giveString(pugi::xml_attribute(hAttribute->attribute).value(), plpszValue, kOperation);
+  return giveString(pugi::xml_attribute(hAttribute->node).value(), plpszValue, kOperation);
 }
 
 VYR_EXPORT XRCS_Status XRCS_getElementFirstAttribute(XRCS_hElement hElement, XRCS_hAttribute *phAttribute) {
@@ -446,7 +449,7 @@ VYR_EXPORT XRCS_Status XRCS_getAttributeNextSibling(XRCS_hAttribute hAttribute, 
   *phNext = nullptr;
   if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS)
     return status;
-  return giveAttribute(hAttribute->liveness, pugi::xml_attribute(hAttribute->attribute).next_attribute(), phNext,
+  return giveAttribute(hAttribute->liveness, pugi::xml_attribute(hAttribute->node).next_attribute(), phNext,
                        kOperation);
 }
 
@@ -456,18 +459,11 @@ VYR_EXPORT XRCS_Status XRCS_getAttributeName(XRCS_hAttribute hAttribute, JCHAR *
   *plpszName = nullptr;
   if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS)
     return status;
-  return giveString(pugi::xml_attribute(hAttribute->attribute).name(), plpszName, kOperation);
+  return giveString(pugi::xml_attribute(hAttribute->node).name(), plpszName, kOperation);
 }
 
 VYR_EXPORT void XRCS_freeAttribute(XRCS_hAttribute hAttribute) {
-  if (hAttribute == nullptr || hAttribute->magic != kAttributeMagic) {
-    if (hAttribute != nullptr) trace("XRCS_freeAttribute", "refused a handle that is released or of another kind");
-    return;
-  }
-  hAttribute->magic = 0;
-  unshare(hAttribute->liveness);
-  delete hAttribute;
-  --tLive.attributes;
+  freeHandle(hAttribute, kAttributeMagic, "XRCS_freeAttribute", tLive.attributes);
 }
 
 VYR_EXPORT void XRCS_freeString(JCHAR *lpszString) {
