@@ -53,33 +53,33 @@ class EnvelopeTest : public bsfntest::BsfnTest {
     context_->trace.clear();
     return line;
   }
+  // Writes the row of F0005 with that key (a row starts with its key).
   void udc(const char16_t *sy, const char16_t *rt, const char16_t *ky, const char16_t *dl01, const char16_t *dl02) {
     UdcRow row{};
     vyrStrcpy(row.sy, sy), vyrStrcpy(row.rt, rt), vyrStrcpy(row.ky, ky), vyrStrcpy(row.dl01, dl01);
     vyrStrcpy(row.dl02, dl02);
-    row.hrdc = u'N';
-    insert(u"F0005", &row);
+    HREQUEST request = nullptr;
+    ASSERT_EQ(VDB_OpenTable(user(), u"F0005", 1, nullptr, 0, nullptr, &request), 1u);
+    VDB_DeleteTable(request, 1, &row, 3);
+    EXPECT_EQ(VDB_InsertTable(request, &row), 1u);
+    VDB_CloseTable(request);
   }
+  // A behaviour handle, released with its context.
   HUSER user(LPBHVRCOM context = nullptr) {
     HUSER hUser = nullptr;
     EXPECT_EQ(VDB_InitBhvr(context ? context : context_, &hUser, nullptr, 0), 1u);
-    users_.push_back(std::unique_ptr<tagHUSER, ID (*)(HUSER)>(hUser, VDB_FreeBhvr));
     return hUser;
   }
 
   vyr::xml::LiveObjects before_ = liveObjects();
   std::unique_ptr<vyr::ContextScope> scope_;
   SYNCCONTEXT sync_{};
-  std::vector<std::unique_ptr<tagHUSER, ID (*)(HUSER)>> users_;
 };
 
 TEST_F(EnvelopeTest, SyncTimestampsFormatAndParseInUtc) {
   UTIME time{}, back{};
-  ASSERT_EQ(vyrUTime_Set(&time, 2024, 1, 5, 8, 3, 9, u"UTC +05:00"), 0);  // 03:03:09 UTC
-  JCHAR out[16] = u"untouched";
-  ASSERT_EQ(B90CA700_FormatUTime(out, &time), 1);
-  EXPECT_EQ(std::u16string(out), u"20240105030309Z");
-  ASSERT_EQ(vyrUTime_Set(&time, 2024, 1, 5, 8, 3, 9, B90CA700_ANCHOR_ZONE), 0);
+  JCHAR out[16];
+  ASSERT_EQ(vyrUTime_Set(&time, 2024, 1, 5, 13, 3, 9, u"UTC +05:00"), 0);  // 08:03:09 UTC
   ASSERT_EQ(B90CA700_FormatUTime(out, &time), 1);
   EXPECT_EQ(std::u16string(out), u"20240105080309Z");
   EXPECT_EQ(B90CA700_ParseUTime(&back, u"20240105080309Z"), 1);
@@ -182,12 +182,10 @@ TEST_F(EnvelopeTest, CodesAreFoundByEitherDescriptionLine) {
   // A null argument answers as success and writes nothing.
   vyrStrcpy(out, u"keep");
   EXPECT_EQ(B90CA700_getUDCByDescriptionLineTwo(nullptr, u"SG", u"Calls", out, hUser) +
-                B90CA700_getUDCByDescriptionLineTwo(u"01", nullptr, u"Calls", out, hUser) +
-                B90CA700_getUDCByDescriptionLineTwo(u"01", u"SG", nullptr, out, hUser) +
-                B90CA700_getUDCByDescriptionLineTwo(u"01", u"SG", u"Calls", out, nullptr),
+                B90CA700_getUDCByDescriptionLineTwo(u"01", u"SG", u"Calls", out, nullptr) +
+                B90CA700_getUDCByDescriptionLineTwo(u"01", u"SG", u"Calls", nullptr, hUser),
             0);
   EXPECT_EQ(std::u16string(out), u"keep");
-  EXPECT_EQ(B90CA700_getUDCByDescriptionLineTwo(u"01", u"SG", u"Calls", nullptr, hUser), 0);
 
   B90CA700_UDCKEY key{u"01", u"SG", u"Meetings"};
   EXPECT_EQ(B90CA700_getUDCByDescription(&key, &code, 3, hUser), 2);
@@ -218,57 +216,44 @@ TEST_F(EnvelopeTest, GetUdcReturnsTheRowOrNamesWhatFailed) {
 }
 
 TEST_F(EnvelopeTest, CategoryFallsBackToTheDefaultWhenGetUdcGivesNone) {
-  JCHAR buffer[128];
-  JCHAR *end = B90CA700_AddCategoryToXML(context_, vyr::userEnvironment(context_), buffer);
-  EXPECT_EQ(std::u16string(buffer), u" category=\"Quorvantel\"");
-  EXPECT_EQ(end, buffer + vyrStrlen(buffer));
-  EXPECT_EQ(lastTrace(), u"B90CA700_AddCategoryToXML FAILED: return from GetUDC: 2");
-
-  udc(u"01", u"SG", u"PIMSG", u"  ", u"");
-  B90CA700_AddCategoryToXML(context_, vyr::userEnvironment(context_), buffer);
-  EXPECT_EQ(std::u16string(buffer), u" category=\"Quorvantel\"");
-  EXPECT_EQ(lastTrace(), u"B90CA700_AddCategoryToXML : return from GetUDC was blank or null");
-
-  UdcRow row{};
-  vyrStrcpy(row.sy, u"01"), vyrStrcpy(row.rt, u"SG"), vyrStrcpy(row.ky, u"PIMSG");
-  vyrStrcpy(row.dl01, u"Sales & <Calls>");
-  HREQUEST request = nullptr;
-  ASSERT_EQ(VDB_OpenTable(user(), u"F0005", 1, nullptr, 0, nullptr, &request), 1u);
-  ASSERT_EQ(VDB_UpdateTable(request, 1, &row, 3, &row), 1u);  // the row starts with its key
-  VDB_CloseTable(request);
-  B90CA700_AddCategoryToXML(context_, vyr::userEnvironment(context_), buffer);
-  EXPECT_EQ(std::u16string(buffer), u" category=\"Sales &amp; &lt;Calls&gt;\"");
-  EXPECT_EQ(lastTrace(), u"");
+  const struct {
+    const char16_t *description;  // of 01/SG/PIMSG; null: no row
+    const char16_t *attribute, *trace;
+  } cases[] = {
+      {nullptr, u" category=\"Quorvantel\"", u"B90CA700_AddCategoryToXML FAILED: return from GetUDC: 2"},
+      {u"  ", u" category=\"Quorvantel\"", u"B90CA700_AddCategoryToXML : return from GetUDC was blank or null"},
+      {u"Sales & <Calls>", u" category=\"Sales &amp; &lt;Calls&gt;\"", u""},
+  };
+  for (const auto &c : cases) {
+    if (c.description) udc(u"01", u"SG", u"PIMSG", c.description, u"");
+    JCHAR buffer[128];
+    const JCHAR *end = B90CA700_AddCategoryToXML(context_, vyr::userEnvironment(context_), buffer);
+    EXPECT_EQ(std::u16string(buffer), c.attribute);
+    EXPECT_EQ(end, buffer + vyrStrlen(buffer));
+    EXPECT_EQ(lastTrace(), c.trace);
+  }
   EXPECT_TRUE(context_->errors.empty()) << "a missing category is no error of the caller";
 }
 
 TEST_F(EnvelopeTest, CachesEndDataFirstAndStopAtTheFirstThatFails) {
-  VYRCACHE_INDEX index{};
-  index.nSegments = 1;
-  index.Segment[0] = {0, sizeof(ID), VYRCACHE_KEY_ID};
-  const auto open = [&](const char16_t *name, HCACHE *cache, ID record) {
-    ASSERT_EQ(vyrCacheInit(nullptr, cache, name, &index), ID(VYRCACHE_SUCCESS));
+  VYRCACHE_INDEX index{1, {{0, sizeof(ID), VYRCACHE_KEY_ID}}};
+  const ID record = 1;
+  // Opens both caches with a record each; returns the records the named one holds.
+  const auto open = [&](HCACHE *cache, const char16_t *name) {
+    vyrCacheInit(nullptr, cache, name, &index);
     vyrCacheAdd(*cache, &record, sizeof record);
-  };
-  const auto records = [&](const char16_t *name) {
-    HCACHE cache = nullptr;
-    vyrCacheInit(nullptr, &cache, name, &index);
-    const int count = vyrCacheGetNumRecords(cache);
-    vyrCacheTerminate(nullptr, cache);
-    return count;
+    return vyrCacheGetNumRecords(*cache);
   };
   EXPECT_EQ(B90CA700_TerminateCache(&sync_), 1) << "a context without caches";
-  open(u"TEST_Data", &sync_.hDataCache, 1);
-  open(u"TEST_State", &sync_.hStateCache, 2);
+  open(&sync_.hDataCache, u"TEST_Data");
+  open(&sync_.hStateCache, u"TEST_State");
   EXPECT_EQ(B90CA700_TerminateCache(&sync_), 1);
   EXPECT_TRUE(sync_.hDataCache == nullptr && sync_.hStateCache == nullptr);
-  EXPECT_EQ(records(u"TEST_Data") + records(u"TEST_State"), 0);
+  EXPECT_EQ(open(&sync_.hDataCache, u"TEST_Data") + open(&sync_.hStateCache, u"TEST_State"), 2) << "both ended";
 
-  open(u"TEST_Data", &sync_.hDataCache, 1);
-  open(u"TEST_State", &sync_.hStateCache, 2);
   ASSERT_EQ(vyrCacheTerminateAll(nullptr, sync_.hDataCache), ID(VYRCACHE_SUCCESS));  // a stale data handle
   EXPECT_EQ(B90CA700_TerminateCache(&sync_), 0);
-  EXPECT_EQ(records(u"TEST_State"), 1) << "the state cache is left alone";
+  EXPECT_EQ(vyrCacheGetNumRecords(sync_.hStateCache), 1) << "the state cache is left alone";
   sync_.hDataCache = nullptr;
   EXPECT_EQ(B90CA700_TerminateCache(&sync_), 1);
   EXPECT_EQ(B90CA700_TerminateCache(nullptr), 0);
