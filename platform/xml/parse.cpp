@@ -3,9 +3,9 @@
 // through: DTDs (pugixml skips them, but nothing declared there may count),
 // references to anything but the predefined entities and XML characters,
 // unpaired surrogates, control characters, '<' in attribute values, and
-// nesting beyond the limit (so a hostile depth never becomes a tree). After
-// it, the tree is checked for what is only visible there: one document
-// element, no duplicate attribute, a Unicode encoding.
+// nesting beyond the limit (so a hostile depth never becomes a tree) and
+// attributes given twice. After it, the top of the tree is checked for one
+// document element and a Unicode encoding.
 #include "xml/parse.h"
 
 #include <unicode/utf16.h>
@@ -41,7 +41,7 @@ constexpr std::array<uint8_t, 128> kStops = [] {
   stops['<'] = kStopText | kStopQuoted | kStopTag;
   stops['&'] = kStopText | kStopQuoted;
   stops['"'] = stops['\''] = kStopQuoted | kStopTag;
-  stops['>'] = kStopTag;
+  stops['>'] = stops['='] = kStopTag;
   return stops;
 }();
 
@@ -49,6 +49,9 @@ constexpr std::array<uint8_t, 128> kStops = [] {
 // linear whatever the input; markup it does not judge (a truncated comment,
 // a mismatched end tag) is copied for pugixml to refuse.
 struct Transcoder {
+  Transcoder(const char16_t *text, size_t length, char *buffer, unsigned depthLimit)
+      : s(text), n(length), out(buffer), maxDepth(depthLimit) {}
+
   const char16_t *s;
   size_t n;
   char *out;
@@ -96,7 +99,10 @@ struct Transcoder {
         stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('"')));
         stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('\'')));
       }
-      if constexpr ((Stops & kStopTag) != 0) stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('>')));
+      if constexpr ((Stops & kStopTag) != 0) {
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('>')));
+        stop = _mm_or_si128(stop, _mm_cmpeq_epi16(v, _mm_set1_epi16('=')));
+      }
       if (_mm_movemask_epi8(stop) != 0) break;
       _mm_storel_epi64(reinterpret_cast<__m128i *>(dst + oo), _mm_packus_epi16(v, v));
       ii += 8;
@@ -216,15 +222,53 @@ struct Transcoder {
     return true;
   }
 
+  // An attribute name with a hash of it, so that names are compared whole
+  // only when their hashes agree.
+  struct Name {
+    std::u16string_view text;
+    uint32_t hash;
+    bool operator<(const Name &other) const { return text < other.text; }
+    bool operator==(const Name &other) const { return hash == other.hash && text == other.text; }
+  };
+  std::vector<Name> names;  // attributes of the tag being read
+
+  // The name before the '=' at i: back over blanks, then over the name.
+  Name attributeName() const {
+    size_t end = i;
+    while (end > 0 && isSpace(s[end - 1])) --end;
+    size_t begin = end;
+    uint32_t hash = 0;
+    while (begin > 0 && !isSpace(s[begin - 1]) && s[begin - 1] != u'"' && s[begin - 1] != u'\'' &&
+           s[begin - 1] != u'<')
+      hash = hash * 31 + s[--begin];
+    return {{s + begin, end - begin}, hash};
+  }
+
+  // A name given twice in one tag: pairwise for the usual handful, sorted past
+  // that (a hostile tag), so it stays n log n.
+  bool duplicateName() {
+    constexpr size_t kPairwise = 32;
+    if (names.size() <= kPairwise) {
+      for (size_t x = 1; x < names.size(); ++x)
+        for (size_t y = 0; y < x; ++y)
+          if (names[x] == names[y]) return true;
+      return false;
+    }
+    std::sort(names.begin(), names.end());
+    return std::adjacent_find(names.begin(), names.end()) != names.end();
+  }
+
   bool startTag() {
     const size_t start = i;
     out[o++] = '<';
     ++i;
+    names.clear();
     while (i < n) {
       copyPlain<kStopTag>();
       if (i >= n) break;
       const char16_t c = s[i];
       if (c == u'>') {
+        if (duplicateName()) return fail("an attribute given twice", start);
         const bool empty = s[i - 1] == u'/';
         out[o++] = '>';
         ++i;
@@ -234,7 +278,12 @@ struct Transcoder {
         return true;
       }
       if (c == u'<') return true;  // not well-formed: pugixml refuses it
-      if (c == u'"' || c == u'\'') {
+      if (c == u'=') {
+        // Malformed names (none, say) are left for pugixml to refuse.
+        if (const Name name = attributeName(); !name.text.empty()) names.push_back(name);
+        out[o++] = '=';
+        ++i;
+      } else if (c == u'"' || c == u'\'') {
         if (!quotedValue(c)) return false;
       } else if (!copyChar()) {
         return false;
@@ -303,34 +352,6 @@ bool sameIgnoringCase(const char *a, const char *b) {
   return *a == *b;
 }
 
-bool hasDuplicateBySorting(pugi::xml_node element) {
-  std::vector<const char *> names;
-  for (pugi::xml_attribute a = element.first_attribute(); a; a = a.next_attribute()) names.push_back(a.name());
-  std::sort(names.begin(), names.end(), [](const char *a, const char *b) { return std::strcmp(a, b) < 0; });
-  return std::adjacent_find(names.begin(), names.end(),
-                            [](const char *a, const char *b) { return std::strcmp(a, b) == 0; }) != names.end();
-}
-
-// Pairwise for up to 32 names, comparing the first two bytes of each (always
-// readable: a name has at least one character and its terminator) before
-// whole names; past that (a hostile element), sorted names keep it n log n.
-bool hasDuplicateAttribute(pugi::xml_node element) {
-  constexpr size_t kPairwise = 32;
-  const char *names[kPairwise];
-  uint16_t heads[kPairwise];
-  size_t count = 0;
-  for (pugi::xml_attribute a = element.first_attribute(); a; a = a.next_attribute()) {
-    if (count == kPairwise) return hasDuplicateBySorting(element);
-    const char *name = a.name();
-    names[count] = name;
-    heads[count++] = static_cast<uint16_t>(static_cast<unsigned char>(name[0]) | static_cast<unsigned char>(name[1]) << 8);
-  }
-  for (size_t x = 1; x < count; ++x)
-    for (size_t y = 0; y < x; ++y)
-      if (heads[x] == heads[y] && std::strcmp(names[x], names[y]) == 0) return true;
-  return false;
-}
-
 // What the tree shows that the text pass could not; null when nothing. *node
 // is where it was found.
 const char *structureProblem(const pugi::xml_document &document, pugi::xml_node *node) {
@@ -354,20 +375,7 @@ const char *structureProblem(const pugi::xml_document &document, pugi::xml_node 
         break;
     }
   }
-  if (!root) return "no document element";
-  // Every element, in document order, without recursion.
-  for (pugi::xml_node at = root; at;) {
-    *node = at;
-    if (at.type() == pugi::node_element && hasDuplicateAttribute(at)) return "an attribute given twice";
-    if (pugi::xml_node child = at.first_child()) {
-      at = child;
-      continue;
-    }
-    while (at != root && !at.next_sibling()) at = at.parent();
-    if (at == root) break;
-    at = at.next_sibling();
-  }
-  return nullptr;
+  return root ? nullptr : "no document element";
 }
 
 }  // namespace

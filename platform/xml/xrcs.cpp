@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -115,10 +116,49 @@ XRCS_Status noMemory(const char *operation) {
   return XRCS_OUT_OF_MEMORY;
 }
 
+// A walk takes and releases one handle per attribute it reads by handle: the
+// last few released on a thread serve its next ones. Not under
+// AddressSanitizer, which must see each handle freed to catch a use after its
+// release.
+#if defined(__SANITIZE_ADDRESS__)
+#define VYR_XML_KEEP_HANDLES 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VYR_XML_KEEP_HANDLES 0
+#endif
+#endif
+#ifndef VYR_XML_KEEP_HANDLES
+#define VYR_XML_KEEP_HANDLES 1
+#endif
+static_assert(sizeof(tagXRCS_ELEMENT) == sizeof(tagXRCS_ATTRIBUTE), "one block size serves both kinds");
+constexpr size_t kHandleBytes = sizeof(tagXRCS_ELEMENT);
+
+struct KeptHandles {
+  void *blocks[16];
+  int count = 0;
+  ~KeptHandles() {
+    while (count > 0) ::operator delete(blocks[--count]);
+  }
+};
+thread_local KeptHandles tKept __attribute__((tls_model("initial-exec")));
+
+void *handleBlock() {
+  if (VYR_XML_KEEP_HANDLES && tKept.count > 0) return tKept.blocks[--tKept.count];
+  return ::operator new(kHandleBytes, std::nothrow);
+}
+
+void releaseBlock(void *block) {
+  if (VYR_XML_KEEP_HANDLES && tKept.count < int(std::size(tKept.blocks)))
+    tKept.blocks[tKept.count++] = block;
+  else
+    ::operator delete(block);
+}
+
 template <typename Handle>
 Handle *newHandle(uint32_t magic, Liveness *liveness, decltype(Handle::node) node, long &live) {
-  auto *handle = new (std::nothrow) Handle;
-  if (handle == nullptr) return nullptr;
+  void *block = handleBlock();
+  if (block == nullptr) return nullptr;
+  auto *handle = new (block) Handle;
   handle->magic = magic;
   handle->liveness = share(liveness);
   handle->node = node;
@@ -135,7 +175,7 @@ void freeHandle(Handle *handle, uint32_t magic, const char *operation, long &liv
   }
   handle->magic = 0;
   unshare(handle->liveness);
-  delete handle;
+  releaseBlock(handle);
   --live;
 }
 

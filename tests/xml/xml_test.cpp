@@ -69,6 +69,8 @@ TEST_F(XmlTest, HostileAndMalformedTextIsRefusedWithItsReason) {
   const std::u16string deep = repeat(u"<a>", 100000) + repeat(u"</a>", 100000);
   const JCHAR loneLead[] = {u'<', u'a', u'>', 0xD800, u'<', u'/', u'a', u'>', 0};
   const JCHAR loneTrail[] = {u'<', u'a', u' ', u'b', u'=', u'"', 0xDC00, u'"', u'/', u'>', 0};
+  std::u16string many = u"<a";  // past the pairwise comparison
+  for (int k = 0; k < 40; ++k) many += u" a" + vyr::fromUtf8(std::to_string(k)) + u"=''";
   // UTF-8 bytes taken two at a time as if they were UTF-16.
   const std::string utf8 = "<PIMREQ username=\"U\"/>";
   std::u16string misread;
@@ -91,7 +93,8 @@ TEST_F(XmlTest, HostileAndMalformedTextIsRefusedWithItsReason) {
       {u"<a>\n<b></a>", XRCS_PARSE_ERROR, "not well-formed: Start-end tags mismatch at line 2, column"},
       {u"<a/><b/>", XRCS_PARSE_ERROR, "not well-formed: a second document element"},
       {u"<a/>tail", XRCS_PARSE_ERROR, "text outside the document element at line 1, column 5"},
-      {u"<a x=\"1\" y=\"2\" x=\"3\"/>", XRCS_PARSE_ERROR, "not well-formed: an attribute given twice"},
+      {u"<a x = \"1\" y='2'x=\"3\"/>", XRCS_PARSE_ERROR, "an attribute given twice at line 1, column 1"},
+      {many + u" a0=''/>", XRCS_PARSE_ERROR, "an attribute given twice"},
       {u"<a x=\"<b>\"/>", XRCS_PARSE_ERROR, "'<' in an attribute value"},
       {u"<a>\x01</a>", XRCS_PARSE_ERROR, "a control character"},
       {u"<a>\xFFFF</a>", XRCS_PARSE_ERROR, "a character XML does not allow"},
