@@ -10,6 +10,7 @@
 #include "dsjson.h"
 #include "run.h"
 #include "serve.h"
+#include "sync.h"
 #include "tables.h"
 #include "users.h"
 #include "runtime/context.h"
@@ -30,6 +31,7 @@ struct Arguments {
   std::vector<std::string> libraries;
   std::optional<std::string> dsJson;
   std::optional<std::string> report;
+  std::optional<std::string> user;
   std::vector<std::string> positionals;
   std::vector<std::pair<std::string, std::string>> serveOptions;  // --listen HOST:PORT, --insecure, ...
   bool help = false;
@@ -77,7 +79,7 @@ Arguments parseArguments(int argc, char **argv) {
     }
     const bool serveOption = famoflas::isServeOption(name);
     if (!serveOption && name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" &&
-        name != "--report")
+        name != "--report" && name != "--user")
       throw UsageError{"unknown option '" + name + "' (see famoflas --help)"};
     if (!inlineValue) {
       if (i + 1 >= argc) throw UsageError{name + " needs a value"};
@@ -94,6 +96,8 @@ Arguments parseArguments(int argc, char **argv) {
       args.libraries.push_back(value);
     } else if (name == "--report") {
       args.report = value;
+    } else if (name == "--user") {
+      args.user = value;
     } else {
       args.dsJson = value;
     }
@@ -152,6 +156,20 @@ void printHelp(std::ostream &out, const std::string &command) {
     printSettings(out);
     return;
   }
+  if (command == "sync") {
+    out << "Usage: famoflas sync --user NAME FILE|-... [--db LOCATION] [--setting KEY=VALUE]...\n\n"
+           "Runs PIM sync request documents (UTF-8, or UTF-16 with a byte-order mark) in order in this one\n"
+           "process, so the sync caches live from \"getcount\" to \"getdetails\". Each runs on a fresh context\n"
+           "signed on as NAME; a document whose \"username\" is another user is refused before anything runs.\n"
+           "The sync function is chosen by \"appDataType\" (Appointments, Tasks: beginAppointmentSync).\n"
+           "stdout: one line per document, its response (line breaks in it written as &#10; and &#13;), or an\n"
+           "empty line when it was refused; the reasons, errors and trace lines go to stderr.\n"
+           "Exit status 0 when every document ran and its function returned 0 or 1, 2 when a function returned\n"
+           "an error, 64 when a document was refused (unreadable, not UTF-8, not accepted XML, wrong user,\n"
+           "no sync function). The settings xmlmaxchars and xmlmaxdepth limit what is parsed.\n\n";
+    printSettings(out);
+    return;
+  }
   if (command == "serve") {
     famoflas::printServeHelp(out);
     return;
@@ -170,6 +188,7 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-]   run one business function\n"
          "       [--report FILE|-]                                    ...under a running report's state\n"
          "  famoflas batch FILE|-                                      run JSON lines of calls\n"
+         "  famoflas sync --user NAME FILE|-...                        run PIM sync requests, one response per line\n"
          "  famoflas list                                              registered functions and source objects\n"
          "  famoflas describe NAME                                     members of a function's data structure\n"
          "  famoflas db init                                           create the tables of the database\n"
@@ -299,14 +318,22 @@ int run(int argc, char **argv) {
   if (args.command.empty()) throw UsageError{"no command given (see famoflas --help)"};
   const std::string &command = args.command;
   if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db" &&
-      command != "user" && command != "serve")
+      command != "user" && command != "serve" && command != "sync")
     throw UsageError{"unknown command '" + command + "' (see famoflas --help)"};
   if (!args.serveOptions.empty() && command != "serve")
     throw UsageError{args.serveOptions.front().first + " belongs to serve"};
   if (args.dsJson && command != "call") throw UsageError{"--ds-json belongs to call"};
   if (args.report && command != "call") throw UsageError{"--report belongs to call"};
+  if (args.user && command != "sync") throw UsageError{"--user belongs to sync"};
   // Refuse bad settings before anything is loaded.
-  const auto settings = settingsFrom(args.settings);
+  auto settings = settingsFrom(args.settings);
+  if (command == "sync") {
+    if (!args.user) throw UsageError{"sync needs --user NAME, the user the requests are for"};
+    if (args.positionals.empty()) throw UsageError{"sync needs at least one request file (or - for stdin)"};
+    if (const auto given = settings.find("user"); given != settings.end() && given->second != *args.user)
+      throw UsageError{"--user and --setting user name different users"};
+    settings["user"] = *args.user;
+  }
   for (const auto &[key, value] : settings) {
     std::string why;
     if (!vyr::validSetting(key, value, &why)) throw UsageError{"bad setting: " + why};
@@ -334,6 +361,7 @@ int run(int argc, char **argv) {
   }
   if (command == "call") return runCallCommand(args, database);
   if (command == "batch") return runBatchCommand(args, database);
+  if (command == "sync") return famoflas::runSyncCommand(args.positionals, famoflas::contextSettings(settings, database));
   if (command == "describe") return runDescribeCommand(args);
   return runListCommand(args);
 }

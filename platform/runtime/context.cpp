@@ -9,11 +9,24 @@
 #include <mutex>
 #include <unordered_set>
 
+#include "xerceswrapper.h"
+
+#define VYR_SETTING_TEXT2(x) #x
+#define VYR_SETTING_TEXT(x) VYR_SETTING_TEXT2(x)
+
 namespace vyr {
 namespace {
 
 bool oneOf(std::string_view value, std::initializer_list<std::string_view> allowed) {
   return std::find(allowed.begin(), allowed.end(), value) != allowed.end();
+}
+
+// Digits only (no sign, no blanks) naming a value from low to high.
+bool numberWithin(std::string_view value, unsigned long low, unsigned long high) {
+  if (value.empty() || value.size() > 10 || !std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; }))
+    return false;
+  const unsigned long number = std::stoul(std::string(value));
+  return number >= low && number <= high;
 }
 
 std::string hostName() {
@@ -61,6 +74,8 @@ const std::vector<SettingKey> &settingKeys() {
       {"currency", "", "installation's domestic currency code"},
       {"ldap", "0", "1 when passwords are checked by a directory service"},
       {"taxplugin", "", "path of the external tax-interface library"},
+      {"xmlmaxchars", VYR_SETTING_TEXT(XRCS_DEFAULT_MAX_CHARS), "longest XML text parsed, in characters"},
+      {"xmlmaxdepth", VYR_SETTING_TEXT(XRCS_DEFAULT_MAX_DEPTH), "deepest nesting of XML elements parsed"},
       {"fail", "", "test hook: operations that must fail (see faultRequested)"},
   };
   return keys;
@@ -91,6 +106,10 @@ bool validSetting(std::string_view key, std::string_view value, std::string *err
                                                         [](char c) { return c >= '0' && c <= '9'; })))
     return fail("setting an8 is a number");
   if (key == "dateformat" && value.empty()) return fail("setting dateformat needs a mask");
+  if (key == "xmlmaxchars" && !numberWithin(value, 1, 1073741823))
+    return fail("setting xmlmaxchars is a number of characters from 1 to 1073741823");
+  if (key == "xmlmaxdepth" && !numberWithin(value, 1, 100000))
+    return fail("setting xmlmaxdepth is a number from 1 to 100000");
   if ((key == "env" || key == "user" || key == "program") && (value.empty() || value.size() > 10))
     return fail("setting " + std::string(key) + " is 1 to 10 characters");
   return true;
