@@ -29,7 +29,8 @@ struct ContextOwner {
 
 }  // namespace
 
-bool loadLibraries(const std::vector<std::string> &extra, std::string *error) {
+bool loadLibraries(const std::vector<std::string> &extra, std::string *error,
+                   const std::vector<std::string> &overrides) {
   const std::filesystem::path folder = libraryFolder();
   const std::pair<const char *, const char *> libraries[] = {
       {"libfamoflas.so", "famoflasLibraryCatalog"},
@@ -46,8 +47,14 @@ bool loadLibraries(const std::vector<std::string> &extra, std::string *error) {
   for (const std::string &path : extra) {
     std::error_code ec;
     const std::string absolute = std::filesystem::absolute(path, ec).string();
-    if (!vyr::loadLibrary(ec ? path : absolute, "famoflasCatalog", error)) return false;
+    if (!vyr::loadLibrary(ec ? path : absolute, "famoflasCatalog", error, overrides)) return false;
   }
+  // An override nothing used is a mistyped name or a forgotten --library.
+  for (const std::string &name : overrides)
+    if (vyr::functionOrigin(name).replaced.empty()) {
+      if (error) *error = "--override " + name + ": no --library replaced a function of that name";
+      return false;
+    }
   return true;
 }
 
@@ -92,7 +99,7 @@ CallOutcome runCall(const CallRequest &request) {
   }
   const DSTMPL *tmpl = entry->lpTemplate;
   if (tmpl != nullptr) {
-    if (std::string problem = templateProblem(*tmpl); !problem.empty()) {
+    if (std::string problem = vyr::templateProblem(*tmpl); !problem.empty()) {
       outcome.error = request.function + ": " + problem;
       return outcome;
     }
@@ -124,6 +131,7 @@ CallOutcome runCall(const CallRequest &request) {
   }
   outcome.code = vyr::callFunction(owner.context, *entry, ds.data());
   outcome.ran = true;
+  outcome.platformFailures = owner.context->platformFailures;
   outcome.result["function"] = request.function;
   outcome.result["return"] = outcome.code;
   outcome.result["ds"] = membersJson(tmpl, ds.data());
@@ -132,6 +140,35 @@ CallOutcome runCall(const CallRequest &request) {
   if (const vyr::ReportState *after = vyr::attachedReport(owner.context); after != nullptr)
     outcome.result["report"] = vyr::reportToJson(*after);
   return outcome;
+}
+
+bool readBatchLine(std::string_view text, const std::map<std::string, std::string> &base, CallRequest *request,
+                   std::string *error) {
+  const std::optional<nlohmann::json> parsed = parseJson(text, error);
+  if (!parsed) return false;
+  const nlohmann::json &line = *parsed;
+  if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
+  const auto function = line.find("function");
+  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
+  request->function = function->get<std::string>();
+  for (const auto &[key, value] : line.items())
+    if (key != "function" && key != "ds" && key != "settings" && key != "report")
+      return *error = "unknown key \"" + key + "\"", false;
+  if (const auto report = line.find("report"); report != line.end() && !report->is_null()) request->report = *report;
+  if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
+    if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
+    request->members = *ds;
+  }
+  request->settings = base;
+  if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
+    if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
+    for (const auto &[key, value] : settings->items()) {
+      const std::optional<std::string> setting = scalarText(value);
+      if (!setting) return *error = "setting " + key + " must be a string or a number", false;
+      request->settings[key] = *setting;
+    }
+  }
+  return true;
 }
 
 }  // namespace famoflas
