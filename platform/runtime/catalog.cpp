@@ -116,6 +116,20 @@ bool isFunctionSymbol(void *address) {
   return type == STT_FUNC || type == STT_GNU_IFUNC;
 }
 
+// Whether two templates describe the same record (libraries that share a
+// header each have their own copy of its templates).
+bool sameLayout(const DSTMPL &a, const DSTMPL &b) {
+  if (&a == &b) return true;
+  if (a.nSize != b.nSize || a.nMembers != b.nMembers) return false;
+  for (uint32_t i = 0; i < a.nMembers; ++i) {
+    const DSTMPL_MEMBER &x = a.lpMembers[i], &y = b.lpMembers[i];
+    if (std::strcmp(x.szName, y.szName) != 0 || x.nKind != y.nKind || x.nWidth != y.nWidth ||
+        x.nOffset != y.nOffset || x.nSize != y.nSize)
+      return false;
+  }
+  return true;
+}
+
 // Checks every entry of a library's catalogue, and its names against those
 // registered, before anything is registered; "" when all can be.
 std::string catalogProblem(Registry &r, const BSFN_CATALOG_ENTRY *entries, size_t count,
@@ -136,11 +150,11 @@ std::string catalogProblem(Registry &r, const BSFN_CATALOG_ENTRY *entries, size_
              "); --override " + std::string(name) + " replaces it";
     const DSTMPL *tmpl = entry.lpTemplate;
     if (tmpl == nullptr) continue;
-    if (templates.emplace(tmpl->szName, tmpl).first->second != tmpl)
+    if (!sameLayout(*templates.emplace(tmpl->szName, tmpl).first->second, *tmpl))
       return std::string(name) + ": its catalogue has two data structures named " + tmpl->szName;
     const auto sameName = r.templates.find(std::string_view(tmpl->szName));
-    if (sameName != r.templates.end() && sameName->second != tmpl && !overrides.count(name))
-      return std::string(name) + ": data structure " + tmpl->szName + " is already registered";
+    if (sameName != r.templates.end() && !sameLayout(*sameName->second, *tmpl) && !overrides.count(name))
+      return std::string(name) + ": data structure " + tmpl->szName + " is already registered with another layout";
   }
   return {};
 }

@@ -10,6 +10,9 @@ const std::string kHostile = FAMOFLAS_BINARY_DIR "/tests/plugins/libcli_hostile_
 
 TEST(Loading, EachFaultyCatalogueIsRefusedWholeWithItsReason) {
   vyr::registerFunction({"HostileKnown", [](LPBHVRCOM, LPVOID, LPVOID) -> ID { return ER_WARNING; }, nullptr, "HOST"});
+  static const DSTMPL_MEMBER twoInts[] = {{"nFirst", VYR_DSK_INT, 1, 0, 4}, {"nSecond", VYR_DSK_INT, 1, 4, 4}};
+  static const DSTMPL shared = {"DSHOSTSHARED", 8, 2, twoInts};
+  vyr::registerFunction({"HostShared", [](LPBHVRCOM, LPVOID, LPVOID) -> ID { return ER_SUCCESS; }, &shared, "HOST"});
   struct Case {
     const char *symbol;
     std::string reason;  // part of the message
@@ -26,6 +29,7 @@ TEST(Loading, EachFaultyCatalogueIsRefusedWholeWithItsReason) {
       {"twiceCatalog", "HostileTwice is in its catalogue twice"},
       {"tooManyCatalog", "claims 18446744073709551615 entries"},
       {"knownNameCatalog", "HostileKnown is already registered (from HOST); --override HostileKnown replaces it"},
+      {"otherLayoutCatalog", "data structure DSHOSTSHARED is already registered with another layout"},
   };
   for (const Case &c : cases) {
     std::string error;

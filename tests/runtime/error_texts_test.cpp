@@ -4,8 +4,8 @@
 // - literal ids, or macros of them, passed as the id of vyrErrorSetEx or of a
 //   function that passes one of its parameters on as that id (such helpers,
 //   BsfnErrorWithText among them, are found the same way);
-// - in a file that raises ids held in a table (rule.lpszErrorId), the
-//   four-character ids with a digit written in that file.
+// - in a file that raises ids held elsewhere (a table's field, a variable, a
+//   function's answer), the four-character ids with a digit written in it.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -137,8 +137,8 @@ RaisedIds raisedIds(const std::vector<Source> &sources) {
       macros[(*it)[1]] = (*it)[2];
 
   std::vector<std::pair<std::string, size_t>> raisers = {{"vyrErrorSetEx", 3}};
-  std::set<std::string> tableFiles;
-  static const std::regex literal(R"re(u"([^"]*)")re"), identifier(R"(\w+)"), member(R"(\w+\s*(\.|->)\s*\w+)"),
+  std::map<std::string, std::string> tableFiles;  // file -> a raise whose id it holds elsewhere
+  static const std::regex literal(R"re(u"([^"]*)")re"), identifier(R"(\w+)"),
       declaration(R"((const\s+)?\w+(\s+|\s*\*\s*)\w+)");
   for (size_t r = 0; r < raisers.size(); ++r) {  // raisers grows as helpers are found
     const auto [function, index] = raisers[r];
@@ -155,28 +155,32 @@ RaisedIds raisedIds(const std::vector<Source> &sources) {
           result.ids.emplace(parts[1], where);
         } else if (macros.count(arg)) {
           result.ids.emplace(macros[arg], where);
-        } else if (std::regex_match(arg, member)) {
-          tableFiles.insert(source.path);
         } else if (std::regex_match(arg, declaration)) {
           // the helper's own definition or declaration
-        } else if (std::regex_match(arg, identifier)) {
-          const auto helper = enclosingFunction(source.text, open, arg);
-          if (helper.first.empty())
-            result.problems.push_back(where + ": the id " + arg + " is neither a literal nor a parameter");
-          else if (std::find(raisers.begin(), raisers.end(), helper) == raisers.end())
-            raisers.push_back(helper);
-        } else {
-          result.problems.push_back(where + ": cannot tell which id '" + arg + "' is");
+        } else if (const auto helper = std::regex_match(arg, identifier) ? enclosingFunction(source.text, open, arg)
+                                                                          : std::pair<std::string, size_t>{};
+                   !helper.first.empty()) {
+          if (std::find(raisers.begin(), raisers.end(), helper) == raisers.end()) raisers.push_back(helper);
+        } else if (std::regex_search(arg, literal)) {  // a choice between literals
+          for (auto it2 = std::sregex_iterator(arg.begin(), arg.end(), literal); it2 != std::sregex_iterator(); ++it2)
+            result.ids.emplace((*it2)[1], where);
+        } else {  // a table's field, a variable, a function's answer: the file holds the ids
+          tableFiles.emplace(source.path, where);
         }
       }
     }
   }
   static const std::regex tableId(R"re(u"([0-9A-Z]{4})")re");
   for (const Source &source : sources) {
-    if (!tableFiles.count(source.path)) continue;
+    const auto raise = tableFiles.find(source.path);
+    if (raise == tableFiles.end()) continue;
+    bool any = false;
     for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), tableId); it != std::sregex_iterator(); ++it)
-      if ((*it)[1].str().find_first_of("0123456789") != std::string::npos)
+      if ((*it)[1].str().find_first_of("0123456789") != std::string::npos) {
         result.ids.emplace((*it)[1], source.path + ":" + std::to_string(lineOf(source.text, size_t(it->position()))));
+        any = true;
+      }
+    if (!any) result.problems.push_back(raise->second + ": the id raised there is nowhere in its file");
   }
   return result;
 }
