@@ -104,20 +104,16 @@ size_t lineOf(const std::string &text, size_t position) {
 // parameter: its name and the parameter's index, or "" when there is none.
 std::pair<std::string, size_t> enclosingFunction(const std::string &text, size_t position,
                                                  const std::string &parameter) {
-  static const std::regex definition(R"((\w+)\s*\(([^(){};]*)\)\s*\{)");
+  static const std::regex definition(R"((\w+)\s*\([^(){};]*\)\s*\{)"), lastWord(R"((\w+)$)");
   static const std::set<std::string> keywords = {"if", "for", "while", "switch", "catch"};
   std::pair<std::string, size_t> found{"", 0};
   for (auto it = std::sregex_iterator(text.begin(), text.begin() + std::ptrdiff_t(position), definition);
        it != std::sregex_iterator(); ++it) {
     if (keywords.count((*it)[1])) continue;
-    std::vector<std::string> parameters;
-    std::istringstream list((*it)[2].str());
-    for (std::string item; std::getline(list, item, ',');) parameters.push_back(item);
+    const std::vector<std::string> parameters = arguments(text, text.find('(', size_t(it->position(1))));
     for (size_t i = 0; i < parameters.size(); ++i) {
       std::smatch name;
-      const std::string declared = trimmed(parameters[i]);
-      if (std::regex_search(declared, name, std::regex(R"((\w+)$)")) && name[1] == parameter)
-        found = {(*it)[1], i};
+      if (std::regex_search(parameters[i], name, lastWord) && name[1] == parameter) found = {(*it)[1], i};
     }
   }
   return found;
@@ -198,11 +194,6 @@ TEST(ErrorTexts, EveryIdTheLibraryAndCompanionsRaiseHasAMessage) {
   }
   EXPECT_TRUE(missing.empty()) << "ids without a message text (add them to kErrorTexts in "
                                   "platform/runtime/dictionary.cpp):" << missing;
-}
-
-TEST(ErrorTexts, UnknownIdsHaveNone) {
-  for (std::u16string_view id : {u"", u"078", u"078SS", u"zzzz", u"0949 "}) EXPECT_TRUE(vyr::errorMessage(id).empty());
-  EXPECT_EQ(vyr::errorMessage(u"0949"), "Exchange rate not found");
 }
 
 }  // namespace
