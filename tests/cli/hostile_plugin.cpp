@@ -10,13 +10,11 @@ ID Answer(LPBHVRCOM, LPVOID, LPVOID) { return ER_SUCCESS; }
 constexpr DSTMPL_MEMBER kHugeMember[] = {{"abHuge", VYR_DSK_BYTES, 4000000000u, 0, 4000000000u}};
 constexpr DSTMPL_MEMBER kOutside[] = {{"nValue", VYR_DSK_INT, 1, 8, 4}};
 constexpr DSTMPL_MEMBER kOverlap[] = {{"nFirst", VYR_DSK_INT, 1, 0, 4}, {"nSecond", VYR_DSK_INT, 1, 2, 4}};
-constexpr DSTMPL_MEMBER kUnknownKind[] = {{"xOdd", 99, 1, 0, 4}};
 constexpr DSTMPL_MEMBER kOneInt[] = {{"nValue", VYR_DSK_INT, 1, 0, 4}};
 constexpr DSTMPL_MEMBER kBadMemberName[] = {{"n Value", VYR_DSK_INT, 1, 0, 4}};
 constexpr DSTMPL kHugeTemplate = {"DSHUGE", 4000000000u, 1, kHugeMember};
 constexpr DSTMPL kOutsideTemplate = {"DSOUTSIDE", 8, 1, kOutside};
 constexpr DSTMPL kOverlapTemplate = {"DSOVERLAP", 8, 2, kOverlap};
-constexpr DSTMPL kUnknownKindTemplate = {"DSODD", 4, 1, kUnknownKind};
 constexpr DSTMPL kBadMemberNameTemplate = {"DSBADMEMBER", 4, 1, kBadMemberName};
 // The name of a data structure the host registered with another layout.
 constexpr DSTMPL kOtherLayoutTemplate = {"DSHOSTSHARED", 4, 1, kOneInt};
@@ -36,10 +34,8 @@ const BSFN_CATALOG_ENTRY kClash[] = {{"GetExchRate", Answer, nullptr, "HOSTILE"}
 HOSTILE_CATALOG(hugeMemberCatalog, {"HostileHuge", Answer, &kHugeTemplate, "HOSTILE"})
 HOSTILE_CATALOG(outsideCatalog, {"HostileOutside", Answer, &kOutsideTemplate, "HOSTILE"})
 HOSTILE_CATALOG(overlapCatalog, {"HostileOverlap", Answer, &kOverlapTemplate, "HOSTILE"})
-HOSTILE_CATALOG(unknownKindCatalog, {"HostileOdd", Answer, &kUnknownKindTemplate, "HOSTILE"})
 HOSTILE_CATALOG(badMemberNameCatalog, {"HostileMember", Answer, &kBadMemberNameTemplate, "HOSTILE"})
 HOSTILE_CATALOG(badNameCatalog, {"HostileGood", Answer, nullptr, "HOSTILE"}, {"Hostile Bad", Answer, nullptr, "HOSTILE"})
-HOSTILE_CATALOG(badSourceCatalog, {"HostileSource", Answer, nullptr, "HOST\nILE"})
 HOSTILE_CATALOG(noEntryCatalog, {"HostileNoEntry", nullptr, nullptr, "HOSTILE"})
 HOSTILE_CATALOG(twiceCatalog, {"HostileTwice", Answer, nullptr, "HOSTILE"}, {"HostileTwice", Answer, nullptr, "HOSTILE"})
 HOSTILE_CATALOG(otherLayoutCatalog, {"HostileLayout", Answer, &kOtherLayoutTemplate, "HOSTILE"})
