@@ -322,6 +322,21 @@ inline void write(MATH_NUMERIC &out, const Decimal &d) noexcept {
 inline bool isCanonical(const MATH_NUMERIC &value, int &n, bool &nonzero) noexcept {
   n = 0;
   nonzero = false;
+  // Eight characters at a time: the digits before the first non-digit, which
+  // must be the terminator.
+  if constexpr (std::endian::native == std::endian::little) {
+    for (uint64_t word; n + 8 <= kDigits;) {
+      std::memcpy(&word, value.String + n, 8);
+      const int count = leadingDigits(word);
+      const uint64_t mask = count == 8 ? ~uint64_t{0} : (uint64_t{1} << (8 * count)) - 1;
+      nonzero = nonzero || ((word ^ 0x3030303030303030) & mask) != 0;
+      n += count;
+      if (count < 8) {
+        if (((word >> (8 * count)) & 0xFF) != 0) return false;
+        break;
+      }
+    }
+  }
   for (; n < kDigits && value.String[n] != '\0'; ++n) {
     const char c = value.String[n];
     if (c < '0' || c > '9') return false;
