@@ -20,6 +20,7 @@ enum class ErrorKind {
   None,
   Constraint,  // a unique index refused the row
   Busy,        // another connection held the lock longer than the wait
+  Timeout,     // the statement ran past its time limit and was cancelled
   Other,
 };
 

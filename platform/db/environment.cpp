@@ -240,6 +240,7 @@ bool ensureConnection(User &user, std::string_view operation) {
   user.connection = user.environment->acquire(&error);
   if (!user.connection) {
     traceFailure(user.context, operation, error);
+    raiseDatabaseError(user.context, DatabaseFailure::CannotOpen, user.environmentName);
     return false;
   }
   return true;
@@ -277,6 +278,30 @@ void discardConnection(User &user) {
 
 }  // namespace
 
+namespace {
+
+DatabaseFailure failureOf(Connection &connection) {
+  if (connection.broken()) return DatabaseFailure::Lost;
+  switch (connection.lastErrorKind()) {
+    case ErrorKind::Constraint:
+      return DatabaseFailure::DuplicateKey;
+    case ErrorKind::Busy:
+      return DatabaseFailure::Lock;
+    case ErrorKind::Timeout:
+      return DatabaseFailure::Timeout;
+    default:
+      return DatabaseFailure::Refused;
+  }
+}
+
+}  // namespace
+
+void statementFailed(User &user, std::string_view operation, std::u16string_view table, const std::string &message) {
+  traceFailure(user.context, operation, message);
+  if (user.connection) raiseDatabaseError(user.context, failureOf(*user.connection->connection), table);
+  afterFailure(user, operation);
+}
+
 void afterFailure(User &user, std::string_view operation) {
   if (!user.connection) return;
   Connection &connection = *user.connection->connection;
@@ -305,9 +330,8 @@ bool ensureTransaction(User &user, std::string_view operation) {
   if (!ensureConnection(user, operation)) return false;
   if (!user.userTransaction || user.inTransaction) return true;
   if (!user.connection->connection->beginWrite()) {
-    traceFailure(user.context, operation,
-                 "cannot start the handle's transaction: " + user.connection->connection->lastError());
-    afterFailure(user, operation);
+    statementFailed(user, operation, user.environmentName,
+                    "cannot start the handle's transaction: " + user.connection->connection->lastError());
     return false;
   }
   user.inTransaction = true;
@@ -321,10 +345,9 @@ bool acquireLock(User &user, Request &request, std::string_view operation) {
   } else if (!user.inTransaction) {
     if (!ensureConnection(user, operation)) return false;
     if (!user.connection->connection->beginWrite()) {
-      traceFailure(
-          user.context, operation,
+      statementFailed(
+          user, operation, request.table->name,
           "cannot lock " + toUtf8(request.table->name) + " for update: " + user.connection->connection->lastError());
-      afterFailure(user, operation);
       return false;
     }
     user.inTransaction = true;
@@ -334,43 +357,52 @@ bool acquireLock(User &user, Request &request, std::string_view operation) {
   return true;
 }
 
-void releaseLock(User &user, Request &request) {
-  if (!request.holdsLock) return;
+bool releaseLock(User &user, Request &request) {
+  if (!request.holdsLock) return true;
   request.holdsLock = false;
   request.lockForScan = false;
   --user.lockHolders;
-  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction || !user.connection) return;
+  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction || !user.connection) return true;
   Connection &connection = *user.connection->connection;
-  if (!connection.commit()) {
-    traceFailure(user.context, "VDB", "cannot commit after an update lock: " + connection.lastError());
+  // The test hook stands for an engine that refuses the commit: the work is rolled back instead.
+  const bool forced = !user.failSetting->empty() && faultRequested(user.context, "VDB_Commit", request.table->name);
+  const bool committed = !forced && connection.commit();
+  if (!committed) {
+    traceFailure(user.context, "VDB_Commit",
+                 "cannot commit the work done under the lock on " + toUtf8(request.table->name) + "; it was rolled back: " +
+                     (forced ? std::string("failure forced by the fail setting") : connection.lastError()));
+    raiseDatabaseError(user.context, DatabaseFailure::Commit, request.table->name);
     if (connection.inTransaction()) connection.rollback();
     if (connection.broken()) {
       user.inTransaction = false;
       discardConnection(user);
-      return;
+      return false;
     }
   }
   user.inTransaction = false;
+  return committed;
 }
 
-void closeRequest(User &user, Request &request) {
-  if (request.closed) return;
+bool closeRequest(User &user, Request &request) {
+  if (request.closed) return true;
   if (request.scanStatement) request.scanStatement->reset();
   request.scanStatement = nullptr;
   request.scan = Request::Scan::None;
   for (Request::Cached &cached : request.statements)
     if (user.connection) user.connection->giveBack(cached.sql, std::move(cached.statement));
   request.statements.clear();
-  releaseLock(user, request);
+  const bool released = releaseLock(user, request);
   request.closed = true;
   std::erase(user.requests, request.id);
+  return released;
 }
 
-void freeUser(User &user) {
-  if (user.closed) return;
+bool freeUser(User &user) {
+  if (user.closed) return true;
+  bool committed = true;
   const std::vector<uint64_t> open = user.requests;
   for (uint64_t id : open)
-    if (std::shared_ptr<Request> request = requests().take(id)) closeRequest(user, *request);
+    if (std::shared_ptr<Request> request = requests().take(id)) committed = closeRequest(user, *request) && committed;
   user.requests.clear();
   bool reusable = true;
   if (user.connection && (user.inTransaction || user.connection->connection->inTransaction()))
@@ -381,6 +413,7 @@ void freeUser(User &user) {
   if (user.connection && user.environment && reusable) user.environment->release(std::move(user.connection));
   user.connection.reset();
   user.closed = true;
+  return committed;
 }
 
 }  // namespace vyr::db

@@ -227,6 +227,11 @@ Registry<Request> &requests();
 // One trace line "operation: message" for the context (nothing without one).
 void traceFailure(LPBHVRCOM context, std::string_view operation, std::string_view message);
 
+// What went wrong when the database failed or refused (vyrdb.h lists the error ids).
+enum class DatabaseFailure { CannotOpen, Lost, Timeout, Lock, DuplicateKey, Commit, Refused };
+// Puts the failure's error on the context (item 0, the table or environment name as its text).
+void raiseDatabaseError(LPBHVRCOM context, DatabaseFailure failure, std::u16string_view detail);
+
 // The handle's connection, taken from the pool when it has none (first use,
 // or the last one broke). False (traced) when none can be had.
 bool ensureConnection(User &user, std::string_view operation);
@@ -238,16 +243,24 @@ void endTransaction(User &user, bool resetScans);
 // statement of the failed operation is in use any more.
 void afterFailure(User &user, std::string_view operation);
 
+// A statement on the user's connection failed (the statement already reset):
+// one trace line, the error of what failed on the context, then afterFailure.
+void statementFailed(User &user, std::string_view operation, std::u16string_view table, const std::string &message);
+
 // Opens the transaction a statement of the user must run in (mode 1: one
 // that lasts until commit or rollback). False (traced) when it cannot start.
 bool ensureTransaction(User &user, std::string_view operation);
 // Takes the write lock for a request's fetch for update (already held: nothing).
 bool acquireLock(User &user, Request &request, std::string_view operation);
-// Gives up a request's lock; the last one out commits a lock transaction of mode 0.
-void releaseLock(User &user, Request &request);
-// Closes a request under its user's lock: scan ended, statements pooled, lock released.
-void closeRequest(User &user, Request &request);
-// Frees a user handle (requests closed, uncommitted work rolled back, connection pooled).
-void freeUser(User &user);
+// Gives up a request's lock; the last one out commits a lock transaction of
+// mode 0. False (traced, "DBCM" raised) when that commit failed: the
+// transaction's work is rolled back.
+bool releaseLock(User &user, Request &request);
+// Closes a request under its user's lock: scan ended, statements pooled, lock
+// released; false when the commit that ends its lock failed (see releaseLock).
+bool closeRequest(User &user, Request &request);
+// Frees a user handle (requests closed, uncommitted work rolled back, connection
+// pooled); false when closing a request's lock failed to commit what it covered.
+bool freeUser(User &user);
 
 }  // namespace vyr::db

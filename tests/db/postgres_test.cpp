@@ -139,6 +139,31 @@ TEST_P(ServerDatabase, TimestampBeyondTheServerRangeFailsAloneInsideATransaction
   }
 }
 
+// A fetch that waits for another session's lock past the lock timeout fails
+// as such, with its error: it is not "no row", which a caller may answer with an insert.
+TEST_P(ServerDatabase, FetchThatGivesUpOnALockIsAFailureNotAMissingRow) {
+  ASSERT_EQ(add(open(u"F00022"), u"HELD", "1"), 1u);
+  std::string impatient = location_;
+  impatient.replace(impatient.find("options="), 8, "options=-clock_timeout%3D200%20");
+  LPBHVRCOM context = extraContext({{"env.TEST", impatient}});
+  HUSER user = nullptr;
+  ASSERT_EQ(VDB_InitBhvr(context, &user, nullptr, 0), 1u);
+  HREQUEST counters = open(u"F00022", 1, {}, user);
+  Counter c{};
+  ASSERT_TRUE(pg_->run("BEGIN; LOCK TABLE \"" + dbtest::PgScratch::schemaOf(location_) +
+                       "\".\"F00022\" IN ACCESS EXCLUSIVE MODE"))
+      << pg_->error();
+  for (const char16_t *key : {u"HELD", u"NONE"}) {
+    context->errors.clear();
+    EXPECT_EQ(VDB_FetchKeyed(counters, 1, key, 1, &c, 0), VDB_FAILED);
+    ASSERT_EQ(context->errors.size(), 1u);
+    EXPECT_EQ(context->errors[0].id + u" " + context->errors[0].text, u"DBLK F00022");
+  }
+  ASSERT_TRUE(pg_->run("ROLLBACK")) << pg_->error();
+  EXPECT_EQ(VDB_FetchKeyed(counters, 1, u"HELD", 1, &c, 0), 1u);
+  EXPECT_EQ(VDB_FetchKeyed(counters, 1, u"NONE", 1, &c, 0), VDB_NOT_FOUND);
+}
+
 INSTANTIATE_TEST_SUITE_P(Server, ServerDatabase, ::testing::Values(dbtest::Engine::Postgres), dbtest::engineName);
 
 }  // namespace
