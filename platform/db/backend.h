@@ -31,6 +31,8 @@ class Statement {
   virtual void bindNull(int position) = 0;
   virtual void bindInt(int position, int64_t value) = 0;
   virtual void bindText(int position, std::string_view utf8) = 0;
+  // Text that stays as it is until the statement's next reset: an engine may read it in place.
+  virtual void bindTextUntilReset(int position, std::string_view utf8) { bindText(position, utf8); }
   virtual void bindBlob(int position, const void *data, size_t size) = 0;
   // An exact number given as value * 10^decimals. An engine with a decimal
   // type stores it as such; the default keeps the scaled integer.
@@ -74,6 +76,10 @@ class Connection {
   virtual bool beginWrite() = 0;
   virtual bool commit() = 0;
   virtual bool rollback() = 0;
+  // A read transaction whose snapshot the reads after it share until endRead.
+  // False when the engine's reads gain nothing from one: none is started.
+  virtual bool beginRead() { return false; }
+  virtual void endRead() {}
   // The next statement is the last of the transaction: an engine may send the
   // COMMIT along with it, to hold its locks one round trip less. commit() must
   // still follow and reports the outcome.

@@ -229,6 +229,59 @@ size_t closeUnusedEnvironments() {
 
 // ---- Transactions ---------------------------------------------------------------------------
 
+namespace {
+
+// Business-function calls running on this thread, and the handles whose read
+// snapshot one of them started.
+thread_local int tCallDepth = 0;
+thread_local std::vector<std::weak_ptr<User>> tReadSnapshots;
+
+void endReadSnapshot(User &user) {
+  if (!user.readSnapshot) return;
+  user.readSnapshot = false;
+  if (user.connection) user.connection->connection->endRead();
+}
+
+}  // namespace
+
+ReadSnapshotScope::ReadSnapshotScope() noexcept { ++tCallDepth; }
+
+ReadSnapshotScope::~ReadSnapshotScope() {
+  if (--tCallDepth > 0) return;
+  std::vector<std::weak_ptr<User>> started;
+  started.swap(tReadSnapshots);
+  for (const std::weak_ptr<User> &weak : started)
+    if (std::shared_ptr<User> user = weak.lock()) {
+      std::lock_guard<std::mutex> guard(user->lock);
+      endReadSnapshot(*user);
+    }
+}
+
+void beginReadSnapshot(const std::shared_ptr<User> &user) {
+  if (tCallDepth == 0 || user->readSnapshot || user->inTransaction || user->userTransaction || !user->connection)
+    return;
+  if (!user->connection->connection->beginRead()) return;
+  user->readSnapshot = true;
+  tReadSnapshots.push_back(user);
+}
+
+void endReadSnapshots(User &user) {
+  endReadSnapshot(user);
+  std::vector<std::weak_ptr<User>> open;
+  for (const std::weak_ptr<User> &weak : tReadSnapshots) {
+    std::shared_ptr<User> other = weak.lock();
+    if (!other || other.get() == &user) continue;
+    // The caller holds its own handle's lock; another thread busy with this
+    // handle keeps its snapshot until the call ends.
+    std::unique_lock<std::mutex> guard(other->lock, std::try_to_lock);
+    if (guard.owns_lock())
+      endReadSnapshot(*other);
+    else
+      open.push_back(weak);
+  }
+  tReadSnapshots.swap(open);
+}
+
 bool ensureConnection(User &user, std::string_view operation) {
   if (user.connection) return true;
   if (!user.environment) {
@@ -268,6 +321,7 @@ namespace {
 // prepares again on the connection the handle takes next.
 void discardConnection(User &user) {
   endTransaction(user, true);
+  user.readSnapshot = false;
   for (uint64_t id : user.requests)
     if (std::shared_ptr<Request> request = requests().find(id)) {
       request->statements.clear();
@@ -340,6 +394,7 @@ bool ensureTransaction(User &user, std::string_view operation) {
 
 bool acquireLock(User &user, Request &request, std::string_view operation) {
   if (request.holdsLock) return true;
+  endReadSnapshots(user);
   if (user.userTransaction) {
     if (!ensureTransaction(user, operation)) return false;
   } else if (!user.inTransaction) {
@@ -380,6 +435,7 @@ bool releaseLock(User &user, Request &request) {
     }
   }
   user.inTransaction = false;
+  if (committed) endReadSnapshots(user);
   return committed;
 }
 
@@ -404,10 +460,12 @@ bool freeUser(User &user) {
   for (uint64_t id : open)
     if (std::shared_ptr<Request> request = requests().take(id)) committed = closeRequest(user, *request) && committed;
   user.requests.clear();
+  endReadSnapshot(user);
   bool reusable = true;
   if (user.connection && (user.inTransaction || user.connection->connection->inTransaction()))
     reusable = user.connection->connection->rollback();
   user.inTransaction = false;
+  user.readSnapshot = false;
   user.transactionLost = false;
   user.lockHolders = 0;
   if (user.connection && user.environment && reusable) user.environment->release(std::move(user.connection));

@@ -43,6 +43,21 @@ size_t closeUnusedEnvironments();
 // Read it before and after a call to know what the call cost.
 uint64_t rowFetchCount() noexcept;
 
+// Kept by the runtime around each business-function call: while one lives on
+// a thread, the fetches its SQLite handles make outside any transaction share
+// one read snapshot per handle, taken by the first fetch and ended when the
+// outermost scope ends, so a call pays for one read transaction instead of
+// one per fetch. A write, lock or commit through the thread's handles ends
+// their snapshots first, so reads never lag behind the call's own writes and
+// a write never meets a stale snapshot. Other engines read as before.
+class ReadSnapshotScope {
+ public:
+  ReadSnapshotScope() noexcept;
+  ~ReadSnapshotScope();
+  ReadSnapshotScope(const ReadSnapshotScope &) = delete;
+  ReadSnapshotScope &operator=(const ReadSnapshotScope &) = delete;
+};
+
 // Whether a location names a PostgreSQL database (postgresql://... or postgres://...).
 bool isPostgresLocation(std::string_view location);
 // The location as messages show it: a password in it replaced by ***.

@@ -211,6 +211,7 @@ struct User {
   bool userTransaction = false;  // commit mode 1
   std::unique_ptr<PooledConnection> connection;
   bool inTransaction = false;
+  bool readSnapshot = false;  // a read transaction of the running call (beginReadSnapshot)
   // The engine ended the handle's transaction after a failed statement or a
   // lost connection: its next commit fails (mode 1), so no partial work is taken for whole.
   bool transactionLost = false;
@@ -250,6 +251,14 @@ void statementFailed(User &user, std::string_view operation, std::u16string_view
 // Opens the transaction a statement of the user must run in (mode 1: one
 // that lasts until commit or rollback). False (traced) when it cannot start.
 bool ensureTransaction(User &user, std::string_view operation);
+// Inside a business-function call, a plain fetch of a handle without a
+// transaction reads in the call's snapshot: started here on first use.
+void beginReadSnapshot(const std::shared_ptr<User> &user);
+// The calling thread's handles are about to change the database or have
+// committed: their read snapshots end, so no read after it sees older data
+// (and SQLite never has to turn a stale snapshot into a write).
+void endReadSnapshots(User &user);
+
 // Takes the write lock for a request's fetch for update (already held: nothing).
 bool acquireLock(User &user, Request &request, std::string_view operation);
 // Gives up a request's lock; the last one out commits a lock transaction of

@@ -288,7 +288,8 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
   }
 }
 
-void bind(Statement &statement, int &position, const Value &value) {
+// Binds a value; with `untilReset` the value stays unchanged until the statement's reset (a statement run at once).
+void bind(Statement &statement, int &position, const Value &value, bool untilReset) {
   switch (value.kind) {
     case Value::Kind::Null:
       statement.bindNull(position++);
@@ -306,7 +307,10 @@ void bind(Statement &statement, int &position, const Value &value) {
       statement.bindTimestamp(position++, value.integer);
       break;
     case Value::Kind::Text:
-      statement.bindText(position++, value.text);
+      if (untilReset)
+        statement.bindTextUntilReset(position++, value.text);
+      else
+        statement.bindText(position++, value.text);
       break;
     case Value::Kind::Blob:
       statement.bindBlob(position++, value.blob, value.blobSize);
@@ -505,11 +509,11 @@ Shape readShape(Op op, const KeyMatch &m, const Request &request, bool lock) {
   return Shape{op, m.index->id, m.keys, m.nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
 }
 
-void bindKeysAndSelection(Request &request, Statement &statement, int &position, uint64_t nullKeys) {
+void bindKeysAndSelection(Request &request, Statement &statement, int &position, uint64_t nullKeys, bool untilReset) {
   for (size_t k = 0; k < request.keyValues.size(); ++k)
-    if (!(nullKeys >> k & 1)) bind(statement, position, request.keyValues[k]);
+    if (!(nullKeys >> k & 1)) bind(statement, position, request.keyValues[k], untilReset);
   for (const Condition &condition : request.selection)
-    if (!condition.isNull) bind(statement, position, condition.value);
+    if (!condition.isNull) bind(statement, position, condition.value, untilReset);
 }
 
 void endScan(Request &request) {
@@ -551,8 +555,8 @@ bool recordValues(Access &a, const std::vector<size_t> &columns, const void *row
 void bindRecordValues(Request &request, Statement &statement, int &position, const std::vector<size_t> &columns,
                       const std::vector<Value> &values) {
   for (size_t i = 0; i < columns.size(); ++i) {
-    bind(statement, position, values[2 * i]);
-    if (request.table->columns[columns[i]].kind == ColumnKind::UTime) bind(statement, position, values[2 * i + 1]);
+    bind(statement, position, values[2 * i], true);
+    if (request.table->columns[columns[i]].kind == ColumnKind::UTime) bind(statement, position, values[2 * i + 1], true);
   }
 }
 
@@ -564,13 +568,14 @@ int64_t runWrite(Access &a, const Shape &shape, const std::function<std::string(
                  const std::vector<size_t> &columns, const std::vector<Value> &keys, uint64_t nullKeys) {
   Request &request = *a.request;
   User &user = *a.user;
+  endReadSnapshots(user);
   if (!ensureTransaction(user, a.operation)) return -1;
   Statement *statement = statementFor(a, shape, makeSql);
   if (statement == nullptr) return -1;
   int position = 1;
   bindRecordValues(request, *statement, position, columns, request.writeValues);
   for (size_t k = 0; k < keys.size(); ++k)
-    if (!(nullKeys >> k & 1)) bind(*statement, position, keys[k]);
+    if (!(nullKeys >> k & 1)) bind(*statement, position, keys[k], true);
   commitWithWriteWhenLast(user, request);
   const StepResult result = statement->step();
   if (result == StepResult::Done) {
@@ -672,12 +677,13 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
   if (!resolveKeys(a, idIndex, lpKey, nKeys, true, m)) return kFailure;
   if (!ensureTransaction(*a.user, op)) return kFailure;
   if (lock && !acquireLock(*a.user, request, op)) return kFailure;
+  if (!lock) beginReadSnapshot(a.user);
   const Shape shape = readShape(Op::Fetch, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
   int position = 1;
-  bindKeysAndSelection(request, *statement, position, m.nullKeys);
+  bindKeysAndSelection(request, *statement, position, m.nullKeys, true);
   ++tRowFetches;
   const StepResult result = statement->step();
   if (result == StepResult::Row) {
@@ -705,13 +711,15 @@ ID selectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, bo
   if (lock) {
     if (!acquireLock(*a.user, request, op)) return kFailure;
     request.lockForScan = true;
+  } else {
+    beginReadSnapshot(a.user);
   }
   const Shape shape = readShape(Op::Scan, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
   int position = 1;
-  bindKeysAndSelection(request, *statement, position, m.nullKeys);
+  bindKeysAndSelection(request, *statement, position, m.nullKeys, false);  // the scan outlives the key
   request.scanStatement = statement;
   request.scan = Request::Scan::Active;
   return VDB_SUCCESS;

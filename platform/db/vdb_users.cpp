@@ -203,6 +203,7 @@ VYR_EXPORT ID VDB_CommitUser(HUSER hUser) {
       return kFailure;
     }
     endTransaction(*user, false);
+    endReadSnapshots(*user);
     return VDB_SUCCESS;
   } catch (...) {
     return kFailure;

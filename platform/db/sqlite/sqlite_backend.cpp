@@ -36,6 +36,9 @@ class SqliteStatement final : public Statement {
   void bindText(int position, std::string_view utf8) override {
     sqlite3_bind_text64(stmt_, position, utf8.data(), utf8.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
   }
+  void bindTextUntilReset(int position, std::string_view utf8) override {
+    sqlite3_bind_text64(stmt_, position, utf8.data(), utf8.size(), SQLITE_STATIC, SQLITE_UTF8);
+  }
   void bindBlob(int position, const void *data, size_t size) override {
     // A zero-length blob is still a value, not NULL.
     static const char empty = 0;
@@ -74,7 +77,11 @@ class SqliteStatement final : public Statement {
 class SqliteConnection final : public Connection {
  public:
   explicit SqliteConnection(sqlite3 *db) : db_(db) {}
-  ~SqliteConnection() override { sqlite3_close_v2(db_); }
+  ~SqliteConnection() override {
+    sqlite3_finalize(beginRead_);
+    sqlite3_finalize(endRead_);
+    sqlite3_close_v2(db_);
+  }
   SqliteConnection(const SqliteConnection &) = delete;
   SqliteConnection &operator=(const SqliteConnection &) = delete;
 
@@ -100,8 +107,24 @@ class SqliteConnection final : public Connection {
   bool inTransaction() override { return sqlite3_get_autocommit(db_) == 0; }
   bool broken() override { return false; }
 
+  // A deferred BEGIN: the snapshot is taken by the first read and kept until the COMMIT.
+  bool beginRead() override { return run(beginRead_, "BEGIN"); }
+  void endRead() override {
+    if (!run(endRead_, "COMMIT") && sqlite3_get_autocommit(db_) == 0) execute("ROLLBACK");
+  }
+
  private:
+  // Runs one of the connection's own statements, prepared on first use.
+  bool run(sqlite3_stmt *&statement, const char *sql) {
+    if (statement == nullptr && sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+      return false;
+    const int rc = sqlite3_step(statement);
+    sqlite3_reset(statement);
+    return rc == SQLITE_DONE;
+  }
+
   sqlite3 *db_;
+  sqlite3_stmt *beginRead_ = nullptr, *endRead_ = nullptr;
 };
 
 class SqliteDialect final : public Dialect {
