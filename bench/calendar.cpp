@@ -192,6 +192,7 @@ int main(int argc, char **argv) {
   gDatabase = dir + "/calendar.db";
   gContext = vyr::createContext({{"env", "BENCH"}, {"env.BENCH", gDatabase}}, &error);
   if (gContext == nullptr) fail("cannot create a context: " + error);
+  if (!vyr::db::initDatabase(gDatabase, &error)) fail(error);
   loadCalendar();
 
   vdbbench::RatioReporter reporter;

@@ -69,7 +69,7 @@ struct Fixture {
     std::filesystem::remove(path);
     std::string error;
     context = vyr::createContext({{"env", "BENCH"}, {"env.BENCH", path}}, &error);
-    if (!context || VDB_InitBhvr(context, &user, nullptr, 0) != 1) {
+    if (!context || !vyr::db::initDatabase(path, &error) || VDB_InitBhvr(context, &user, nullptr, 0) != 1) {
       std::fprintf(stderr, "cannot open %s: %s\n", path.c_str(), error.c_str());
       std::exit(1);
     }

@@ -148,14 +148,15 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas batch FILE|-                                      run JSON lines of calls\n"
          "  famoflas list                                              registered functions and source objects\n"
          "  famoflas describe NAME                                     members of a function's data structure\n"
-         "  famoflas db init                                           create the tables of the database\n"
+         "  famoflas db init                                           create the database (a missing file) and its tables\n"
          "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
          "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
          "  famoflas --version | --help | COMMAND --help\n\n"
          "Options of every command:\n"
          "  --db LOCATION         database of the context's environment: an SQLite file (default: famoflas.db\n"
-         "                        here) or postgresql://... for a PostgreSQL server\n"
+         "                        here) or postgresql://... for a PostgreSQL server; only db init and db load\n"
+         "                        create a missing file, other commands fail on it\n"
          "  --setting KEY=VALUE   a setting of the context, repeatable\n"
          "  --library PATH        also load the business functions of PATH (exporting famoflasCatalog)\n\n";
   printValueTexts(out);

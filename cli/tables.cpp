@@ -119,13 +119,20 @@ bool openSession(const std::map<std::string, std::string> &settings, int commitM
   return true;
 }
 
-int initCommand(const std::map<std::string, std::string> &settings) {
+// The database location the settings give the context's environment.
+std::string databaseLocation(const char *action, const std::map<std::string, std::string> &settings) {
   Session session;
   std::string error;
   session.context = vyr::createContext(settings, &error);
-  if (session.context == nullptr) throw TablesCommandError{"db init: " + error};
+  if (session.context == nullptr) throw TablesCommandError{std::string(action) + ": " + error};
   const std::string location = vyr::setting(session.context, "env." + vyr::setting(session.context, "env"));
   if (location.empty()) throw TablesCommandError{"no database location for the environment"};
+  return location;
+}
+
+int initCommand(const std::map<std::string, std::string> &settings) {
+  const std::string location = databaseLocation("db init", settings);
+  std::string error;
   if (!vyr::db::initDatabase(location, &error)) throw TablesCommandError{"db init: " + error};
   nlohmann::ordered_json out;
   out["database"] = vyr::db::redactLocation(location);
@@ -156,8 +163,13 @@ int loadCommand(const std::string &source, const std::map<std::string, std::stri
     tables.emplace_back(table, std::move(records));
   }
 
-  Session session;
+  // Loading into a new database is how one is often set up; the note tells a mistyped path from that.
+  const std::string location = databaseLocation("db load", settings);
   std::string error;
+  bool created = false;
+  if (!vyr::db::initDatabase(location, &error, &created)) throw TablesCommandError{"db load: " + error};
+  if (created) std::cerr << "famoflas: db load: created the database " << location << '\n';
+  Session session;
   if (!openSession(settings, 1, &session, &error)) throw TablesCommandError{"db load: " + error};
   nlohmann::ordered_json loaded = nlohmann::ordered_json::object();
   for (auto &[table, records] : tables) {

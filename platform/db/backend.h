@@ -120,6 +120,13 @@ struct Dialect {
 class Backend {
  public:
   virtual ~Backend() = default;
+  // Makes the database exist (an engine whose databases are made elsewhere has nothing to do);
+  // *created says whether it was new. Connecting never creates one.
+  virtual bool create(bool *created, std::string *error) {
+    (void)error;
+    *created = false;
+    return true;
+  }
   virtual std::unique_ptr<Connection> connect(std::string *error) = 0;
   virtual const Dialect &dialect() const = 0;
 };

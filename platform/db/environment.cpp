@@ -130,7 +130,10 @@ void Environment::release(std::unique_ptr<PooledConnection> connection) {
   if (idle.size() < kIdleConnections) idle.push_back(std::move(connection));
 }
 
-std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error) {
+std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error, bool create,
+                                             bool *created) {
+  bool made = false;
+  if (created) *created = false;
   if (location.empty()) {
     if (error) *error = "no database location";
     return nullptr;
@@ -144,6 +147,8 @@ std::shared_ptr<Environment> openEnvironment(const std::string &location, std::s
   environment->location = key;
   environment->backend = openBackend(key, error);
   if (!environment->backend) return nullptr;
+  if (create && !environment->backend->create(&made, error)) return nullptr;
+  if (created) *created = made;
   std::unique_ptr<PooledConnection> first = environment->acquire(error);
   if (!first) return nullptr;
   if (!createTables(*first->connection, environment->backend->dialect(), error)) return nullptr;
@@ -187,8 +192,8 @@ HENV openEnvironment(std::u16string_view name, const std::string &location, std:
   return asHandle<HENV>(envHandles().add(std::move(handle)));
 }
 
-bool initDatabase(const std::string &location, std::string *error) {
-  return openEnvironment(location, error) != nullptr;
+bool initDatabase(const std::string &location, std::string *error, bool *created) {
+  return openEnvironment(location, error, true, created) != nullptr;
 }
 
 HENV contextEnvironment(LPBHVRCOM context, std::string *error) {

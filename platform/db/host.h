@@ -5,9 +5,11 @@
 // Settings of a context: "env" names its environment; "env.NAME" gives the
 // location of NAME's database: postgresql://... (or postgres://...) is a
 // PostgreSQL database in libpq's URI form, anything else an SQLite file path.
-// Either gets every catalogue table it lacks on first open. A context whose environment has no
-// location still gets behaviour handles; opening a table on them fails with
-// a trace line that names the missing setting.
+// Either gets every catalogue table it lacks on first open. Only
+// initDatabase creates a database: opening an SQLite file that does not
+// exist fails (so a mistyped path never passes for an empty database). A
+// context whose environment has no location still gets behaviour handles;
+// opening a table on them fails with a trace line that names the missing setting.
 #pragma once
 
 #include <cstddef>
@@ -20,14 +22,15 @@
 namespace vyr VYR_HOST_API {
 namespace db {
 
-// A handle named `name` on the database at location (opened and its tables
-// created when this process first uses it). Put it into a context's
+// A handle named `name` on the database at location (opened, and the tables
+// it lacks created, when this process first uses it; the database must exist). Put it into a context's
 // environment, pass it to VDB_InitUser, and release it with VDB_FreeEnv.
 // NULL with *error when the database cannot be opened.
 HENV openEnvironment(std::u16string_view name, const std::string &location, std::string *error);
 
-// Creates every catalogue table and index the database at location lacks.
-bool initDatabase(const std::string &location, std::string *error);
+// Creates the database at location when it does not exist (an SQLite file;
+// *created says whether it was new), then every catalogue table and index it lacks.
+bool initDatabase(const std::string &location, std::string *error, bool *created = nullptr);
 
 // The environment of a context: the handle its host set, else the one its
 // settings name, opened on first use and released with the context. NULL when

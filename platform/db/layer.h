@@ -89,8 +89,11 @@ struct EnvHandle {
   std::u16string name;
 };
 
-// The environment at a location, opened (and its tables created) on first use.
-std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error);
+// The environment at a location, opened (and the tables it lacks created) on
+// first use. A database that does not exist is an error unless `create`
+// asks for it to be made (*created then says whether it was).
+std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error, bool create = false,
+                                             bool *created = nullptr);
 Registry<EnvHandle> &envHandles();
 
 // ---- Values ---------------------------------------------------------------------------

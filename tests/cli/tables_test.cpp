@@ -65,10 +65,35 @@ TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
       // the same key twice: refused by the database
       R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "EUR", "EFT": "2024-01-01"}]})",
   };
+  ASSERT_EQ(run({"--db", "bad.db", "db", "init"}).status, 0);
   for (const char *file : files) {
     EXPECT_EQ(load("bad.db", file), 64) << file;
     EXPECT_EQ(json::parse(dump("bad.db", "F0015"))["F0015"].size(), 0u) << file;
   }
+}
+
+// A mistyped --db path is an error that names it, never a new empty database
+// ("no policy" and "wrong file" must not look alike); init and load create one.
+TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
+  const clitest::Outcome called = run({"--db", "typo.db", "call", "GetPasswordPolicyFromF98QXSEC"});
+  EXPECT_EQ(called.status, 2) << called.err;
+  const json errors = called.result()["errors"];
+  ASSERT_EQ(errors.size(), 1u) << called.out;
+  EXPECT_EQ(errors[0]["id"].get<std::string>() + " " + errors[0]["source"].get<std::string>(), "DBNO vyrdb");
+  EXPECT_NE(called.out.find("no database at"), std::string::npos) << called.out;
+  const clitest::Outcome batch = run({"--db", "typo.db", "batch", "-"}, R"({"function": "GetPasswordPolicyFromF98QXSEC"})");
+  EXPECT_NE(batch.out.find("\"DBNO\""), std::string::npos) << batch.out;
+  const clitest::Outcome dumped = run({"--db", "typo.db", "db", "dump", "F0007"});
+  EXPECT_EQ(dumped.status, 64);
+  EXPECT_NE(dumped.err.find("no database at"), std::string::npos) << dumped.err;
+  EXPECT_FALSE(clitest::fs::exists(dir / "typo.db"));
+
+  const clitest::Outcome loaded = run({"--db", "new.db", "db", "load", "-"}, kRows);
+  EXPECT_EQ(loaded.status, 0) << loaded.err;
+  EXPECT_NE(loaded.err.find("created the database"), std::string::npos) << loaded.err;
+  EXPECT_EQ(run({"--db", "new.db", "db", "load", "-"}, "{}").err, "") << "no note for a database that was there";
+  EXPECT_EQ(run({"--db", "init.db", "db", "init"}).status, 0);
+  EXPECT_EQ(json::parse(dump("init.db", "F0007"))["F0007"].size(), 0u);
 }
 
 TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {

@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
+
 namespace vyr::db {
 namespace {
 
@@ -150,10 +152,25 @@ class SqliteBackend final : public Backend {
  public:
   explicit SqliteBackend(std::string path) : path_(std::move(path)) {}
 
+  bool create(bool *created, std::string *error) override {
+    *created = !std::filesystem::exists(path_);
+    if (!*created) return true;
+    sqlite3 *db = nullptr;
+    const bool made =
+        sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) == SQLITE_OK;
+    if (!made && error) *error = "cannot create database " + path_ + ": " + (db ? sqlite3_errmsg(db) : "out of memory");
+    sqlite3_close_v2(db);
+    return made;
+  }
+
+  // A mistyped path must not pass for an empty database: a missing file is an error.
   std::unique_ptr<Connection> connect(std::string *error) override {
     sqlite3 *db = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-    if (sqlite3_open_v2(path_.c_str(), &db, flags, nullptr) != SQLITE_OK) {
+    if (!std::filesystem::exists(path_)) {
+      if (error) *error = "no database at " + path_ + " (it is not created implicitly)";
+      return nullptr;
+    }
+    if (sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
       if (error) *error = "cannot open database " + path_ + ": " + (db ? sqlite3_errmsg(db) : "out of memory");
       sqlite3_close_v2(db);
       return nullptr;
