@@ -148,7 +148,7 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas batch FILE|-                                      run JSON lines of calls\n"
          "  famoflas list                                              registered functions and source objects\n"
          "  famoflas describe NAME                                     members of a function's data structure\n"
-         "  famoflas db init                                           create the database (a missing file) and its tables\n"
+         "  famoflas db init                                           create the database and its tables\n"
          "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
          "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"

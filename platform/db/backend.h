@@ -65,10 +65,33 @@ class Statement {
   virtual int64_t changes() = 0;
 };
 
+// How long a database server may take: a statement past `statementSeconds`
+// is cancelled by the server, and a server that has sent nothing for a few
+// seconds more counts as lost (the connection is given up). Idle TCP
+// connections are probed after `keepaliveSeconds`. Engines without a server
+// ignore them.
+struct ConnectOptions {
+  int statementSeconds = 60;
+  int keepaliveSeconds = 30;
+  bool operator==(const ConnectOptions &) const = default;
+};
+
 class Connection {
  public:
   virtual ~Connection() = default;
   virtual std::unique_ptr<Statement> prepare(const std::string &sql) = 0;
+  // A select whose rows a scan steps through: an engine may read them in
+  // pages, so a scan of any size holds only a page at a time. `locksRows`:
+  // the select locks what it reads, inside a transaction.
+  virtual std::unique_ptr<Statement> prepareScan(const std::string &sql, bool locksRows) {
+    (void)locksRows;
+    return prepare(sql);
+  }
+  // Whether the connection was opened with these options (a pooled one is reused only then).
+  virtual bool opened(const ConnectOptions &options) const {
+    (void)options;
+    return true;
+  }
   virtual bool execute(const std::string &sql) = 0;
   // A transaction that writes: it takes the database's write lock at once,
   // waiting for other writers, so rows read inside it stay as read until it ends
@@ -127,7 +150,7 @@ class Backend {
     *created = false;
     return true;
   }
-  virtual std::unique_ptr<Connection> connect(std::string *error) = 0;
+  virtual std::unique_ptr<Connection> connect(const ConnectOptions &options, std::string *error) = 0;
   virtual const Dialect &dialect() const = 0;
 };
 

@@ -1,6 +1,8 @@
 // Environments (one per database location, shared process-wide, with a pool
 // of idle connections and their prepared statements), user handles and their
 // transactions, and the host interface of host.h.
+#include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <unordered_set>
 
@@ -85,14 +87,14 @@ void releaseContextEnvironment(void *handle) noexcept { envHandles().take(handle
 
 // ---- Connections and environments -------------------------------------------------------
 
-std::unique_ptr<Statement> PooledConnection::take(const std::string &sql) {
+std::unique_ptr<Statement> PooledConnection::take(const std::string &sql, bool scan, bool locksRows) {
   const auto it = statements.find(sql);
   if (it != statements.end() && !it->second.empty()) {
     std::unique_ptr<Statement> statement = std::move(it->second.back());
     it->second.pop_back();
     return statement;
   }
-  return connection->prepare(sql);
+  return scan ? connection->prepareScan(sql, locksRows) : connection->prepare(sql);
 }
 
 void PooledConnection::giveBack(const std::string &sql, std::unique_ptr<Statement> statement) {
@@ -101,19 +103,22 @@ void PooledConnection::giveBack(const std::string &sql, std::unique_ptr<Statemen
   statements[sql].push_back(std::move(statement));
 }
 
-std::unique_ptr<PooledConnection> Environment::acquire(std::string *error) {
+std::unique_ptr<PooledConnection> Environment::acquire(const ConnectOptions &options, std::string *error) {
   for (;;) {
     std::unique_ptr<PooledConnection> connection;
     {
       std::lock_guard<std::mutex> guard(poolLock);
-      if (idle.empty()) break;
-      connection = std::move(idle.back());
-      idle.pop_back();
+      const auto it = std::find_if(idle.rbegin(), idle.rend(), [&](const std::unique_ptr<PooledConnection> &c) {
+        return c->connection->opened(options);
+      });
+      if (it == idle.rend()) break;
+      connection = std::move(*it);
+      idle.erase(std::next(it).base());
     }
     // One the server closed while it waited (a restart, an idle timeout) is dropped.
     if (!connection->connection->broken()) return connection;
   }
-  std::unique_ptr<Connection> connection = backend->connect(error);
+  std::unique_ptr<Connection> connection = backend->connect(options, error);
   if (!connection) return nullptr;
   auto pooled = std::make_unique<PooledConnection>();
   pooled->connection = std::move(connection);
@@ -149,7 +154,7 @@ std::shared_ptr<Environment> openEnvironment(const std::string &location, std::s
   if (!environment->backend) return nullptr;
   if (create && !environment->backend->create(&made, error)) return nullptr;
   if (created) *created = made;
-  std::unique_ptr<PooledConnection> first = environment->acquire(error);
+  std::unique_ptr<PooledConnection> first = environment->acquire(ConnectOptions{}, error);
   if (!first) return nullptr;
   if (!createTables(*first->connection, environment->backend->dialect(), error)) return nullptr;
   environment->release(std::move(first));
@@ -287,6 +292,18 @@ void endReadSnapshots(User &user) {
   tReadSnapshots.swap(open);
 }
 
+ConnectOptions connectOptions(LPBHVRCOM context) {
+  ConnectOptions options;
+  const auto number = [&](const char *key, int &out) {
+    const std::string text = setting(context, key);
+    // Validated with the setting; a default stays otherwise.
+    std::from_chars(text.data(), text.data() + text.size(), out);
+  };
+  number("dbtimeout", options.statementSeconds);
+  number("dbkeepalive", options.keepaliveSeconds);
+  return options;
+}
+
 bool ensureConnection(User &user, std::string_view operation) {
   if (user.connection) return true;
   if (!user.environment) {
@@ -295,7 +312,7 @@ bool ensureConnection(User &user, std::string_view operation) {
     return false;
   }
   std::string error;
-  user.connection = user.environment->acquire(&error);
+  user.connection = user.environment->acquire(connectOptions(user.context), &error);
   if (!user.connection) {
     traceFailure(user.context, operation, error);
     raiseDatabaseError(user.context, DatabaseFailure::CannotOpen, user.environmentName);
@@ -429,7 +446,8 @@ bool releaseLock(User &user, Request &request) {
   const bool committed = !forced && connection.commit();
   if (!committed) {
     traceFailure(user.context, "VDB_Commit",
-                 "cannot commit the work done under the lock on " + toUtf8(request.table->name) + "; it was rolled back: " +
+                 "cannot commit the work done under the lock on " + toUtf8(request.table->name) +
+                     "; it was rolled back: " +
                      (forced ? std::string("failure forced by the fail setting") : connection.lastError()));
     raiseDatabaseError(user.context, DatabaseFailure::Commit, request.table->name);
     if (connection.inTransaction()) connection.rollback();

@@ -69,7 +69,7 @@ struct PooledConnection {
   std::unique_ptr<Connection> connection;
   std::unordered_map<std::string, std::vector<std::unique_ptr<Statement>>> statements;
 
-  std::unique_ptr<Statement> take(const std::string &sql);
+  std::unique_ptr<Statement> take(const std::string &sql, bool scan = false, bool locksRows = false);
   void giveBack(const std::string &sql, std::unique_ptr<Statement> statement);
 };
 
@@ -80,7 +80,7 @@ struct Environment {
   std::mutex poolLock;
   std::vector<std::unique_ptr<PooledConnection>> idle;
 
-  std::unique_ptr<PooledConnection> acquire(std::string *error);
+  std::unique_ptr<PooledConnection> acquire(const ConnectOptions &options, std::string *error);
   void release(std::unique_ptr<PooledConnection> connection);
 };
 
@@ -235,6 +235,9 @@ void traceFailure(LPBHVRCOM context, std::string_view operation, std::string_vie
 enum class DatabaseFailure { CannotOpen, Lost, Timeout, Lock, DuplicateKey, Commit, Refused };
 // Puts the failure's error on the context (item 0, the table or environment name as its text).
 void raiseDatabaseError(LPBHVRCOM context, DatabaseFailure failure, std::u16string_view detail);
+
+// The connection options a context's settings ask for ("dbtimeout", "dbkeepalive").
+ConnectOptions connectOptions(LPBHVRCOM context);
 
 // The handle's connection, taken from the pool when it has none (first use,
 // or the last one broke). False (traced) when none can be had.

@@ -444,7 +444,7 @@ Statement *statementFor(Access &a, const Shape &shape, const std::function<std::
   for (Request::Cached &cached : request.statements)
     if (cached.shape == shape) return cached.statement.get();
   Request::Cached cached{shape, makeSql(), nullptr};
-  cached.statement = a.user->connection->take(cached.sql);
+  cached.statement = a.user->connection->take(cached.sql, shape.op == Op::Scan, shape.lock);
   if (!cached.statement) {
     a.databaseFailed("cannot prepare a statement on " + nameText(*request.table) + ": " +
                      a.user->connection->connection->lastError());
@@ -556,7 +556,8 @@ void bindRecordValues(Request &request, Statement &statement, int &position, con
                       const std::vector<Value> &values) {
   for (size_t i = 0; i < columns.size(); ++i) {
     bind(statement, position, values[2 * i], true);
-    if (request.table->columns[columns[i]].kind == ColumnKind::UTime) bind(statement, position, values[2 * i + 1], true);
+    if (request.table->columns[columns[i]].kind == ColumnKind::UTime)
+      bind(statement, position, values[2 * i + 1], true);
   }
 }
 

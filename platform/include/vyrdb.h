@@ -85,7 +85,11 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser);
 /* ---- Environments -----------------------------------------------------------
  * Environments are named databases configured in the context's settings
  * ("env" names the current one; "env.NAME" gives the database of NAME: an
- * SQLite file path, or a postgresql://... location for a PostgreSQL server).
+ * SQLite file path, which must exist, or a postgresql://... location for a
+ * PostgreSQL server). On a server a statement may run "dbtimeout" seconds
+ * (default 60) before the server cancels it ("DBTO"); a server silent 5 s
+ * longer counts as lost ("DBLS"), so nothing waits for ever. Idle TCP
+ * connections are probed after "dbkeepalive" seconds (default 30).
  */
 /* Opens the named environment (null: the context's current one). */
 VYR_EXPORT ID VDB_InitEnv(LPBHVRCOM lpBhvrCom, HENV *lphEnv, const JCHAR *lpszEnvironment);
@@ -164,7 +168,8 @@ VYR_EXPORT ID VDB_ClearColBuffer(HREQUEST hRequest);
 VYR_EXPORT ID VDB_InsertTable(HREQUEST hRequest, const void *lpRow);
 /* Inserts a row record made of the nColumns listed columns. */
 VYR_EXPORT ID VDB_InsertTableCols(HREQUEST hRequest, const NID *lpColumns, ID nColumns, const void *lpRow);
-/* Writes the request's columns of every row matching the key; 1 when at least one row changed, VDB_NOT_FOUND when none matched. */
+/* Writes the request's columns of every row matching the key; 1 when at least one row changed,
+   VDB_NOT_FOUND when none matched. */
 VYR_EXPORT ID VDB_UpdateTable(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
                               const void *lpRow);
 /* Writes the listed columns of every row matching the key; 0 when at least one row changed, else VDB_FAILED. */
@@ -176,7 +181,9 @@ VYR_EXPORT ID VDB_DeleteTable(HREQUEST hRequest, ID idIndex, const void *lpKey, 
 /*
  * Fetch for update: the row stays locked against other writers until
  * VDB_UpdateCurrent, an insert or delete on the same request, or the request's
- * close (which releases the lock without change). Rows of a scan started
+ * close (which releases the lock without change). With commit mode 0 the
+ * write that ends the lock (or the end of a scan for update) commits; when
+ * that commit fails it answers VDB_FAILED ("DBCM") and none of the work stays. Rows of a scan started
  * with VDB_SelectKeyedForUpdate stay locked until the scan ends or the
  * request closes, so each can be updated with VDB_UpdateCurrent on the way.
  * Writes through other handles wait meanwhile (with SQLite, writes to any

@@ -61,6 +61,11 @@ const std::vector<SettingKey> &settingKeys() {
       {"currency", "", "installation's domestic currency code"},
       {"ldap", "0", "1 when passwords are checked by a directory service"},
       {"taxplugin", "", "path of the external tax-interface library"},
+      {"dbtimeout", "60",
+       "seconds a PostgreSQL statement may run before the server cancels it; a server silent 5 s longer counts "
+       "as lost"},
+      {"dbkeepalive", "30",
+       "seconds an idle PostgreSQL TCP connection waits before keepalive probes (lost after twice that)"},
       {"fail", "", "test hook: operations that must fail (see faultRequested)"},
   };
   return keys;
@@ -91,6 +96,12 @@ bool validSetting(std::string_view key, std::string_view value, std::string *err
                                                         [](char c) { return c >= '0' && c <= '9'; })))
     return fail("setting an8 is a number");
   if (key == "dateformat" && value.empty()) return fail("setting dateformat needs a mask");
+  if (key == "dbtimeout" || key == "dbkeepalive") {
+    const bool digits = !value.empty() && value.size() <= 5 &&
+                        std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; });
+    if (!digits || std::stoi(std::string(value)) < 1 || std::stoi(std::string(value)) > 86400)
+      return fail("setting " + std::string(key) + " is a number of seconds from 1 to 86400");
+  }
   if ((key == "env" || key == "user" || key == "program") && (value.empty() || value.size() > 10))
     return fail("setting " + std::string(key) + " is 1 to 10 characters");
   return true;

@@ -81,7 +81,8 @@ TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
   ASSERT_EQ(errors.size(), 1u) << called.out;
   EXPECT_EQ(errors[0]["id"].get<std::string>() + " " + errors[0]["source"].get<std::string>(), "DBNO vyrdb");
   EXPECT_NE(called.out.find("no database at"), std::string::npos) << called.out;
-  const clitest::Outcome batch = run({"--db", "typo.db", "batch", "-"}, R"({"function": "GetPasswordPolicyFromF98QXSEC"})");
+  const clitest::Outcome batch =
+      run({"--db", "typo.db", "batch", "-"}, R"({"function": "GetPasswordPolicyFromF98QXSEC"})");
   EXPECT_NE(batch.out.find("\"DBNO\""), std::string::npos) << batch.out;
   const clitest::Outcome dumped = run({"--db", "typo.db", "db", "dump", "F0007"});
   EXPECT_EQ(dumped.status, 64);

@@ -160,6 +160,18 @@ class PgScratch {
     return ended;
   }
 
+  // The integers of a query's first column, one per row.
+  std::vector<int> integers(const std::string &sql) {
+    std::vector<int> values;
+    PGresult *result = PQexec(admin_, sql.c_str());
+    if (PQresultStatus(result) == PGRES_TUPLES_OK)
+      for (int row = 0; row < PQntuples(result); ++row) values.push_back(std::atoi(PQgetvalue(result, row, 0)));
+    else
+      error_ = sql + ": " + PQerrorMessage(admin_);
+    PQclear(result);
+    return values;
+  }
+
   // Runs statements on the server outside the table layer; false with error() set when they fail.
   bool run(const std::string &sql) {
     PGresult *result = PQexec(admin_, sql.c_str());

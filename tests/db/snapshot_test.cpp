@@ -30,7 +30,8 @@ class Snapshot : public dbtest::DbTest {
   }
   // Another session writes, behind every handle of the test.
   void setBehind(const char *name, int value) {
-    ASSERT_TRUE(rawSql("UPDATE \"F00022\" SET \"UKID\" = " + std::to_string(value) + " WHERE \"OBNM\" = '" + name + "'"));
+    ASSERT_TRUE(
+        rawSql("UPDATE \"F00022\" SET \"UKID\" = " + std::to_string(value) + " WHERE \"OBNM\" = '" + name + "'"));
   }
 };
 

@@ -118,7 +118,8 @@ class SqliteConnection final : public Connection {
  private:
   // Runs one of the connection's own statements, prepared on first use.
   bool run(sqlite3_stmt *&statement, const char *sql) {
-    if (statement == nullptr && sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+    if (statement == nullptr &&
+        sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
       return false;
     const int rc = sqlite3_step(statement);
     sqlite3_reset(statement);
@@ -164,7 +165,7 @@ class SqliteBackend final : public Backend {
   }
 
   // A mistyped path must not pass for an empty database: a missing file is an error.
-  std::unique_ptr<Connection> connect(std::string *error) override {
+  std::unique_ptr<Connection> connect(const ConnectOptions &, std::string *error) override {
     sqlite3 *db = nullptr;
     if (!std::filesystem::exists(path_)) {
       if (error) *error = "no database at " + path_ + " (it is not created implicitly)";
