@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "db/host.h"
+#include "processes.h"
 #include "runtime/context.h"
 #include "vdb_rows.h"
 #include "vyrdb.h"
@@ -74,18 +75,9 @@ bool run(PGconn *conn, const char *sql) {
 
 // ---- Increment processes ------------------------------------------------------------------------
 
-// A child waits on fd VDBBENCH_START until the parent closes it, so all start
-// together, after saying on fd VDBBENCH_READY that it is connected and prepared.
+// A child says it is connected and prepared, then waits for the start (processes.h).
 int incrementChild(const char *mode, const char *location) {
-  const int ready = std::atoi(std::getenv("VDBBENCH_READY"));
-  const int start = std::atoi(std::getenv("VDBBENCH_START"));
-  auto waitForStart = [&] {
-    const char byte = 'r';
-    if (write(ready, &byte, 1) != 1) return false;
-    close(ready);
-    char ignored;
-    return read(start, &ignored, 1) == 0;  // end of file: go
-  };
+  auto waitForStart = [] { return benchprocesses::waitForStart("VDBBENCH"); };
   int failures = 0;
   if (std::strcmp(mode, "raw") == 0) {
     PGconn *conn = PQconnectdb(location);
@@ -137,42 +129,9 @@ int incrementChild(const char *mode, const char *location) {
 // Runs the children of one mode and returns transactions per second, from the
 // moment all are ready until the last one ends.
 double incrementRound(const std::string &mode, const std::string &location) {
-  int readyPipe[2], startPipe[2];
-  if (pipe(readyPipe) != 0 || pipe(startPipe) != 0) die("pipe failed");
-  // The children keep only the write end of "ready" and the read end of "start".
-  fcntl(readyPipe[0], F_SETFD, FD_CLOEXEC);
-  fcntl(startPipe[1], F_SETFD, FD_CLOEXEC);
-  std::vector<std::string> variables = {"VDBBENCH_MODE=" + mode, "VDBBENCH_LOCATION=" + location,
-                                        "VDBBENCH_READY=" + std::to_string(readyPipe[1]),
-                                        "VDBBENCH_START=" + std::to_string(startPipe[0])};
-  for (char **e = environ; *e != nullptr; ++e)
-    if (std::strncmp(*e, "VDBBENCH_", 9) != 0) variables.push_back(*e);
-  std::vector<char *> envp;
-  for (std::string &v : variables) envp.push_back(v.data());
-  envp.push_back(nullptr);
-  char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
-  std::vector<pid_t> children;
-  for (int p = 0; p < kProcesses; ++p) {
-    pid_t child = 0;
-    if (posix_spawn(&child, "/proc/self/exe", nullptr, nullptr, argv, envp.data()) != 0) die("cannot start a child");
-    children.push_back(child);
-  }
-  close(readyPipe[1]);
-  close(startPipe[0]);
-  char byte;
-  int ready = 0;
-  while (ready < kProcesses && read(readyPipe[0], &byte, 1) == 1) ++ready;
-  close(readyPipe[0]);
-  if (ready != kProcesses) die(mode + ": a child failed before starting");
-  const auto begin = std::chrono::steady_clock::now();
-  close(startPipe[1]);
-  bool ok = true;
-  for (pid_t child : children) {
-    int status = 0;
-    ok = waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0 && ok;
-  }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  if (!ok) die(mode + ": a child failed");
+  const double seconds = benchprocesses::timedRound(
+      "VDBBENCH", {"VDBBENCH_MODE=" + mode, "VDBBENCH_LOCATION=" + location}, kProcesses);
+  if (seconds <= 0) die(mode + ": a child failed");
   return kProcesses * kPerProcess / seconds;
 }
 

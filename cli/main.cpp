@@ -9,7 +9,9 @@
 
 #include "dsjson.h"
 #include "run.h"
+#include "serve.h"
 #include "tables.h"
+#include "users.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
@@ -29,6 +31,7 @@ struct Arguments {
   std::optional<std::string> dsJson;
   std::optional<std::string> report;
   std::vector<std::string> positionals;
+  std::vector<std::pair<std::string, std::string>> serveOptions;  // --listen HOST:PORT, --insecure, ...
   bool help = false;
   bool version = false;
 };
@@ -68,13 +71,21 @@ Arguments parseArguments(int argc, char **argv) {
       value = token.substr(eq + 1);
       inlineValue = true;
     }
-    if (name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" && name != "--report")
+    if (name == "--insecure" && !inlineValue) {
+      args.serveOptions.emplace_back(name, "");
+      continue;
+    }
+    const bool serveOption = famoflas::isServeOption(name);
+    if (!serveOption && name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" &&
+        name != "--report")
       throw UsageError{"unknown option '" + name + "' (see famoflas --help)"};
     if (!inlineValue) {
       if (i + 1 >= argc) throw UsageError{name + " needs a value"};
       value = argv[++i];
     }
-    if (name == "--db") {
+    if (serveOption) {
+      args.serveOptions.emplace_back(name, value);
+    } else if (name == "--db") {
       if (value.empty()) throw UsageError{"--db needs a database location"};
       args.database = value;
     } else if (name == "--setting") {
@@ -141,6 +152,19 @@ void printHelp(std::ostream &out, const std::string &command) {
     printSettings(out);
     return;
   }
+  if (command == "serve") {
+    famoflas::printServeHelp(out);
+    return;
+  }
+  if (command == "user") {
+    out << "Usage: famoflas user add NAME | passwd NAME | remove NAME | list | set NAME KEY=VALUE... [--db LOCATION]\n\n"
+           "Users of famoflas serve, kept in the tables F98SVUSR (name, Argon2id hash) and F98SVSET (settings)\n"
+           "of the database. add and passwd read the password from stdin (one line); it must pass the\n"
+           "installation's password policy (ValidatePasswordPolicyFromF98QXSEC; famoflas db init installs a\n"
+           "default one when the database has none). list prints each user and their settings, never a hash.\n"
+           "set takes the keys of --setting except user, env, env.NAME and fail; KEY= removes one.\n";
+    return;
+  }
   out << "famoflas - call FAMOFLAS business functions by name\n\n"
          "Usage:\n"
          "  famoflas call NAME [MEMBER=VALUE]... [--ds-json FILE|-]   run one business function\n"
@@ -152,6 +176,8 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
          "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
+         "  famoflas user add|passwd|remove NAME, list, set NAME K=V   users of the HTTP service (user --help)\n"
+         "  famoflas serve [--listen HOST:PORT] [--threads N] ...      the HTTP service (serve --help)\n"
          "  famoflas --version | --help | COMMAND --help\n\n"
          "Options of every command:\n"
          "  --db LOCATION         database of the context's environment: an SQLite file (default: famoflas.db\n"
@@ -215,33 +241,6 @@ int runCallCommand(const Arguments &args, const std::string &database) {
   return outcome.code <= 255 ? static_cast<int>(outcome.code) : 2;
 }
 
-// Reads one batch line into a request; false with the reason.
-bool batchRequest(const nlohmann::json &line, const std::map<std::string, std::string> &base,
-                  famoflas::CallRequest *request, std::string *error) {
-  if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
-  const auto function = line.find("function");
-  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
-  request->function = function->get<std::string>();
-  for (const auto &[key, value] : line.items())
-    if (key != "function" && key != "ds" && key != "settings" && key != "report")
-      return *error = "unknown key \"" + key + "\"", false;
-  if (const auto report = line.find("report"); report != line.end() && !report->is_null()) request->report = *report;
-  if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
-    if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
-    request->members = *ds;
-  }
-  request->settings = base;
-  if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
-    if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
-    for (const auto &[key, value] : settings->items()) {
-      const std::optional<std::string> text = famoflas::scalarText(value);
-      if (!text) return *error = "setting " + key + " must be a string or a number", false;
-      request->settings[key] = *text;
-    }
-  }
-  return true;
-}
-
 int runBatchCommand(const Arguments &args, const std::string &database) {
   if (args.positionals.size() != 1) throw UsageError{"batch needs one input: a file or - for stdin"};
   const std::string &source = args.positionals.front();
@@ -256,29 +255,11 @@ int runBatchCommand(const Arguments &args, const std::string &database) {
   std::string text;
   for (size_t number = 1; std::getline(in, text); ++number) {
     if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
-    const nlohmann::json line = nlohmann::json::parse(text, nullptr, false);
-    famoflas::CallRequest request;
-    std::string error;
-    famoflas::CallOutcome outcome;
-    if (line.is_discarded()) {
-      error = "not valid JSON";
-    } else if (batchRequest(line, base, &request, &error)) {
-      const std::map<std::string, std::string> explicitSettings = request.settings;
-      request.settings = famoflas::contextSettings(explicitSettings, database);
-      outcome = famoflas::runCall(request);
-      error = outcome.error;
-    }
-    if (outcome.ran) {
-      printJsonLine(outcome.result);
-      continue;
-    }
+    const famoflas::BatchLineOutcome outcome = famoflas::runBatchLine(text, number, base, true, database);
+    printJsonLine(outcome.output);
+    if (outcome.ran) continue;
     allRan = false;
-    nlohmann::ordered_json failed;
-    failed["line"] = number;
-    failed["function"] = request.function.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(request.function);
-    failed["error"] = error;
-    printJsonLine(failed);
-    std::cerr << "famoflas batch: line " << number << ": " << error << '\n';
+    std::cerr << "famoflas batch: line " << number << ": " << outcome.error << '\n';
   }
   return allRan ? 0 : kUsage;
 }
@@ -288,23 +269,7 @@ int runDescribeCommand(const Arguments &args) {
   const std::string &name = args.positionals.front();
   const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(name);
   if (entry == nullptr) throw UsageError{"unknown business function '" + name + "'"};
-  nlohmann::ordered_json out;
-  out["function"] = name;
-  out["source"] = entry->szSource ? entry->szSource : "";
-  out["members"] = nlohmann::ordered_json::array();
-  if (const DSTMPL *tmpl = entry->lpTemplate) {
-    for (uint32_t i = 0; i < tmpl->nMembers; ++i) {
-      const DSTMPL_MEMBER &m = tmpl->lpMembers[i];
-      const char *kind = vyr::valueKindName(m.nKind);
-      nlohmann::ordered_json member;
-      member["name"] = m.szName ? m.szName : "";
-      member["kind"] = kind ? kind : "unknown";
-      member["width"] = m.nWidth;
-      member["offset"] = m.nOffset;
-      out["members"].push_back(std::move(member));
-    }
-  }
-  printJsonLine(out);
+  printJsonLine(famoflas::describeFunction(name, *entry));
   return 0;
 }
 
@@ -334,8 +299,11 @@ int run(int argc, char **argv) {
   }
   if (args.command.empty()) throw UsageError{"no command given (see famoflas --help)"};
   const std::string &command = args.command;
-  if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db")
+  if (command != "call" && command != "batch" && command != "list" && command != "describe" && command != "db" &&
+      command != "user" && command != "serve")
     throw UsageError{"unknown command '" + command + "' (see famoflas --help)"};
+  if (!args.serveOptions.empty() && command != "serve")
+    throw UsageError{args.serveOptions.front().first + " belongs to serve"};
   if (args.dsJson && command != "call") throw UsageError{"--ds-json belongs to call"};
   if (args.report && command != "call") throw UsageError{"--report belongs to call"};
   // Refuse bad settings before anything is loaded.
@@ -357,6 +325,13 @@ int run(int argc, char **argv) {
     } catch (const famoflas::TablesCommandError &e) {
       throw UsageError{e.message};
     }
+  }
+  try {
+    if (command == "user")
+      return famoflas::runUserCommand(args.positionals, famoflas::contextSettings(settings, database));
+    if (command == "serve") return famoflas::runServeCommand(args.serveOptions, args.positionals, settings, database);
+  } catch (const famoflas::CommandError &e) {
+    throw UsageError{e.message};
   }
   if (command == "call") return runCallCommand(args, database);
   if (command == "batch") return runBatchCommand(args, database);

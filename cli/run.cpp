@@ -10,6 +10,7 @@
 #include "dsjson.h"
 #include "runtime/context.h"
 #include "runtime/report.h"
+#include "runtime/valuetext.h"
 
 namespace famoflas {
 namespace {
@@ -83,55 +84,139 @@ std::map<std::string, std::string> contextSettings(std::map<std::string, std::st
   return settings;
 }
 
-CallOutcome runCall(const CallRequest &request) {
-  CallOutcome outcome;
-  const BSFN_CATALOG_ENTRY *entry = vyr::findFunction(request.function);
-  if (entry == nullptr) {
-    outcome.error = "unknown business function '" + request.function + "'";
-    return outcome;
-  }
-  const DSTMPL *tmpl = entry->lpTemplate;
+bool prepareCall(const CallRequest &request, PreparedCall *prepared, std::string *error) {
+  prepared->entry = vyr::findFunction(request.function);
+  if (prepared->entry == nullptr) return *error = "unknown business function '" + request.function + "'", false;
+  const DSTMPL *tmpl = prepared->entry->lpTemplate;
   if (tmpl != nullptr) {
-    if (std::string problem = templateProblem(*tmpl); !problem.empty()) {
-      outcome.error = request.function + ": " + problem;
-      return outcome;
-    }
+    if (std::string problem = templateProblem(*tmpl); !problem.empty())
+      return *error = request.function + ": " + problem, false;
   }
-  DataStructure ds(tmpl);
+  prepared->ds.emplace(tmpl);
   if (tmpl == nullptr && (request.members.has_value() || !request.assignments.empty())) {
     const bool empty = request.assignments.empty() && request.members->is_object() && request.members->empty();
-    if (!empty) {
-      outcome.error = request.function + " takes no data structure";
-      return outcome;
-    }
+    if (!empty) return *error = request.function + " takes no data structure", false;
   }
   if (tmpl != nullptr) {
-    if (request.members && !setMembersJson(*tmpl, ds.data(), *request.members, &outcome.error)) return outcome;
+    if (request.members && !setMembersJson(*tmpl, prepared->ds->data(), *request.members, error)) return false;
     for (const auto &[member, text] : request.assignments)
-      if (!setMemberText(*tmpl, ds.data(), member, text, &outcome.error)) return outcome;
+      if (!setMemberText(*tmpl, prepared->ds->data(), member, text, error)) return false;
   }
-  vyr::ReportState report;
-  if (request.report && !vyr::reportFromJson(*request.report, &report, &outcome.error)) return outcome;
+  if (request.report && !vyr::reportFromJson(*request.report, &prepared->report, error)) return false;
+  return true;
+}
+
+CallOutcome runCall(const CallRequest &request) {
+  CallOutcome outcome;
+  PreparedCall prepared;
+  if (!prepareCall(request, &prepared, &outcome.error)) return outcome;
   std::string why;
   ContextOwner owner{vyr::createContext(request.settings, &why)};
   if (owner.context == nullptr) {
     outcome.error = "bad setting: " + why;
     return outcome;
   }
-  if (request.report && !vyr::attachReport(owner.context, report)) {
+  if (request.report && !vyr::attachReport(owner.context, prepared.report)) {
     outcome.error = "the report state could not be attached (out of memory)";
     return outcome;
   }
-  outcome.code = vyr::callFunction(owner.context, *entry, ds.data());
+  outcome.code = vyr::callFunction(owner.context, *prepared.entry, prepared.ds->data());
   outcome.ran = true;
   outcome.result["function"] = request.function;
   outcome.result["return"] = outcome.code;
-  outcome.result["ds"] = membersJson(tmpl, ds.data());
+  outcome.result["ds"] = membersJson(prepared.entry->lpTemplate, prepared.ds->data());
   outcome.result["errors"] = errorsJson(owner.context);
   outcome.result["trace"] = traceJson(owner.context);
   if (const vyr::ReportState *after = vyr::attachedReport(owner.context); after != nullptr)
     outcome.result["report"] = vyr::reportToJson(*after);
   return outcome;
+}
+
+bool parseRequestJson(std::string_view text, nlohmann::json *document, std::string *error) {
+  *document = nlohmann::json::parse(text, nullptr, false);
+  if (!document->is_discarded()) return true;
+  if (error) *error = "not valid JSON";
+  return false;
+}
+
+bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::string> &base, bool takesSettings,
+                  CallRequest *request, std::string *error) {
+  if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
+  const auto function = line.find("function");
+  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
+  request->function = function->get<std::string>();
+  for (const auto &[key, value] : line.items())
+    if (key != "function" && key != "ds" && key != "settings" && key != "report")
+      return *error = "unknown key \"" + key + "\"", false;
+  if (const auto report = line.find("report"); report != line.end() && !report->is_null()) request->report = *report;
+  if (const auto ds = line.find("ds"); ds != line.end() && !ds->is_null()) {
+    if (!ds->is_object()) return *error = "\"ds\" must be a JSON object of member: value", false;
+    request->members = *ds;
+  }
+  request->settings = base;
+  if (const auto settings = line.find("settings"); settings != line.end() && !settings->is_null()) {
+    if (!takesSettings) return *error = "\"settings\" cannot be given here: calls run with the user's settings", false;
+    if (!settings->is_object()) return *error = "\"settings\" must be a JSON object of key: value", false;
+    for (const auto &[key, value] : settings->items()) {
+      const std::optional<std::string> text = scalarText(value);
+      if (!text) return *error = "setting " + key + " must be a string or a number", false;
+      request->settings[key] = *text;
+    }
+  }
+  return true;
+}
+
+bool readCallBody(std::string_view body, const std::string &function, const std::map<std::string, std::string> &base,
+                  CallRequest *request, std::string *error) {
+  nlohmann::json document;
+  if (!parseRequestJson(body, &document, error)) return false;
+  if (!document.is_object()) return *error = "the body must be a JSON object {\"ds\": {member: value, ...}}", false;
+  if (document.contains("function")) return *error = "the function is named by the path, not by the body", false;
+  document["function"] = function;
+  return readCallLine(document, base, false, request, error);
+}
+
+BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::map<std::string, std::string> &base,
+                              bool takesSettings, const std::string &database) {
+  BatchLineOutcome outcome;
+  CallRequest request;
+  nlohmann::json line;
+  if (parseRequestJson(text, &line, &outcome.error) &&
+      readCallLine(line, base, takesSettings, &request, &outcome.error)) {
+    request.settings = contextSettings(request.settings, database);
+    CallOutcome call = runCall(request);
+    if (call.ran) {
+      outcome.ran = true;
+      outcome.output = std::move(call.result);
+      return outcome;
+    }
+    outcome.error = call.error;
+  }
+  outcome.output["line"] = number;
+  outcome.output["function"] =
+      request.function.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(request.function);
+  outcome.output["error"] = outcome.error;
+  return outcome;
+}
+
+nlohmann::ordered_json describeFunction(const std::string &name, const BSFN_CATALOG_ENTRY &entry) {
+  nlohmann::ordered_json out;
+  out["function"] = name;
+  out["source"] = entry.szSource ? entry.szSource : "";
+  out["members"] = nlohmann::ordered_json::array();
+  if (const DSTMPL *tmpl = entry.lpTemplate) {
+    for (uint32_t i = 0; i < tmpl->nMembers; ++i) {
+      const DSTMPL_MEMBER &m = tmpl->lpMembers[i];
+      const char *kind = vyr::valueKindName(m.nKind);
+      nlohmann::ordered_json member;
+      member["name"] = m.szName ? m.szName : "";
+      member["kind"] = kind ? kind : "unknown";
+      member["width"] = m.nWidth;
+      member["offset"] = m.nOffset;
+      out["members"].push_back(std::move(member));
+    }
+  }
+  return out;
 }
 
 }  // namespace famoflas

@@ -6,14 +6,23 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
+#include "dsjson.h"
+#include "runtime/report.h"
+#include "vyrdstmpl.h"
 #include "vyrtypes.h"
 
 namespace famoflas {
+
+// A command line or input that a command cannot carry out (exit 64).
+struct CommandError {
+  std::string message;
+};
 
 // Loads libfamoflas.so and libfamoflascompanions.so from the lib folder beside
 // the executable's bin folder, then every extra library (each exporting its
@@ -44,8 +53,48 @@ struct CallOutcome {
   nlohmann::ordered_json result;  // {"function", "return", "ds", "errors", "trace"[, "report"]}
 };
 
+struct PreparedCall {
+  const BSFN_CATALOG_ENTRY *entry = nullptr;
+  std::optional<DataStructure> ds;
+  vyr::ReportState report;
+};
+
+// Everything of a call before it runs: finds the function, fills its data
+// structure and reads the report state. False with the reason (nothing to run).
+bool prepareCall(const CallRequest &request, PreparedCall *prepared, std::string *error);
+
 // Creates a context, fills the data structure, attaches the report state when
 // there is one, calls, prints the report state back, frees the context.
 CallOutcome runCall(const CallRequest &request);
+
+// One JSON document of a request (a batch line, a request body); false with
+// the reason when the text is not JSON.
+bool parseRequestJson(std::string_view text, nlohmann::json *document, std::string *error);
+
+// Reads one call written as JSON, {"function", "ds", "settings", "report"}
+// (a batch line), onto request, whose settings start as base. Without
+// takesSettings a "settings" key is refused: the service's callers run with
+// their user's settings only. False with the reason.
+bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::string> &base, bool takesSettings,
+                  CallRequest *request, std::string *error);
+
+struct BatchLineOutcome {
+  bool ran = false;
+  std::string error;              // why the line did not run
+  nlohmann::ordered_json output;  // the call's result, or {"line", "function", "error"}
+};
+
+// Runs one line of a batch: parses it, reads the call (settings on top of
+// base; `database` is the location of the context's environment), runs it.
+// The body of POST /v1/call/NAME, {"ds": {...}[, "report": {...}]}, as a
+// call of function with the settings base. False with the reason.
+bool readCallBody(std::string_view body, const std::string &function, const std::map<std::string, std::string> &base,
+                  CallRequest *request, std::string *error);
+
+BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::map<std::string, std::string> &base,
+                              bool takesSettings, const std::string &database);
+
+// What describe prints of a function: its name, source object and members.
+nlohmann::ordered_json describeFunction(const std::string &name, const BSFN_CATALOG_ENTRY &entry);
 
 }  // namespace famoflas

@@ -7,12 +7,30 @@
 #include "db/host.h"
 #include "dsjson.h"
 #include "run.h"
+#include "users.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
 #include "vyrdb.h"
 
 namespace famoflas {
+
+std::string lastTrace(LPBHVRCOM context) {
+  return context && !context->trace.empty() ? ": " + vyr::toUtf8(context->trace.back()) : std::string();
+}
+
+bool openTableSession(const std::map<std::string, std::string> &settings, int commitMode, TableSession *session,
+                      std::string *error) {
+  session->context = vyr::createContext(settings, error);
+  if (session->context == nullptr) return false;
+  if (VDB_InitUser(session->context, &session->user, nullptr, commitMode) != VDB_SUCCESS) {
+    *error = "cannot open the database" + lastTrace(session->context);
+    session->user = nullptr;
+    return false;
+  }
+  return true;
+}
+
 namespace {
 
 using vyr::db::ColumnDef;
@@ -87,41 +105,9 @@ bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *re
   return true;
 }
 
-// Owns the handles of one command so every path releases them.
-struct Session {
-  LPBHVRCOM context = nullptr;
-  HUSER user = nullptr;
-  HREQUEST request = nullptr;
-  ~Session() {
-    if (request) VDB_CloseTable(request);
-    if (user) VDB_FreeUser(user);
-    vyr::freeContext(context);
-  }
-  void closeRequest() {
-    if (request) VDB_CloseTable(request);
-    request = nullptr;
-  }
-};
-
-std::string lastTrace(LPBHVRCOM context) {
-  return context && !context->trace.empty() ? ": " + vyr::toUtf8(context->trace.back()) : std::string();
-}
-
-bool openSession(const std::map<std::string, std::string> &settings, int commitMode, Session *session,
-                 std::string *error) {
-  session->context = vyr::createContext(settings, error);
-  if (session->context == nullptr) return false;
-  if (VDB_InitUser(session->context, &session->user, nullptr, commitMode) != VDB_SUCCESS) {
-    *error = "cannot open the database" + lastTrace(session->context);
-    session->user = nullptr;
-    return false;
-  }
-  return true;
-}
-
 // The database location the settings give the context's environment.
 std::string databaseLocation(const char *action, const std::map<std::string, std::string> &settings) {
-  Session session;
+  TableSession session;
   std::string error;
   session.context = vyr::createContext(settings, &error);
   if (session.context == nullptr) throw TablesCommandError{std::string(action) + ": " + error};
@@ -137,6 +123,10 @@ int initCommand(const std::map<std::string, std::string> &settings) {
   nlohmann::ordered_json out;
   out["database"] = vyr::db::redactLocation(location);
   out["tables"] = vyr::db::allTables().size();
+  // Users of the service cannot be added while the database has no policy.
+  std::string policy;
+  if (!ensurePasswordPolicy(settings, &policy)) throw TablesCommandError{"db init: " + policy};
+  out["passwordPolicy"] = policy;
   std::cout << dumpJson(out) << '\n';
   return 0;
 }
@@ -169,8 +159,8 @@ int loadCommand(const std::string &source, const std::map<std::string, std::stri
   bool created = false;
   if (!vyr::db::initDatabase(location, &error, &created)) throw TablesCommandError{"db load: " + error};
   if (created) std::cerr << "famoflas: db load: created the database " << location << '\n';
-  Session session;
-  if (!openSession(settings, 1, &session, &error)) throw TablesCommandError{"db load: " + error};
+  TableSession session;
+  if (!openTableSession(settings, 1, &session, &error)) throw TablesCommandError{"db load: " + error};
   nlohmann::ordered_json loaded = nlohmann::ordered_json::object();
   for (auto &[table, records] : tables) {
     const std::string name = vyr::toUtf8(table->name);
@@ -204,9 +194,9 @@ int loadCommand(const std::string &source, const std::map<std::string, std::stri
 int dumpCommand(const std::string &name, const std::map<std::string, std::string> &settings) {
   const TableDef *table = vyr::db::findTable(vyr::fromUtf8(name));
   if (table == nullptr) throw TablesCommandError{"unknown table " + name};
-  Session session;
+  TableSession session;
   std::string error;
-  if (!openSession(settings, 0, &session, &error)) throw TablesCommandError{"db dump: " + error};
+  if (!openTableSession(settings, 0, &session, &error)) throw TablesCommandError{"db dump: " + error};
   if (VDB_OpenTable(session.user, table->name.c_str(), 1, nullptr, 0, nullptr, &session.request) != VDB_SUCCESS) {
     session.request = nullptr;
     throw TablesCommandError{"db dump: cannot open " + name + lastTrace(session.context)};

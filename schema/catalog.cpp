@@ -46,7 +46,9 @@ std::vector<TableSpec> declare() {
        {unique(1, {asc(u"SY")})}},
 
       {u"F00021", "next numbers by company and fiscal year",
-       {str(u"KCO", 5), str(u"DCT", 2), num(u"CTRY", 2), num(u"FY", 2), num(u"N001", 8),
+       {str(u"KCO", 5), str(u"DCT", 2),
+        num(u"CTRY", 2), num(u"FY", 2),  // century (20 for 2024) and year 0-99; both 0: one counter for every year
+        num(u"N001", 8),
         chr(u"IMB"),   // imbedded fiscal-year digits, "1" or "2" (named here)
         chr(u"CK01")}, // check-digit flag, "Y" (named here)
        {unique(1, {asc(u"KCO"), asc(u"DCT"), asc(u"CTRY"), asc(u"FY")})}},

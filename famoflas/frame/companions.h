@@ -104,4 +104,66 @@ FAMOFLAS_DS(DSX0901TERMINATECACHES, DSX0901TERMINATECACHES_MEMBERS)
 #define DSAAIRANGECLEAR_MEMBERS(M, S) M(S, ID, idRangesCleared, 0)
 FAMOFLAS_DS(DSAAIRANGECLEAR, DSAAIRANGECLEAR_MEMBERS)
 
+/*
+ * The next-number parameter record. NextNumberInquiry (B7400210) and
+ * X0010GetNextNumber share it whole; GetDistributedNextNumber (B0001010)
+ * takes its first six members and adds its own before mnNextNumber.
+ *
+ *   1 szSystemCode            in   system code, key of F0002 ("01", "04", "09")
+ *   2 mnNextNumberingIndexNo  in   next-number index 1-10 of the system
+ *   3 szCompany               in   company (KCO) for numbering by company
+ *   4 szDocumentType          in   document type (DCT) for numbering by company;
+ *                                  empty or one blank forces numbering by system
+ *   5 mnCentury               in   century of the fiscal year (20 for 2024),
+ *                                  numbering by company and fiscal year
+ *   6 mnFiscalYear            in   fiscal year within the century, 0-99
+ *   7 mnNextNumber            out  the next number, 0 when none
+ */
+#define DSNEXTNUMBER_KEY_MEMBERS(M, S)      \
+  M(S, STRING, szSystemCode, 4)             \
+  M(S, MATH, mnNextNumberingIndexNo, 0)     \
+  M(S, STRING, szCompany, 5)                \
+  M(S, STRING, szDocumentType, 2)           \
+  M(S, MATH, mnCentury, 0)                  \
+  M(S, MATH, mnFiscalYear, 0)
+#define DSNEXTNUMBER_MEMBERS(M, S) \
+  DSNEXTNUMBER_KEY_MEMBERS(M, S)   \
+  M(S, MATH, mnNextNumber, 0)
+FAMOFLAS_DS(DSNEXTNUMBER, DSNEXTNUMBER_MEMBERS)
+
+/* Members of DSNEXTNUMBER that errors are attached to. */
+#define DSNEXTNUMBER_ITEM_SYSTEM_CODE 1
+#define DSNEXTNUMBER_ITEM_INDEX 2
+#define DSNEXTNUMBER_ITEM_FISCAL_YEAR 6
+
+/*
+ * X0010GetNextNumber (source object X0010) hands out the next number of a
+ * system code and next-number index from F0002 (DSNEXTNUMBER: members 1, 2
+ * in, 7 out; the others are not read). Reading the counter and writing it
+ * incremented is one locked step, so concurrent callers on any number of
+ * processes never get the same number. A counter of 0 hands out 1. When the
+ * index's check-digit flag is "Y" the number handed out carries the check
+ * digit, as NextNumberInquiry shows it.
+ * Errors: "4363" null argument, "078S" behaviour, "078D" (text F0002) table;
+ * "4456" on item 2 for an index that is not a whole number 1-10; "078I"
+ * (text F0002) on item 1 when the system code has no row; "4456" when the
+ * counter holds no whole number of at least 0; "078H" (text F0002) when the
+ * incremented counter cannot be written (its 8 digits are full). On every
+ * error mnNextNumber is 0 and the counter is as it was.
+ */
+
+/*
+ * GetEnvironmentValue (source object C9800002): the first character of an
+ * environment value of the calling context ("CRMMSL", the mobile sales switch).
+ *
+ *   1 szKey     in   the value's key
+ *   2 cValue    out  its first character; 0 when the value is empty
+ * Returns ER_SUCCESS; ER_ERROR with "4363" on item 1 for a key the platform
+ * does not know (cValue 0).
+ */
+#define DSGETENVVALUE_MEMBERS(M, S) \
+  M(S, STRING, szKey, 10)           \
+  M(S, CHAR, cValue, 0)
+FAMOFLAS_DS(DSGETENVVALUE, DSGETENVVALUE_MEMBERS)
+
 #endif /* FAMOFLAS_FRAME_COMPANIONS_H */

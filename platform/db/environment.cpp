@@ -128,9 +128,12 @@ std::unique_ptr<PooledConnection> Environment::acquire(const ConnectOptions &opt
 void Environment::release(std::unique_ptr<PooledConnection> connection) {
   if (!connection) return;
   // Only a healthy connection outside any transaction goes back to the pool.
+  // Probing a server connection costs reads on its socket: once, and again
+  // only when a rollback failed.
   Connection &c = *connection->connection;
-  if (!c.broken() && c.inTransaction()) c.rollback();
-  if (c.broken() || c.inTransaction()) return;
+  bool broken = c.broken();
+  if (!broken && c.inTransaction() && !c.rollback()) broken = c.broken();
+  if (broken || c.inTransaction()) return;
   std::lock_guard<std::mutex> guard(poolLock);
   if (idle.size() < kIdleConnections) idle.push_back(std::move(connection));
 }
