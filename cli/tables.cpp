@@ -207,7 +207,8 @@ int dumpCommand(const std::string &name, const std::map<std::string, std::string
   nlohmann::ordered_json rows = nlohmann::ordered_json::array();
   if (VDB_SelectKeyed(session.request, 1, nullptr, 0) != VDB_SUCCESS)
     throw TablesCommandError{"db dump: cannot read " + name + lastTrace(session.context)};
-  while (VDB_Fetch(session.request, record.data(), 0) == VDB_SUCCESS) {
+  ID fetched;
+  while ((fetched = VDB_Fetch(session.request, record.data(), 0)) == VDB_SUCCESS) {
     nlohmann::ordered_json row;
     for (size_t c = 0; c < table->columns.size(); ++c) {
       const ColumnDef &column = table->columns[c];
@@ -226,6 +227,10 @@ int dumpCommand(const std::string &name, const std::map<std::string, std::string
     }
     rows.push_back(std::move(row));
   }
+  // A scan that failed halfway must not pass for the whole table.
+  if (fetched != VDB_NOT_FOUND)
+    throw TablesCommandError{"db dump: reading " + name + " failed after " + std::to_string(rows.size()) + " rows" +
+                             lastTrace(session.context)};
   nlohmann::ordered_json out;
   out[vyr::toUtf8(table->name)] = std::move(rows);
   std::cout << dumpJson(out) << '\n';

@@ -95,9 +95,12 @@ bool readSettings(TableSession &session, std::string_view name, std::map<std::st
     return false;
   }
   SettingRow row{};
-  while (VDB_Fetch(session.request, &row, 0) == VDB_SUCCESS) (*settings)[get(row.key)] = get(row.value);
+  ID fetched;
+  while ((fetched = VDB_Fetch(session.request, &row, 0)) == VDB_SUCCESS) (*settings)[get(row.key)] = get(row.value);
+  // Some settings read are not a user's settings.
+  if (fetched != VDB_NOT_FOUND) *error = "cannot read " + vyr::toUtf8(kSettings) + lastTrace(session.context);
   session.closeRequest();
-  return true;
+  return fetched == VDB_NOT_FOUND;
 }
 
 std::string nowText() {
@@ -199,9 +202,11 @@ void requireUser(TableSession &session, const std::string &name) {
   if (!openTable(session, kUsers, &error)) throw CommandError{"user: " + error};
   const UserKey key = userKey(name);
   UserRow row{};
-  const bool found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0) == VDB_SUCCESS;
+  const ID found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0);
   session.closeRequest();
-  if (!found) throw CommandError{"no user " + name};
+  if (found == VDB_NOT_FOUND) throw CommandError{"no user " + name};
+  if (found != VDB_SUCCESS)
+    throw CommandError{"user: cannot read " + vyr::toUtf8(kUsers) + lastTrace(session.context)};
 }
 
 void printLine(const nlohmann::ordered_json &value) { std::cout << dumpJson(value) << '\n'; }
@@ -260,8 +265,10 @@ int listCommand(const std::map<std::string, std::string> &settings) {
   UserRow row{};
   if (VDB_SelectKeyed(session.request, 1, nullptr, 0) != VDB_SUCCESS)
     throw CommandError{"user list: cannot read F98SVUSR" + lastTrace(session.context)};
-  while (VDB_Fetch(session.request, &row, 0) == VDB_SUCCESS) rows.push_back(row);
+  ID fetched;
+  while ((fetched = VDB_Fetch(session.request, &row, 0)) == VDB_SUCCESS) rows.push_back(row);
   session.closeRequest();
+  if (fetched != VDB_NOT_FOUND) throw CommandError{"user list: cannot read F98SVUSR" + lastTrace(session.context)};
   for (const UserRow &user : rows) {
     std::map<std::string, std::string> userSettings;
     if (!readSettings(session, get(user.name), &userSettings, &error)) throw CommandError{"user list: " + error};
@@ -337,9 +344,13 @@ UserLookup findUser(const std::map<std::string, std::string> &settings, std::str
   if (!openTable(session, kUsers, error)) return UserLookup::Failed;
   const UserKey key = userKey(name);
   UserRow row{};
-  const bool found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0) == VDB_SUCCESS;
+  const ID found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0);
   session.closeRequest();
-  if (!found) return UserLookup::Missing;
+  if (found == VDB_NOT_FOUND) return UserLookup::Missing;
+  if (found != VDB_SUCCESS) {
+    *error = "cannot read " + vyr::toUtf8(kUsers) + lastTrace(session.context);
+    return UserLookup::Failed;
+  }
   user->name = get(row.name);
   user->hash = get(row.hash);
   user->passwordChanged = vyr::formatValue(VYR_DSK_UTIME, 1, &row.changed).value_or("");

@@ -95,6 +95,10 @@ TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
   EXPECT_EQ(run({"--db", "new.db", "db", "load", "-"}, "{}").err, "") << "no note for a database that was there";
   EXPECT_EQ(run({"--db", "init.db", "db", "init"}).status, 0);
   EXPECT_EQ(json::parse(dump("init.db", "F0007"))["F0007"].size(), 0u);
+  // A table that cannot be read is not an empty one.
+  const clitest::Outcome unread = run({"--db", "init.db", "--setting", "fail=VDB_Fetch:F0007", "db", "dump", "F0007"});
+  EXPECT_EQ(unread.status, 64);
+  EXPECT_NE(unread.err.find("reading F0007 failed"), std::string::npos) << unread.err;
 }
 
 TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {

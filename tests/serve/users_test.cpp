@@ -38,6 +38,9 @@ TEST_F(ServeTest, UserCommandsRefuseWhatTheyCannotKeep) {
       {{"user", "set", "alice", "user=bob"}, "", "not a user's"},
       {{"user", "set", "alice", "env.DEFAULT=/tmp/other.db"}, "", "not a user's"},
       {{"user", "frobnicate"}, "", "user needs"},
+      // A table that cannot be read is no missing user and no short list.
+      {{"user", "remove", "alice", "--setting", "fail=VDB_FetchKeyed:F98SVUSR"}, "", "cannot read F98SVUSR"},
+      {{"user", "list", "--setting", "fail=VDB_Fetch:F98SVUSR"}, "", "cannot read F98SVUSR"},
   };
   for (const auto &c : cases) {
     const clitest::Outcome outcome = famoflas(c.args, c.input);
