@@ -75,15 +75,12 @@ TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
 // A mistyped --db path is an error that names it, never a new empty database
 // ("no policy" and "wrong file" must not look alike); init and load create one.
 TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
-  const clitest::Outcome called = run({"--db", "typo.db", "call", "GetPasswordPolicyFromF98QXSEC"});
-  EXPECT_EQ(called.status, 2) << called.err;
-  const json errors = called.result()["errors"];
-  ASSERT_EQ(errors.size(), 1u) << called.out;
-  EXPECT_EQ(errors[0]["id"].get<std::string>() + " " + errors[0]["source"].get<std::string>(), "DBNO vyrdb");
-  EXPECT_NE(called.out.find("no database at"), std::string::npos) << called.out;
-  const clitest::Outcome batch =
-      run({"--db", "typo.db", "batch", "-"}, R"({"function": "GetPasswordPolicyFromF98QXSEC"})");
-  EXPECT_NE(batch.out.find("\"DBNO\""), std::string::npos) << batch.out;
+  const std::string line = R"({"function": "GetPasswordPolicyFromF98QXSEC"})";
+  for (const clitest::Outcome &r : {run({"--db", "typo.db", "call", "GetPasswordPolicyFromF98QXSEC"}),
+                                    run({"--db", "typo.db", "batch", "-"}, line)}) {
+    EXPECT_NE(r.out.find(R"("id":"DBNO")"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("no database at"), std::string::npos) << r.out;
+  }
   const clitest::Outcome dumped = run({"--db", "typo.db", "db", "dump", "F0007"});
   EXPECT_EQ(dumped.status, 64);
   EXPECT_NE(dumped.err.find("no database at"), std::string::npos) << dumped.err;
@@ -93,10 +90,8 @@ TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
   EXPECT_EQ(loaded.status, 0) << loaded.err;
   EXPECT_NE(loaded.err.find("created the database"), std::string::npos) << loaded.err;
   EXPECT_EQ(run({"--db", "new.db", "db", "load", "-"}, "{}").err, "") << "no note for a database that was there";
-  EXPECT_EQ(run({"--db", "init.db", "db", "init"}).status, 0);
-  EXPECT_EQ(json::parse(dump("init.db", "F0007"))["F0007"].size(), 0u);
   // A table that cannot be read is not an empty one.
-  const clitest::Outcome unread = run({"--db", "init.db", "--setting", "fail=VDB_Fetch:F0007", "db", "dump", "F0007"});
+  const clitest::Outcome unread = run({"--db", "new.db", "--setting", "fail=VDB_Fetch:F0007", "db", "dump", "F0007"});
   EXPECT_EQ(unread.status, 64);
   EXPECT_NE(unread.err.find("reading F0007 failed"), std::string::npos) << unread.err;
 }

@@ -2,7 +2,6 @@
 // saying what was wrong and no database error; forced failures take every
 // path; stale and foreign handles find nothing.
 #include "db_fixture.h"
-#include "unicode/jchar_utf8.h"
 
 namespace {
 
@@ -158,22 +157,6 @@ TEST_P(BadInput, EnvironmentWithoutADatabase) {
   EXPECT_FALSE(traced(broken, {u"secret"}));  // a password in the location stays out of traces
   ASSERT_EQ(broken->errors.size(), 1u);
   EXPECT_EQ(broken->errors[0].id + u" " + broken->errors[0].text, u"DBNO BAD");
-  if (postgres()) return;
-
-  // A mistyped file name finds no database and makes none; only initDatabase does.
-  const std::string typo = dir_ + "/tset.db";
-  LPBHVRCOM mistyped = extraContext({{"env.TEST", typo}});
-  EXPECT_EQ(VDB_InitBhvr(mistyped, &user, nullptr, 0), VDB_FAILED);
-  EXPECT_TRUE(traced(mistyped, {u"no database at", vyr::fromUtf8(typo)}));
-  EXPECT_FALSE(std::filesystem::exists(typo));
-  std::string error;
-  bool created = false;
-  ASSERT_TRUE(vyr::db::initDatabase(typo, &error, &created)) << error;
-  EXPECT_TRUE(created);
-  ASSERT_TRUE(vyr::db::initDatabase(typo, &error, &created)) << error;
-  EXPECT_FALSE(created);
-  EXPECT_EQ(VDB_InitBhvr(mistyped, &user, nullptr, 0), 1u);
-  EXPECT_EQ(open(u"F0101", 1, {}, user) != nullptr, true);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, BadInput, dbtest::engines(), dbtest::engineName);

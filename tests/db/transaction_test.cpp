@@ -1,15 +1,11 @@
 // Fetch for update, user-handle transactions, concurrent handles and
 // processes, handles released with their context, environments.
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <atomic>
 #include <chrono>
 #include <thread>
 
 #include "db_fixture.h"
-
-extern char **environ;
+#include "support/processes.h"
 
 namespace {
 
@@ -64,40 +60,28 @@ const bool kCounterProcess = [] {
   std::_Exit(failures == 0 ? 0 : 1);
 }();
 
-// A next-number function's first use: it reads the counter, then takes it by
-// fetch for update, inserting its first row when there is none. A process
-// that inserts too late finds the key taken ("DBDK") and takes the row the
-// other one inserted. Inside a business-function call, as the runtime runs it.
+// A next-number function's first use: it reads the counter (the call's read
+// snapshot starts there), then takes it by fetch for update, inserting its
+// first row when there is none. A process that inserts too late finds the
+// key taken ("DBDK") and takes the row the other one inserted.
 ID takeFirstRowNumber(LPBHVRCOM context, LPVOID, LPVOID) {
   HUSER user = nullptr;
   HREQUEST counters = nullptr;
-  ID result = ER_ERROR;
-  if (VDB_InitBhvr(context, &user, nullptr, 0) != 1 ||
-      VDB_OpenTable(user, u"F00022", 1, nullptr, 0, nullptr, &counters) != 1) {
-    VDB_FreeBhvr(user);
-    return ER_ERROR;
-  }
+  context->errors.clear();
+  VDB_InitBhvr(context, &user, nullptr, 0);
+  VDB_OpenTable(user, u"F00022", 1, nullptr, 0, nullptr, &counters);
   Counter c{};
-  const ID seen = VDB_FetchKeyed(counters, 1, u"FIRST", 1, &c, 0);  // the call's read snapshot starts here
-  for (int attempt = 0; attempt < 3 && (seen == VDB_SUCCESS || seen == VDB_NOT_FOUND); ++attempt) {
-    const ID found = VDB_FetchKeyedForUpdate(counters, 1, u"FIRST", 1, &c, 0);
-    if (found == VDB_SUCCESS) {
-      c.ukid = number(std::to_string(std::stoll(text(c.ukid)) + 1));
-      result = VDB_UpdateCurrent(counters, &c) == 1 ? ER_SUCCESS : ER_ERROR;
-      break;
-    }
-    if (found != VDB_NOT_FOUND) break;
-    c = counter(u"FIRST", "1");
-    const size_t errors = context->errors.size();
-    if (VDB_InsertTable(counters, &c) == 1) {
-      result = ER_SUCCESS;
-      break;
-    }
-    if (context->errors.size() != errors + 1 || context->errors.back().id != u"DBDK") break;
-    context->errors.pop_back();
+  ID found = VDB_FetchKeyed(counters, 1, u"FIRST", 1, &c, 0), taken = VDB_FAILED;
+  for (int attempt = 0; attempt < 3 && found != VDB_FAILED && taken != VDB_SUCCESS; ++attempt) {
+    found = VDB_FetchKeyedForUpdate(counters, 1, u"FIRST", 1, &c, 0);
+    c = found == VDB_SUCCESS ? counter(u"FIRST", std::to_string(std::stoll(text(c.ukid)) + 1).c_str())
+                             : counter(u"FIRST", "1");
+    if (found == VDB_SUCCESS) taken = VDB_UpdateCurrent(counters, &c);
+    if (found == VDB_NOT_FOUND) taken = VDB_InsertTable(counters, &c);
+    if (taken != VDB_SUCCESS && (context->errors.empty() || context->errors.back().id != u"DBDK")) break;
   }
   VDB_FreeBhvr(user);
-  return result;
+  return taken == VDB_SUCCESS ? ER_SUCCESS : ER_ERROR;
 }
 
 constexpr int kFirstRowTakes = 100;
@@ -116,36 +100,19 @@ const bool kFirstRowProcess = [] {
   std::_Exit(failures == 0 ? 0 : 1);
 }();
 
-class Transactions : public dbtest::DbTest {
- protected:
-  // Runs this program kProcesses times at once with `variable` naming the test's database; true when all exit 0.
-  void runProcesses(const char *variable) {
-    setenv(variable, location_.c_str(), 1);
-    std::vector<pid_t> children(kProcesses);
-    char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
-    for (pid_t &child : children)
-      if (posix_spawn(&child, argv[0], nullptr, nullptr, argv, environ) != 0) child = -1;
-    unsetenv(variable);
-    for (pid_t child : children) {
-      int status = 0;
-      ASSERT_GT(child, 0) << "cannot start a process";
-      ASSERT_EQ(waitpid(child, &status, 0), child);
-      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-    }
-  }
-};
+class Transactions : public dbtest::DbTest {};
 
 // Every increment succeeded and the counter went up by their number: each
 // increment read the value the one before it wrote, none was lost or doubled.
 TEST_P(Transactions, ProcessesAndThreadsIncrementingOneCounterLoseNoUpdate) {
   addCounter(u"SHARED", "0");
-  runProcesses("VDBTEST_COUNTER_LOCATION");
+  racetest::expectCopiesSucceed("VDBTEST_COUNTER_LOCATION", location_, kProcesses);
   EXPECT_EQ(committed(u"SHARED"), std::to_string(kProcesses * kThreads * kPerThread));
 }
 
 // The counter starts missing: one process inserts it, every other take updates it, none is lost.
 TEST_P(Transactions, ProcessesCreatingACounterOnFirstUseLoseNoNumber) {
-  runProcesses("VDBTEST_FIRST_ROW_LOCATION");
+  racetest::expectCopiesSucceed("VDBTEST_FIRST_ROW_LOCATION", location_, kProcesses);
   EXPECT_EQ(committed(u"FIRST"), std::to_string(kProcesses * kFirstRowTakes));
 }
 

@@ -1,15 +1,11 @@
 // The password policy: its row through the database, validation against it,
 // the rules called directly, and what each function holds and releases.
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <cstring>
 
 #include "frame/companions.h"
 #include "security/B9500929.h"
 #include "support/bsfn_fixture.h"
-
-extern char **environ;
+#include "support/processes.h"
 
 namespace {
 
@@ -232,20 +228,8 @@ const bool kPolicyRacer = [] {
 
 TEST_F(Policy, ProcessesRacingForThePolicyRowNeverFailWithoutSayingWhy) {
   PasswordPolicy ds = first;
-  call("DeletePasswordPolicyFromF98QXSEC", &ds);  // the database and its tables exist before the race
-  setenv("BSFNTEST_POLICY_RACE", (dir_ + "/main.db").c_str(), 1);
-  std::vector<pid_t> racers(kRacers);
-  char *const argv[] = {const_cast<char *>("/proc/self/exe"), nullptr};
-  for (pid_t &racer : racers)
-    if (posix_spawn(&racer, argv[0], nullptr, nullptr, argv, environ) != 0) racer = -1;
-  unsetenv("BSFNTEST_POLICY_RACE");
-  for (pid_t racer : racers) {
-    int status = 0;
-    ASSERT_GT(racer, 0) << "cannot start a process";
-    ASSERT_EQ(waitpid(racer, &status, 0), racer);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
-        << (WIFEXITED(status) ? WEXITSTATUS(status) : -1) << " calls failed without an error";
-  }
+  call("DeletePasswordPolicyFromF98QXSEC", &ds);  // the tables exist before the race
+  racetest::expectCopiesSucceed("BSFNTEST_POLICY_RACE", dir_ + "/main.db", kRacers);
   EXPECT_LE(stored(), 1);
 }
 
