@@ -22,7 +22,7 @@
 
 #include "dates/B0000150.h"
 #include "db/host.h"
-#include "ratio_reporter.h"
+#include "ratio.h"
 #include "runtime/context.h"
 
 namespace {
@@ -173,8 +173,8 @@ BENCHMARK(CountWorkDays)->Arg(250)->Arg(2500)->Arg(25000)->Unit(benchmark::kMicr
 BENCHMARK(RawMonthLookups)->Arg(250)->Unit(benchmark::kMicrosecond);
 
 // Time per fetch of a run (its time unit is microseconds), in nanoseconds.
-void printPerFetch(const vdbbench::RatioReporter &reporter, const std::string &name, double fetches) {
-  vdbbench::RatioReporter::Times t;
+void printPerFetch(const RatioReporter &reporter, const std::string &name, double fetches) {
+  RatioReporter::Times t;
   if (reporter.times(name, &t))
     std::printf("%-20s %6.0f fetches   per fetch: wall %7.0f ns  cpu %7.0f ns\n", name.c_str(), fetches,
                 t.real * 1000 / fetches, t.cpu * 1000 / fetches);
@@ -195,7 +195,7 @@ int main(int argc, char **argv) {
   if (!vyr::db::initDatabase(gDatabase, &error)) fail(error);
   loadCalendar();
 
-  vdbbench::RatioReporter reporter;
+  RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\nTime per fetch\n");
   for (int workDays : {250, 2500, 25000})
@@ -203,7 +203,7 @@ int main(int argc, char **argv) {
                   double(monthsCrossed(expectedEnd(workDays)) + 1));
   printPerFetch(reporter, "RawMonthLookups/250", double(monthsCrossed(expectedEnd(250)) + 1));
   std::printf("\nAdvanceWorkDays over 250 work days / its raw lookups in one read transaction (target: 1.5 or less)\n");
-  reporter.printRatio("250 days", "CountWorkDays/250", "RawMonthLookups/250", "us");
+  reporter.printRatio("250 days", "CountWorkDays/250", "RawMonthLookups/250", "VDB", "raw", "us");
   benchmark::Shutdown();
 
   vyr::freeContext(gContext);

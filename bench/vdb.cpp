@@ -19,8 +19,8 @@
 #include <vector>
 
 #include "db/host.h"
+#include "ratio.h"
 #include "runtime/context.h"
-#include "ratio_reporter.h"
 #include "vdb_rows.h"
 #include "vyrdb.h"
 
@@ -246,9 +246,9 @@ int main(int argc, char **argv) {
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\nVDB time / raw SQLite time (target: 1.5 or less; 1.2 or less in one read transaction)\n");
-  reporter.printRatio("keyed fetch", "KeyedFetchVdb", "KeyedFetchRaw");
-  reporter.printRatio("keyed in txn", "KeyedFetchInReadTransactionVdb", "KeyedFetchInReadTransactionRaw");
-  reporter.printRatio("30-row scan", "Scan30Vdb", "Scan30Raw");
+  reporter.printRatio("keyed fetch", "KeyedFetchVdb", "KeyedFetchRaw", "VDB", "raw");
+  reporter.printRatio("keyed in txn", "KeyedFetchInReadTransactionVdb", "KeyedFetchInReadTransactionRaw", "VDB", "raw");
+  reporter.printRatio("30-row scan", "Scan30Vdb", "Scan30Raw", "VDB", "raw");
   delete fixture;
   benchmark::Shutdown();
   return 0;

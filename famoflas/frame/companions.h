@@ -39,6 +39,34 @@
 FAMOFLAS_DS(DSGETAUDITINFO, DSGETAUDITINFO_MEMBERS)
 
 /*
+ * GetUDC (source object C0000005): one user-defined code of F0005 by its key,
+ * with its descriptions and special-handling code.
+ *
+ *  szProductCode          in   product code (F0005 SY), e.g. "01"
+ *  szRecordType           in   record type (RT), e.g. "SG"
+ *  szUserDefinedCode      in   the code (KY), e.g. "PIMSG"
+ *  szDescription001       out  description line 1 (DL01)
+ *  szDescription002       out  description line 2 (DL02)
+ *  szSpecialHandlingCode  out  special-handling code (SPHD)
+ *  cSuppressErrorMessage  in   '1': a code that is not found sets no error
+ * The outputs carry no trailing blanks and are blank ("") unless found.
+ * Returns ER_SUCCESS when found; otherwise ER_ERROR with error
+ * GETUDC_ERROR_NOT_FOUND on item 3 (unless suppressed), "4363" on item 0 for a
+ * null argument, "078S" when no behaviour handle can be had, or "078D"
+ * ("F0005") when the table cannot be opened.
+ */
+#define GETUDC_ERROR_NOT_FOUND u"UDCNF"
+#define DSGETUDC_MEMBERS(M, S)               \
+  M(S, STRING, szProductCode, 4)             \
+  M(S, STRING, szRecordType, 2)              \
+  M(S, STRING, szUserDefinedCode, 10)        \
+  M(S, STRING, szDescription001, 30)         \
+  M(S, STRING, szDescription002, 30)         \
+  M(S, STRING, szSpecialHandlingCode, 10)    \
+  M(S, CHAR, cSuppressErrorMessage, 0)
+FAMOFLAS_DS(DSGETUDC, DSGETUDC_MEMBERS)
+
+/*
  * ReviseDecimalSeparatorInString (source object C0000500): rewrites the
  * separators of a number text so that it reads as meant.
  *

@@ -113,6 +113,21 @@ VYR_EXPORT LPDDITEM vyrAllocFetchDDItemFromDDItemName(LPDDDICT lpDict, const JCH
 VYR_EXPORT void vyrFreeDDItem(LPDDITEM lpItem);
 VYR_EXPORT void vyrCloseDictionary(LPDDDICT lpDict);
 
+/* ---- PIM sync transport ------------------------------------------------- */
+
+/*
+ * The request document the host attached to the context for the running sync
+ * function: terminated JCHAR text owned by the context, valid until the
+ * function returns (not to be freed). NULL when none is attached.
+ */
+VYR_EXPORT const JCHAR *vyrPIMSync_RetrieveXML(LPBHVRCOM lpBhvrCom);
+/*
+ * Hands the response document to the host. The text is copied; a later store
+ * in the same call replaces it. ER_SUCCESS, or ER_ERROR for a null argument or
+ * when out of memory.
+ */
+VYR_EXPORT ID vyrPIMSync_StoreXML(LPBHVRCOM lpBhvrCom, const JCHAR *lpszResponse);
+
 /* ---- Platform log and message box ---------------------------------------- */
 
 /* Formats as vyrSprintf and writes one line "szSource(nLine): text" to the trace. */

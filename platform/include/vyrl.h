@@ -93,6 +93,16 @@ VYR_EXPORT void *vyrRetrieveDataPtr(LPVOID lpVoid, ID idIndex);
 /* Drops the index and returns the pointer it held (NULL if none). */
 VYR_EXPORT void *vyrRemoveDataPtr(LPVOID lpVoid, ID idIndex);
 
+/* ---- XML text ----------------------------------------------------------- */
+
+/*
+ * A copy of the text with the five characters XML reserves written as their
+ * predefined entities (& &amp;, < &lt;, > &gt;, " &quot;, ' &apos;), allocated
+ * with vyrMalloc: the caller releases it with vyrFree. NULL for a null text
+ * or when out of memory.
+ */
+VYR_EXPORT JCHAR *vyrAllocConvertToXMLEscapeChars(const JCHAR *lpszText);
+
 /* ---- Debug trace -------------------------------------------------------- */
 
 /*

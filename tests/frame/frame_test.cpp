@@ -145,7 +145,8 @@ std::set<std::string> exportedFunctions(const std::string &library) {
 }
 
 TEST(Libraries, EveryExportIsCataloguedOnceAndEveryEntryExported) {
-  const std::regex internal("IB?[0-9][0-9A-Z]*_[A-Za-z0-9_]+");
+  // Internal functions ("I"/"IB" + digits) and the shared operations of a source object (its own name + "_").
+  const std::regex internal("(IB?|B)[0-9][0-9A-Z]*_[A-Za-z0-9_]+");
   const struct {
     const char *file, *symbol;
     const BSFN_CATALOG_ENTRY *(*catalog)(size_t *);

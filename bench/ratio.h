@@ -1,5 +1,8 @@
-// The console report of a table benchmark, keeping each run's times so the
-// program can print VDB time / raw time of its pairs after the runs.
+// A console reporter that also keeps the wall-clock and CPU time per
+// iteration of each benchmark (the medians when repetitions are asked for),
+// by name ("CountWorkDays/250"), so a program can print the ratio of two
+// benchmarks run side by side. On a shared machine the CPU-time ratio is the
+// steadier of the two.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -9,11 +12,6 @@
 #include <string>
 #include <vector>
 
-namespace vdbbench {
-
-// Keeps the wall-clock and CPU time per iteration of each run (the medians
-// when repetitions are asked for), by name ("CountWorkDays/250"). On a shared
-// machine the CPU-time ratio is the steadier of the two.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   struct Times {
@@ -41,16 +39,17 @@ class RatioReporter : public benchmark::ConsoleReporter {
     return true;
   }
 
-  void printRatio(const char *what, const std::string &vdb, const std::string &raw, const char *unit = "ns") const {
-    Times v, r;
-    if (!times(vdb, &v) || !times(raw, &r)) return;
-    std::printf("%-12s wall: VDB %8.0f %s  raw %8.0f %s  ratio %.2f   cpu: VDB %8.0f %s  raw %8.0f %s  ratio %.2f\n",
-                what, v.real, unit, r.real, unit, v.real / r.real, v.cpu, unit, r.cpu, unit, v.cpu / r.cpu);
+  // One line: what, both times and their ratio (ours / theirs), wall and CPU.
+  void printRatio(const char *what, const std::string &ours, const std::string &theirs, const char *oursLabel,
+                  const char *theirsLabel, const char *unit = "ns") const {
+    Times o, t;
+    if (!times(ours, &o) || !times(theirs, &t)) return;
+    std::printf("%-12s wall: %s %8.0f %s  %s %8.0f %s  ratio %.2f   cpu: %s %8.0f %s  %s %8.0f %s  ratio %.2f\n", what,
+                oursLabel, o.real, unit, theirsLabel, t.real, unit, o.real / t.real, oursLabel, o.cpu, unit,
+                theirsLabel, t.cpu, unit, o.cpu / t.cpu);
   }
 
  private:
   std::map<std::string, Times> times_;
   std::map<std::string, bool> hasMedian_;
 };
-
-}  // namespace vdbbench
