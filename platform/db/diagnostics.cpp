@@ -36,6 +36,18 @@ void raiseDatabaseError(LPBHVRCOM context, DatabaseFailure failure, std::u16stri
   const size_t n = std::min(detail.size(), size_t{VYR_ERROR_TEXT_SIZE - 1});
   std::copy_n(detail.data(), n, text);
   vyrErrorSetEx(context, userEnvironment(context), 0, kIds[static_cast<int>(failure)], text, "vyrdb", 0);
+  // A database that is gone, silent or cannot keep a commit is no answer of
+  // the business function: the call could not be carried out.
+  static constexpr const char *kPlatform[] = {"the database cannot be opened", "the database connection was lost",
+                                              "a database statement timed out", nullptr, nullptr,
+                                              "a database commit failed", nullptr};
+  if (const char *what = kPlatform[static_cast<int>(failure)]) {
+    try {
+      notePlatformFailure(context, std::string(what) + " (" + toUtf8(detail) + ")");
+    } catch (...) {
+      notePlatformFailure(context, what);
+    }
+  }
 }
 
 }  // namespace vyr::db

@@ -96,6 +96,8 @@ TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
                                     run({"--db", "typo.db", "batch", "-"}, line)}) {
     EXPECT_NE(r.out.find(R"("id":"DBNO")"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("no database at"), std::string::npos) << r.out;
+    EXPECT_EQ(r.status, 69) << "a missing database is no answer of the function";
+    EXPECT_NE(r.err.find("could not be carried out: the database cannot be opened"), std::string::npos) << r.err;
   }
   const clitest::Outcome dumped = run({"--db", "typo.db", "db", "dump", "F0007"});
   EXPECT_EQ(dumped.status, 64);

@@ -99,6 +99,8 @@ TEST_P(Outcomes, CommitFailingAfterTheWriteAnswersFailureAndLeavesNoneOfIt) {
       ASSERT_EQ(VDB_InitBhvr(context, &user, nullptr, 0), 1u);
       EXPECT_EQ(writes[i](open(u"F00022", 1, {}, user)), VDB_FAILED) << i;
       EXPECT_EQ(errorsOf(context), std::vector<std::string>{"DBCM F00022"}) << i;
+      // famoflas call and batch exit 69 on it: no answer of the function
+      EXPECT_EQ(context->platformFailures.size(), 1u) << i;
       EXPECT_EQ(committed(u"KEPT") + committed(u"NEW"), "1none") << i;
       VDB_FreeBhvr(user);
     }
