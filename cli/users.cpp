@@ -192,6 +192,11 @@ void openForWriting(const std::map<std::string, std::string> &settings, TableSes
   if (!openTableSession(settings, 1, session, &error)) throw CommandError{"user: " + error};
 }
 
+bool hasError(LPBHVRCOM context, std::u16string_view id) {
+  return std::any_of(context->errors.begin(), context->errors.end(),
+                     [&](const vyr::ErrorRecord &error) { return error.id == id; });
+}
+
 void commit(TableSession &session) {
   if (VDB_CommitUser(session.user) != VDB_SUCCESS)
     throw CommandError{"user: commit failed, nothing changed" + lastTrace(session.context)};
@@ -221,12 +226,16 @@ int storePassword(const std::string &name, bool replace, const std::map<std::str
   std::string error;
   if (!openTable(session, kUsers, &error)) throw CommandError{"user: " + error};
   const UserKey key = userKey(name);
-  const bool written = replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) == VDB_SUCCESS
-                               : VDB_InsertTable(session.request, &row) == VDB_SUCCESS;
-  if (!written) {
+  const ID written = replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) : VDB_InsertTable(session.request, &row);
+  if (written != VDB_SUCCESS) {
+    // Only a missing row or a key already taken is the user's mistake; any
+    // other failure is the database's and says so.
+    const bool taken = !replace && hasError(session.context, u"DBDK");
+    const std::string why = lastTrace(session.context);
     VDB_RollbackUser(session.user);
-    throw CommandError{replace ? "no user " + name
-                               : "user " + name + " exists already (famoflas user passwd changes a password)"};
+    if (replace && written == VDB_NOT_FOUND) throw CommandError{"no user " + name};
+    if (taken) throw CommandError{"user " + name + " exists already (famoflas user passwd changes a password)"};
+    throw CommandError{"user: " + name + " not written, nothing changed" + why};
   }
   session.closeRequest();
   commit(session);
@@ -307,7 +316,12 @@ int setCommand(const std::string &name, const std::vector<std::string> &pairs,
     SettingRowKey rowKey{};
     put(rowKey.name, name);
     put(rowKey.key, key);
-    VDB_DeleteTable(session.request, 1, &rowKey, 2);  // replaced, or removed when the value is empty
+    // replaced, or removed when the value is empty
+    if (VDB_DeleteTable(session.request, 1, &rowKey, 2) == VDB_FAILED) {
+      const std::string why = lastTrace(session.context);
+      VDB_RollbackUser(session.user);
+      throw CommandError{"user set: " + key + " not written, nothing changed" + why};
+    }
     if (value.empty()) continue;
     SettingRow row{};
     put(row.name, name);
