@@ -241,6 +241,7 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
          "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
+         "  famoflas db catalog                                        every table's columns and indexes, as JSON\n"
          "  famoflas user add|passwd|remove NAME, list, set NAME K=V   users of the HTTP service (user --help)\n"
          "  famoflas serve [--listen HOST:PORT] [--threads N] ...      the HTTP service (serve --help)\n"
          "  famoflas --version | --help | COMMAND --help\n\n"

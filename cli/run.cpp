@@ -1,5 +1,7 @@
 #include "run.h"
 
+#include <dlfcn.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -11,11 +13,21 @@
 #include "runtime/context.h"
 #include "runtime/report.h"
 #include "runtime/valuetext.h"
+#include "vyrl.h"
 
 namespace famoflas {
 namespace {
 
+// The folder the platform library was loaded from: the libraries sit beside
+// it in the build tree and in every installed tree (lib/ or lib/<multiarch>/,
+// under any prefix), wherever the command itself was started from.
 std::filesystem::path libraryFolder() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<const void *>(&vyrMemoryManagementInit), &info) != 0 && info.dli_fname != nullptr) {
+    std::error_code ec;
+    const std::filesystem::path platform = std::filesystem::canonical(info.dli_fname, ec);
+    if (!ec) return platform.parent_path();
+  }
   std::error_code ec;
   const std::filesystem::path exe = std::filesystem::read_symlink("/proc/self/exe", ec);
   if (ec) return "lib";

@@ -24,8 +24,8 @@ struct CommandError {
   std::string message;
 };
 
-// Loads libfamoflas.so and libfamoflascompanions.so from the lib folder beside
-// the executable's bin folder, then every extra library (each exporting its
+// Loads libfamoflas.so and libfamoflascompanions.so from the folder that holds
+// the platform library the command runs on, then every extra library (each exporting its
 // catalogue as famoflasCatalog). An extra library may replace a function
 // already registered only when overrides names it, and each override must be
 // used. False with the reason when one cannot be loaded.

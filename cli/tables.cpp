@@ -261,15 +261,47 @@ int dumpCommand(const std::string &name, const std::map<std::string, std::string
   return 0;
 }
 
+// The catalogue as JSON: every table with its description, its columns
+// (alias, kind, width and decimals where they apply, bytes in a packed row
+// record) and its numbered indexes. The installed tree keeps this as catalog.json.
+int catalogCommand() {
+  static const char *const kKindNames[] = {"string", "char", "number", "integer", "date", "utime", "binary"};
+  nlohmann::ordered_json tables = nlohmann::ordered_json::object();
+  for (const TableDef *table : vyr::db::allTables()) {
+    nlohmann::ordered_json columns = nlohmann::ordered_json::array();
+    for (const ColumnDef &column : table->columns) {
+      nlohmann::ordered_json entry = {{"alias", vyr::toUtf8(column.alias)},
+                                      {"kind", kKindNames[static_cast<size_t>(column.kind)]}};
+      if (column.kind == ColumnKind::String || column.kind == ColumnKind::Number) entry["width"] = column.width;
+      if (column.kind == ColumnKind::Number) entry["decimals"] = column.decimals;
+      entry["bytes"] = vyr::db::recordSize(column);
+      columns.push_back(std::move(entry));
+    }
+    nlohmann::ordered_json indexes = nlohmann::ordered_json::array();
+    for (const vyr::db::IndexDef &index : table->indexes) {
+      nlohmann::ordered_json keys = nlohmann::ordered_json::array();
+      for (size_t k = 0; k < index.columns.size(); ++k)
+        keys.push_back({{"alias", vyr::toUtf8(table->columns[index.columns[k]].alias)},
+                        {"descending", static_cast<bool>(index.descending[k])}});
+      indexes.push_back({{"id", index.id}, {"unique", index.unique}, {"keys", std::move(keys)}});
+    }
+    tables[vyr::toUtf8(table->name)] = {
+        {"description", table->description}, {"columns", std::move(columns)}, {"indexes", std::move(indexes)}};
+  }
+  std::cout << tables.dump(2) << '\n';
+  return 0;
+}
+
 }  // namespace
 
 int runTablesCommand(const std::vector<std::string> &arguments, const std::map<std::string, std::string> &settings) {
-  if (arguments.empty()) throw TablesCommandError{"db needs init, load FILE|- or dump TABLE"};
+  if (arguments.empty()) throw TablesCommandError{"db needs init, load FILE|-, dump TABLE or catalog"};
   const std::string &action = arguments.front();
   if (action == "init" && arguments.size() == 1) return initCommand(settings);
   if (action == "load" && arguments.size() == 2) return loadCommand(arguments[1], settings);
   if (action == "dump" && arguments.size() == 2) return dumpCommand(arguments[1], settings);
-  throw TablesCommandError{"db needs init, load FILE|- or dump TABLE"};
+  if (action == "catalog" && arguments.size() == 1) return catalogCommand();
+  throw TablesCommandError{"db needs init, load FILE|-, dump TABLE or catalog"};
 }
 
 }  // namespace famoflas

@@ -6,6 +6,11 @@
  * the build); FAMOFLAS_DEFINE_CATALOG(symbol) defines the exported function
  * that returns every entry of that section. No list to keep by hand: a
  * function is in the catalogue exactly when its source object registers it.
+ *
+ * A library built outside this project (against the installed SDK) sets no
+ * section: its entries go to a section of their own and this header defines
+ * its famoflasCatalog, the symbol `famoflas --library` looks for, so
+ * FAMOFLAS_REGISTER is all such a library writes.
  */
 #ifndef FAMOFLAS_CATALOG_H
 #define FAMOFLAS_CATALOG_H
@@ -16,6 +21,7 @@
  * (a test program, say) gets a section of its own. */
 #ifndef FAMOFLAS_CATALOG_SECTION
 #define FAMOFLAS_CATALOG_SECTION famoflas_host_catalog
+#define FAMOFLAS_CATALOG_IMPLICIT 1
 #endif
 
 #define FAMOFLAS_CATALOG_STRINGIFY2(x) #x
@@ -28,16 +34,23 @@
   static const BSFN_CATALOG_ENTRY famoflasCatalogEntry_##fn = {#fn, fn, tmpl, source};
 
 /* The linker defines these bounds of the section (one pair per shared object). */
-#define FAMOFLAS_DEFINE_CATALOG(symbol)                                                      \
+#define FAMOFLAS_CATALOG_FUNCTION(linkage, symbol)                                           \
   extern "C" const BSFN_CATALOG_ENTRY FAMOFLAS_CATALOG_CONCAT(__start_, FAMOFLAS_CATALOG_SECTION)[] \
       __attribute__((weak, visibility("hidden")));                                          \
   extern "C" const BSFN_CATALOG_ENTRY FAMOFLAS_CATALOG_CONCAT(__stop_, FAMOFLAS_CATALOG_SECTION)[] \
       __attribute__((weak, visibility("hidden")));                                          \
-  extern "C" VYR_EXPORT const BSFN_CATALOG_ENTRY *symbol(size_t *lpnCount) {                \
+  extern "C" linkage VYR_EXPORT const BSFN_CATALOG_ENTRY *symbol(size_t *lpnCount) {        \
     const BSFN_CATALOG_ENTRY *first = FAMOFLAS_CATALOG_CONCAT(__start_, FAMOFLAS_CATALOG_SECTION); \
     const BSFN_CATALOG_ENTRY *last = FAMOFLAS_CATALOG_CONCAT(__stop_, FAMOFLAS_CATALOG_SECTION);   \
     if (lpnCount != NULL) *lpnCount = (first != NULL && last != NULL) ? (size_t)(last - first) : 0; \
     return first;                                                                           \
   }
+#define FAMOFLAS_DEFINE_CATALOG(symbol) FAMOFLAS_CATALOG_FUNCTION(, symbol)
+
+/* Every source file of such a library carries the same inline definition; the
+ * linker keeps one, and `used` keeps it in a file that registers nothing. */
+#ifdef FAMOFLAS_CATALOG_IMPLICIT
+FAMOFLAS_CATALOG_FUNCTION(inline __attribute__((used)), famoflasCatalog)
+#endif
 
 #endif /* FAMOFLAS_CATALOG_H */

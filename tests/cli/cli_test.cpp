@@ -276,12 +276,18 @@ TEST_F(Command, ListDescribeHelpAndVersion) {
   EXPECT_EQ(r.out.rfind("famoflas ", 0), 0u);
 }
 
+// The libraries are looked for beside the platform library the command runs
+// on, here a copy that stands alone in a folder of its own.
 TEST_F(Command, MissingLibraryIsAClearError) {
-  fs::create_directories(dir / "bin");
-  fs::copy_file(kCommand, dir / "bin" / "famoflas");
-  const Outcome r = run({"list"}, "", (dir / "bin" / "famoflas").string());
+  const fs::path lib = dir / "lib";
+  fs::create_directories(lib);
+  fs::copy_file(fs::path(kCommand).parent_path().parent_path() / "lib" / "libvyrplatform.so", lib / "libvyrplatform.so");
+  std::ofstream(dir / "famoflas") << "#!/bin/sh\nLD_LIBRARY_PATH='" << lib.string() << "' exec '" << kCommand
+                                  << "' \"$@\"\n";
+  fs::permissions(dir / "famoflas", fs::perms::owner_all, fs::perm_options::add);
+  const Outcome r = run({"list"}, "", (dir / "famoflas").string());
   EXPECT_EQ(r.status, 69);
-  EXPECT_NE(r.err.find("libfamoflas.so is missing"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("library " + (lib / "libfamoflas.so").string() + " is missing"), std::string::npos) << r.err;
 }
 
 }  // namespace
