@@ -2,6 +2,13 @@
 // numbered indexes. Index 1 of every table is unique: it is how a row once
 // fetched is found again. Where the business functions leave a column open,
 // the choice made here is noted beside it.
+//
+// This is the one description of each table. The build writes vyrtables.h
+// from it (the type and offset of every column, the size of every row and key
+// record); a library that keeps its own packed record of a table states which
+// columns it mirrors with the checks of vyrrecord.h, so a width changed here
+// and not there stops the build. Libraries built elsewhere state their record
+// sizes at run time with VDB_CheckRecordSize.
 #include <string>
 
 #include "db/catalog.h"
