@@ -261,8 +261,8 @@ template <class Char>
     out[--position] = static_cast<Char>(kDigitPairs[pair]);
   }
   if (value >= 10) {
-    out[--position] = static_cast<Char>(kDigitPairs[value * 2 + 1]);
-    out[--position] = static_cast<Char>(kDigitPairs[value * 2]);
+    out[--position] = static_cast<Char>(kDigitPairs[size_t{value} * 2 + 1]);
+    out[--position] = static_cast<Char>(kDigitPairs[size_t{value} * 2]);
   } else {
     out[--position] = static_cast<Char>('0' + value);
   }

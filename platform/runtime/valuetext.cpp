@@ -39,7 +39,7 @@ std::string formatString(uint32_t width, const void *bytes) {
   const auto *units = static_cast<const unsigned char *>(bytes);
   for (uint32_t i = 0; i < width; ++i) {
     char16_t unit;
-    std::memcpy(&unit, units + 2 * i, sizeof unit);
+    std::memcpy(&unit, units + size_t{2} * i, sizeof unit);
     if (unit == 0) break;
     text.push_back(unit);
   }
