@@ -395,7 +395,7 @@ void Service::install(httplib::Server &server) {
     answerError(res, res.status, why);
     return httplib::Server::HandlerResponse::Handled;
   }));
-  server.set_exception_handler([](const httplib::Request &, httplib::Response &res, std::exception_ptr) {
+  server.set_exception_handler([](const httplib::Request &, httplib::Response &res, const std::exception_ptr &) {
     answerError(res, 500, "internal error");
   });
   server.set_logger([this](const httplib::Request &req, const httplib::Response &res) {
