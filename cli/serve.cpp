@@ -426,7 +426,8 @@ class StopOnSignal {
   }
   ~StopOnSignal() {
     finished_ = true;
-    pthread_kill(waiter_.native_handle(), SIGTERM);
+    // Wakes the waiter's sigwait, where SIGTERM is blocked: nothing is terminated.
+    pthread_kill(waiter_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
     waiter_.join();
     pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
   }

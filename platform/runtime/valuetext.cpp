@@ -62,6 +62,7 @@ bool parseString(uint32_t width, std::string_view text, void *bytes, std::string
   }
   auto *out = static_cast<unsigned char *>(bytes);
   std::memset(out, 0, (size_t(width) + 1) * 2);
+  // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the memset above wrote the terminator
   std::memcpy(out, units.data(), units.size() * 2);
   return true;
 }
