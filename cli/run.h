@@ -49,6 +49,7 @@ struct CallRequest {
   std::optional<nlohmann::json> report;  // report state attached to the context (docs/report-state.md)
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): the implicit move of nlohmann::json is noexcept; tidy reads its internals
 struct CallOutcome {
   bool ran = false;           // false: refused before the call, see error
   std::string error;
@@ -86,6 +87,7 @@ bool parseRequestJson(std::string_view text, nlohmann::json *document, std::stri
 bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::string> &base, bool takesSettings,
                   CallRequest *request, std::string *error);
 
+// NOLINTNEXTLINE(bugprone-exception-escape): as CallOutcome
 struct BatchLineOutcome {
   bool ran = false;
   std::string error;              // why the line did not run

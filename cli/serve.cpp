@@ -399,7 +399,7 @@ void Service::install(httplib::Server &server) {
     answerError(res, res.status, why);
     return httplib::Server::HandlerResponse::Handled;
   }));
-  server.set_exception_handler([](const httplib::Request &, httplib::Response &res, std::exception_ptr) {
+  server.set_exception_handler([](const httplib::Request &, httplib::Response &res, const std::exception_ptr &) {
     answerError(res, 500, "internal error");
   });
   // Counted before the answer is written, so that a client that has its
@@ -432,7 +432,8 @@ class StopOnSignal {
   }
   ~StopOnSignal() {
     finished_ = true;
-    pthread_kill(waiter_.native_handle(), SIGTERM);
+    // Wakes the waiter's sigwait, where SIGTERM is blocked: nothing is terminated.
+    pthread_kill(waiter_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
     waiter_.join();
     pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
   }

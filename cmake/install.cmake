@@ -29,6 +29,8 @@ install(TARGETS famoflas_cli vyrplatform famoflas_library famoflas_companions
 # functions take). One include folder, laid out as in the source tree.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/ DESTINATION ${FAMOFLAS_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
+# vyrrecord.h checks records against the catalogue's layouts, written at build time.
+install(FILES ${CMAKE_BINARY_DIR}/generated/include/vyrtables.h DESTINATION ${FAMOFLAS_INSTALL_INCLUDEDIR})
 foreach(header frame/bsfn.h frame/catalog.h types/dsdesc.h localization/localization.h)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${PROJECT_SOURCE_DIR}/famoflas/${header} DESTINATION ${FAMOFLAS_INSTALL_INCLUDEDIR}/${folder})

@@ -3,6 +3,8 @@
 
 #include <string.h>
 
+#include "vyrrecord.h"
+
 static const char kSource[] = "C0000005";
 
 namespace {
@@ -17,12 +19,18 @@ typedef struct {  // index 1: SY, RT, KY
   JCHAR szRecordType[3];
   JCHAR szUserDefinedCode[11];
 } UdcKey;
+VYR_KEY_RECORD(UdcKey, F0005, 1);
+VYR_MEMBER_IS(UdcKey, szProductCode, F0005, SY);
+VYR_MEMBER_IS(UdcKey, szRecordType, F0005, RT);
 
 typedef struct {  // the columns of kColumns
   JCHAR szDescription001[31];
   JCHAR szDescription002[31];
   JCHAR szSpecialHandlingCode[11];
 } UdcRow;
+VYR_MEMBER_IS(UdcRow, szDescription001, F0005, DL01);
+VYR_MEMBER_IS(UdcRow, szDescription002, F0005, DL02);
+VYR_MEMBER_IS(UdcRow, szSpecialHandlingCode, F0005, SPHD);
 #pragma pack(pop)
 
 // Fetches the row of the key; FALSE with an error set when the table cannot be

@@ -2,6 +2,13 @@
 // numbered indexes. Index 1 of every table is unique: it is how a row once
 // fetched is found again. Where the business functions leave a column open,
 // the choice made here is noted beside it.
+//
+// This is the one description of each table. The build writes vyrtables.h
+// from it (the type and offset of every column, the size of every row and key
+// record); a library that keeps its own packed record of a table states which
+// columns it mirrors with the checks of vyrrecord.h, so a width changed here
+// and not there stops the build. Libraries built elsewhere state their record
+// sizes at run time with VDB_CheckRecordSize.
 #include <string>
 
 #include "db/catalog.h"
@@ -39,10 +46,10 @@ std::vector<TableSpec> declare() {
   return {
       {u"F0002", "next numbers by system",
        join({{str(u"SY", 4)},
-             numbered(u"UD", 10, 2, [](std::u16string a) { return str(a, 30); }),
-             numbered(u"N0", 10, 2, [](std::u16string a) { return num(a, 8); }),
+             numbered(u"UD", 10, 2, [](const std::u16string &a) { return str(a, 30); }),
+             numbered(u"N0", 10, 2, [](const std::u16string &a) { return num(a, 8); }),
              // One check-digit flag per next-number index ("Y": numbers carry a check digit); named here.
-             numbered(u"CK", 10, 2, [](std::u16string a) { return chr(a); })}),
+             numbered(u"CK", 10, 2, [](const std::u16string &a) { return chr(a); })}),
        {unique(1, {asc(u"SY")})}},
 
       {u"F00021", "next numbers by company and fiscal year",
@@ -69,14 +76,14 @@ std::vector<TableSpec> declare() {
        join({{str(u"MMCU", 12), str(u"WDCT", 10), str(u"WDCK", 10),
               num(u"CTRY", 2),  // century code: 0 for 19xx, 1 for 20xx
               num(u"YR", 2), num(u"MT", 2), chr(u"SHFT")},
-             numbered(u"TD", 31, 2, [](std::u16string a) { return chr(a); })}),
+             numbered(u"TD", 31, 2, [](const std::u16string &a) { return chr(a); })}),
        {unique(1, {asc(u"CTRY"), asc(u"YR"), asc(u"MT"), asc(u"MMCU"), asc(u"WDCT"), asc(u"WDCK"), asc(u"SHFT")}),
         unique(2, {asc(u"MMCU"), asc(u"WDCT"), asc(u"WDCK"), asc(u"CTRY"), asc(u"YR"), asc(u"MT"), asc(u"SHFT")})}},
 
       {u"F0008", "fiscal date patterns",
        join({{chr(u"DTPN"), date(u"DFYJ"),
               num(u"FQ", 2)},  // number of periods in the fiscal year (chosen here)
-             numbered(u"D", 14, 2, [](std::u16string a) { return date(a + u"J"); })}),  // period end dates
+             numbered(u"D", 14, 2, [](const std::u16string &a) { return date(a + u"J"); })}),  // period end dates
        {unique(1, {asc(u"DTPN"), asc(u"DFYJ")})}},
 
       {u"F0010", "company constants (company 00000: installation defaults)",

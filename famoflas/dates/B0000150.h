@@ -14,6 +14,7 @@
 #define FAMOFLAS_DATES_B0000150_H
 
 #include "frame/bsfn.h"
+#include "vyrrecord.h"
 
 /* Advance modes. */
 #define B0000150_MODE_COUNT_WORK_DAYS u'1'
@@ -42,6 +43,10 @@ typedef struct tagKEY2_F0007 {
   MATH_NUMERIC mnMonth;     /* MT */
   JCHAR cShiftCode;         /* SHFT */
 } KEY2_F0007;
+VYR_KEY_RECORD(KEY2_F0007, F0007, 2);
+VYR_MEMBER_IS(KEY2_F0007, szBusinessUnit, F0007, MMCU);
+VYR_MEMBER_IS(KEY2_F0007, szCalendarType, F0007, WDCT);
+VYR_MEMBER_IS(KEY2_F0007, szCalendarKey, F0007, WDCK);
 
 /* The 37 columns the calendar is read with: MMCU, WDCT, WDCK, YR, MT, SHFT, TD01-TD31. */
 typedef struct tagDSF0007_WORKDAYS {
@@ -53,6 +58,13 @@ typedef struct tagDSF0007_WORKDAYS {
   JCHAR cShiftCode;
   JCHAR acDayFlags[31]; /* TD01 ... TD31 */
 } DSF0007_WORKDAYS;
+VYR_MEMBER_IS(DSF0007_WORKDAYS, szBusinessUnit, F0007, MMCU);
+VYR_MEMBER_IS(DSF0007_WORKDAYS, szCalendarType, F0007, WDCT);
+VYR_MEMBER_IS(DSF0007_WORKDAYS, szCalendarKey, F0007, WDCK);
+VYR_MEMBER_IS(DSF0007_WORKDAYS, mnYear, F0007, YR);
+VYR_MEMBER_IS(DSF0007_WORKDAYS, mnMonth, F0007, MT);
+VYR_MEMBER_IS(DSF0007_WORKDAYS, cShiftCode, F0007, SHFT);
+VYR_MEMBERS_ARE(DSF0007_WORKDAYS, acDayFlags, F0007, TD01, 31);
 
 #pragma pack(pop)
 

@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "frame/bsfn.h"
+#include "vyrrecord.h"
 
 #pragma pack(push, 1)
 /* The key of both look-ups. */
@@ -17,6 +18,8 @@ typedef struct tagDATEPATTERNKEY {
   JCHAR cDatePattern;         /* DTPN */
   VYRDATE jdFiscalYearBegin;  /* DFYJ */
 } DATEPATTERNKEY;
+VYR_KEY_RECORD(DATEPATTERNKEY, F0008, 1);
+VYR_KEY_RECORD(DATEPATTERNKEY, F0010, 2);
 
 /* The row either look-up reads: DTPN, DFYJ and, in F0008 only, FQ. */
 typedef struct tagDATEPATTERNROW {
@@ -24,6 +27,11 @@ typedef struct tagDATEPATTERNROW {
   VYRDATE jdFiscalYearBegin;
   MATH_NUMERIC mnPeriods;
 } DATEPATTERNROW;
+VYR_MEMBER_IS(DATEPATTERNROW, cDatePattern, F0008, DTPN);
+VYR_MEMBER_IS(DATEPATTERNROW, jdFiscalYearBegin, F0008, DFYJ);
+VYR_MEMBER_IS(DATEPATTERNROW, mnPeriods, F0008, FQ);
+VYR_MEMBER_IS(DATEPATTERNROW, cDatePattern, F0010, DTPN);
+VYR_MEMBER_IS(DATEPATTERNROW, jdFiscalYearBegin, F0010, DFYJ);
 #pragma pack(pop)
 
 /*

@@ -4,6 +4,8 @@
 
 #include <string.h>
 
+#include "vyrrecord.h"
+
 namespace {
 
 const char kSource[] = "B0000033";
@@ -28,6 +30,16 @@ typedef struct {
   MATH_NUMERIC mnMultiplier;   // CRR
   MATH_NUMERIC mnDivisor;      // CRRD
 } RateRow;
+VYR_ROW_RECORD(RateRow, F0015);
+VYR_ROW_MEMBER(RateRow, szToCurrency, F0015, CRDC);
+VYR_ROW_MEMBER(RateRow, mnAddressNumber, F0015, AN8);
+VYR_ROW_MEMBER(RateRow, szRateType, F0015, RTTYP);
+VYR_ROW_MEMBER(RateRow, jdEffective, F0015, EFT);
+VYR_ROW_MEMBER(RateRow, cMethod3, F0015, CSR);
+VYR_ROW_MEMBER(RateRow, cConversionMethod, F0015, CRCM);
+VYR_ROW_MEMBER(RateRow, szTriangulation, F0015, CRCX);
+VYR_ROW_MEMBER(RateRow, mnMultiplier, F0015, CRR);
+VYR_ROW_MEMBER(RateRow, mnDivisor, F0015, CRRD);
 
 // Key of index 3.
 typedef struct {
@@ -37,6 +49,10 @@ typedef struct {
   JCHAR szRateType[3];
   VYRDATE jdEffective;
 } RateKey;
+VYR_KEY_RECORD(RateKey, F0015, 3);
+VYR_MEMBER_IS(RateKey, szFromCurrency, F0015, CRCD);
+VYR_MEMBER_IS(RateKey, szToCurrency, F0015, CRDC);
+VYR_MEMBER_IS(RateKey, szRateType, F0015, RTTYP);
 #pragma pack(pop)
 
 // Selects the key's rows that the selection admits; TRUE when a first row came.

@@ -4,6 +4,8 @@
 
 #include <string.h>
 
+#include "vyrrecord.h"
+
 namespace {
 
 const char kSource[] = "B0000034";
@@ -24,16 +26,24 @@ typedef struct {
   JCHAR cBKTX;              // BKTX
   JCHAR cABIN;              // ABIN
 } CompanyCurrencyRow;
+VYR_MEMBER_IS(CompanyCurrencyRow, szCompany, F0010, CO);
+VYR_MEMBER_IS(CompanyCurrencyRow, szCurrencyCode, F0010, CRCD);
+VYR_MEMBER_IS(CompanyCurrencyRow, cBKTX, F0010, BKTX);
+VYR_MEMBER_IS(CompanyCurrencyRow, cABIN, F0010, ABIN);
 
 typedef struct {
   JCHAR szCompany[6];          // CO
   JCHAR cCurrencyConversion;   // CRYR
 } ConversionRow;
+VYR_MEMBER_IS(ConversionRow, szCompany, F0010, CO);
+VYR_MEMBER_IS(ConversionRow, cCurrencyConversion, F0010, CRYR);
 
 typedef struct {
   JCHAR szCurrencyCode[4];  // CRCD
   JCHAR cDecimals;          // CDEC
 } DecimalsRow;
+VYR_MEMBER_IS(DecimalsRow, szCurrencyCode, F0013, CRCD);
+VYR_MEMBER_IS(DecimalsRow, cDecimals, F0013, CDEC);
 #pragma pack(pop)
 
 // The widest key of the readers: CO, five positions and the terminator.

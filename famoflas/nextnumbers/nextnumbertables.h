@@ -8,6 +8,7 @@
 #define FAMOFLAS_NEXTNUMBERS_NEXTNUMBERTABLES_H
 
 #include "frame/bsfn.h"
+#include "vyrrecord.h"
 
 /* Number of next-number indexes of one F0002 row. */
 #define NEXTNUMBER_INDEXES 10
@@ -27,10 +28,15 @@ typedef struct tagROW_F0002 {
   MATH_NUMERIC mnNextNumber[NEXTNUMBER_INDEXES];  /* N001-N010 */
   JCHAR cCheckDigit[NEXTNUMBER_INDEXES];          /* CK01-CK10: "Y" when the index's numbers carry one */
 } ROW_F0002;
+VYR_ROW_RECORD(ROW_F0002, F0002);
+VYR_ROW_MEMBER(ROW_F0002, szDescription, F0002, UD01);
+VYR_ROW_MEMBER(ROW_F0002, mnNextNumber, F0002, N001);
+VYR_ROW_MEMBER(ROW_F0002, cCheckDigit, F0002, CK01);
 
 typedef struct tagKEY1_F0002 {
   JCHAR szSystemCode[5]; /* SY */
 } KEY1_F0002;
+VYR_KEY_RECORD(KEY1_F0002, F0002, 1);
 
 /* F00021, every column in catalogue order; its first four columns are index 1. */
 typedef struct tagROW_F00021 {
@@ -42,6 +48,13 @@ typedef struct tagROW_F00021 {
   JCHAR cImbedDigits;         /* IMB: "1" or "2" fiscal-year digits to imbed */
   JCHAR cCheckDigit;          /* CK01: "Y" when the numbers carry a check digit */
 } ROW_F00021;
+VYR_ROW_RECORD(ROW_F00021, F00021);
+VYR_ROW_MEMBER(ROW_F00021, szDocumentType, F00021, DCT);
+VYR_ROW_MEMBER(ROW_F00021, mnCentury, F00021, CTRY);
+VYR_ROW_MEMBER(ROW_F00021, mnFiscalYear, F00021, FY);
+VYR_ROW_MEMBER(ROW_F00021, mnNextNumber, F00021, N001);
+VYR_ROW_MEMBER(ROW_F00021, cImbedDigits, F00021, IMB);
+VYR_ROW_MEMBER(ROW_F00021, cCheckDigit, F00021, CK01);
 
 typedef struct tagKEY1_F00021 {
   JCHAR szCompany[6];
@@ -49,21 +62,27 @@ typedef struct tagKEY1_F00021 {
   MATH_NUMERIC mnCentury;
   MATH_NUMERIC mnFiscalYear;
 } KEY1_F00021;
+VYR_KEY_RECORD(KEY1_F00021, F00021, 1);
 
 /* F00022, every column in catalogue order; index 1 is OBNM. */
 typedef struct tagROW_F00022 {
   JCHAR szObjectName[11];      /* OBNM */
   MATH_NUMERIC mnUniqueKeyId;  /* UKID: the next free identifier */
 } ROW_F00022;
+VYR_ROW_RECORD(ROW_F00022, F00022);
+VYR_ROW_MEMBER(ROW_F00022, mnUniqueKeyId, F00022, UKID);
 
 typedef struct tagKEY1_F00022 {
   JCHAR szObjectName[11];
 } KEY1_F00022;
+VYR_KEY_RECORD(KEY1_F00022, F00022, 1);
 
 /* F0101 index 1 (AN8); also the row of F0101 or F90CA001 opened with AN8 alone. */
 typedef struct tagKEY1_F0101 {
   MATH_NUMERIC mnAddressNumber;
 } KEY1_F0101;
+VYR_KEY_RECORD(KEY1_F0101, F0101, 1);
+VYR_KEY_RECORD(KEY1_F0101, F90CA001, 1);
 
 /* F90CA001, every column in catalogue order; index 1 is AN8. */
 typedef struct tagROW_F90CA001 {
@@ -72,16 +91,23 @@ typedef struct tagROW_F90CA001 {
   JCHAR szMachineKey[16];        /* MKEY */
   VYRDATE jdDistributed;         /* DTDS */
 } ROW_F90CA001;
+VYR_ROW_RECORD(ROW_F90CA001, F90CA001);
+VYR_ROW_MEMBER(ROW_F90CA001, cStatus, F90CA001, DSTS);
+VYR_ROW_MEMBER(ROW_F90CA001, szMachineKey, F90CA001, MKEY);
+VYR_ROW_MEMBER(ROW_F90CA001, jdDistributed, F90CA001, DTDS);
 
 typedef struct tagKEY1_F90CA001 {
   MATH_NUMERIC mnAddressNumber;
 } KEY1_F90CA001;
+VYR_KEY_RECORD(KEY1_F90CA001, F90CA001, 1);
 
 /* F90CA001 index 2: status, then number, so the first row of a status is its lowest number. */
 typedef struct tagKEY2_F90CA001 {
   JCHAR cStatus;
   MATH_NUMERIC mnAddressNumber;
 } KEY2_F90CA001;
+VYR_KEY_RECORD(KEY2_F90CA001, F90CA001, 2);
+VYR_MEMBER_IS(KEY2_F90CA001, cStatus, F90CA001, DSTS);
 
 /*
  * F0411 and F03B11 opened with DOC, DCT, KCO; the same three lead their
@@ -92,6 +118,12 @@ typedef struct tagROW_LEDGERDOC {
   JCHAR szDocumentType[3];   /* DCT */
   JCHAR szCompany[6];        /* KCO */
 } ROW_LEDGERDOC;
+VYR_MEMBER_IS(ROW_LEDGERDOC, mnDocument, F0411, DOC);
+VYR_MEMBER_IS(ROW_LEDGERDOC, szDocumentType, F0411, DCT);
+VYR_MEMBER_IS(ROW_LEDGERDOC, szCompany, F0411, KCO);
+VYR_MEMBER_IS(ROW_LEDGERDOC, mnDocument, F03B11, DOC);
+VYR_MEMBER_IS(ROW_LEDGERDOC, szDocumentType, F03B11, DCT);
+VYR_MEMBER_IS(ROW_LEDGERDOC, szCompany, F03B11, KCO);
 
 /* F0911 opened with KCO, DCT, DOC for the duplicate search. */
 typedef struct tagROW_F0911DOC {
@@ -99,6 +131,9 @@ typedef struct tagROW_F0911DOC {
   JCHAR szDocumentType[3];
   MATH_NUMERIC mnDocument;
 } ROW_F0911DOC;
+VYR_MEMBER_IS(ROW_F0911DOC, szCompany, F0911, KCO);
+VYR_MEMBER_IS(ROW_F0911DOC, szDocumentType, F0911, DCT);
+VYR_MEMBER_IS(ROW_F0911DOC, mnDocument, F0911, DOC);
 
 /*
  * F0911 index 1: DCT, DOC, KCO, DGJ, JELN, LT, EXTL. Opened with those seven
@@ -114,6 +149,11 @@ typedef struct tagKEY1_F0911 {
   JCHAR szLedgerType[3];    /* LT */
   JCHAR szExtension[3];     /* EXTL */
 } KEY1_F0911;
+VYR_KEY_RECORD(KEY1_F0911, F0911, 1);
+VYR_MEMBER_IS(KEY1_F0911, szDocumentType, F0911, DCT);
+VYR_MEMBER_IS(KEY1_F0911, szCompany, F0911, KCO);
+VYR_MEMBER_IS(KEY1_F0911, szLedgerType, F0911, LT);
+VYR_MEMBER_IS(KEY1_F0911, szExtension, F0911, EXTL);
 
 #pragma pack(pop)
 

@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "frame/companions.h"
+#include "vyrrecord.h"
 
 namespace {
 
@@ -34,11 +35,20 @@ typedef struct {
   VYRDATE jdDateUpdated;      // UPMJ
   MATH_NUMERIC mnTimeUpdated; // UPMT
 } PolicyRow;
+VYR_ROW_RECORD(PolicyRow, F98QXSEC);
+VYR_ROW_MEMBER(PolicyRow, szRecordType, F98QXSEC, QXTYP);
+VYR_ROW_MEMBER(PolicyRow, lpPolicy, F98QXSEC, SRVBLOBA);
+VYR_ROW_MEMBER(PolicyRow, szUserId, F98QXSEC, USER);
+VYR_ROW_MEMBER(PolicyRow, szProgramId, F98QXSEC, PID);
+VYR_ROW_MEMBER(PolicyRow, szWorkstationId, F98QXSEC, JOBN);
+VYR_ROW_MEMBER(PolicyRow, jdDateUpdated, F98QXSEC, UPMJ);
+VYR_ROW_MEMBER(PolicyRow, mnTimeUpdated, F98QXSEC, UPMT);
 
 // Key of index 2: the user key alone.
 typedef struct {
   JCHAR szUserKey[11];
 } PolicyKey;
+VYR_KEY_RECORD(PolicyKey, F98QXSEC, 2);
 #pragma pack(pop)
 
 void BuildPolicyKey(PolicyKey *lpKey) {

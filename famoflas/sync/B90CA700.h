@@ -19,6 +19,7 @@
 #define B90CA700_H
 
 #include "frame/bsfn.h"
+#include "vyrrecord.h"
 #include "xerceswrapper.h"
 
 /* Widths (with terminator) of the texts of the sync context. */
@@ -64,6 +65,10 @@ typedef struct tagB90CA700_UDCKEY {
   JCHAR szRecordType[3];
   JCHAR szDescription[31];
 } B90CA700_UDCKEY, *LPB90CA700_UDCKEY;
+VYR_KEY_RECORD(B90CA700_UDCKEY, F0005, 2);
+VYR_KEY_RECORD(B90CA700_UDCKEY, F0005, 3);
+VYR_MEMBER_IS(B90CA700_UDCKEY, szProductCode, F0005, SY);
+VYR_MEMBER_IS(B90CA700_UDCKEY, szRecordType, F0005, RT);
 #pragma pack(pop)
 
 /*

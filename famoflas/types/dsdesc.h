@@ -33,6 +33,7 @@
 #define FAMOFLAS_DS_CTYPE_INT(name, width) int32_t name;
 #define FAMOFLAS_DS_CTYPE_ID(name, width) ID name;
 #define FAMOFLAS_DS_CTYPE_SHORT(name, width) int16_t name;
+/* NOLINTNEXTLINE(bugprone-macro-parentheses): name is the member being declared */
 #define FAMOFLAS_DS_CTYPE_POINTER(name, width) void *name;
 #define FAMOFLAS_DS_CTYPE_BYTES(name, width) unsigned char name[width];
 
@@ -54,6 +55,7 @@
    (uint32_t)sizeof(((S *)0)->name)},
 
 #define FAMOFLAS_DS(S, MEMBERS)                                                    \
+  /* NOLINTNEXTLINE(bugprone-macro-parentheses): S is the type being declared */   \
   _Pragma("pack(push, 1)") typedef struct tag##S{MEMBERS(FAMOFLAS_DS_FIELD, S)} S, \
       *LP##S;                                                                      \
   _Pragma("pack(pop)") inline const DSTMPL_MEMBER S##_members[] = {                \

@@ -99,7 +99,7 @@ KeyColumn desc(std::u16string_view alias) { return KeyColumn{alias, true}; }
 IndexSpec unique(ID id, std::vector<KeyColumn> keys) { return IndexSpec{id, std::move(keys), true}; }
 IndexSpec index(ID id, std::vector<KeyColumn> keys) { return IndexSpec{id, std::move(keys), false}; }
 
-void addTables(std::vector<TableSpec> tables) {
+void addTables(const std::vector<TableSpec> &tables) {
   Registry &r = registry();
   std::lock_guard<std::mutex> guard(r.lock);
   for (const TableSpec &declared : tables) {

@@ -84,7 +84,7 @@ struct TableSpec {
 // Adds tables to the catalogue. A schema file calls it from a static
 // initialiser (see CatalogSection); a table declared twice keeps its first
 // declaration and the second is reported by catalogProblems().
-void addTables(std::vector<TableSpec> tables);
+void addTables(const std::vector<TableSpec> &tables);
 
 struct CatalogSection {
   explicit CatalogSection(std::vector<TableSpec> (*declare)()) { addTables(declare()); }

@@ -198,6 +198,11 @@ struct Request {
   std::vector<Value> keyValues;    // key of the statement being run
   std::vector<Value> writeValues;  // written values of the statement being run (two per column)
   bool closed = false;
+
+  // VDB_CheckRecordSize: a record the caller stated in another size than the
+  // catalogue's refuses the request; a stated key record bounds nKeys on its index.
+  bool layoutRefused = false;
+  std::vector<int> statedKeyFields;  // per index, -1 while unstated (empty: none stated)
 };
 
 // ---- Users ------------------------------------------------------------------------------

@@ -162,7 +162,7 @@ DateForm dateToStored(const VYRDATE &date, int64_t *stored) {
   const year_month_day ymd{year{date.nYear}, month{static_cast<unsigned>(date.nMonth)},
                            day{static_cast<unsigned>(date.nDay)}};
   if (date.nMonth < 1 || date.nDay < 1 || !ymd.ok()) return DateForm::Invalid;
-  *stored = int64_t{date.nYear} * 10000 + date.nMonth * 100 + date.nDay;
+  *stored = int64_t{date.nYear} * 10000 + int64_t{date.nMonth} * 100 + date.nDay;
   return DateForm::Valid;
 }
 

@@ -57,6 +57,11 @@ bool access(HREQUEST hRequest, std::string_view operation, Access &a) {
   a.guard = std::unique_lock<std::mutex>(a.user->lock);
   a.operation = operation;
   if (a.request->closed || a.user->closed) return false;
+  if (a.request->layoutRefused) {
+    a.fail("refused: a record stated for " + nameText(*a.request->table) +
+           " does not match the catalogue (VDB_CheckRecordSize)");
+    return false;
+  }
   if (!a.user->failSetting->empty() && faultRequested(a.user->context, operation, a.request->table->name)) {
     a.fail("failure forced by the fail setting for " + nameText(*a.request->table));
     return false;
@@ -477,6 +482,12 @@ bool resolveKeys(Access &a, ID idIndex, const void *key, short nKeys, bool nullK
   if (nKeys < 0 || static_cast<size_t>(nKeys) > index->columns.size()) {
     a.fail(std::to_string(nKeys) + " key fields given; index " + std::to_string(id) + " of " + nameText(table) +
            " has " + std::to_string(index->columns.size()));
+    return false;
+  }
+  if (!request.statedKeyFields.empty() && nKeys > request.statedKeyFields[id - 1] &&
+      request.statedKeyFields[id - 1] >= 0) {
+    a.fail(std::to_string(nKeys) + " key fields given; the key record stated for index " + std::to_string(id) +
+           " holds " + std::to_string(request.statedKeyFields[id - 1]));
     return false;
   }
   match.keys = nKeys;
@@ -1065,6 +1076,39 @@ ID assignColumnValue(HREQUEST hRequest, void *lpKey, ID idIndex, const JCHAR *lp
   return kFailure;
 }
 
+ID checkRecordSize(HREQUEST hRequest, ID idIndex, size_t size) {
+  Access a;
+  if (!access(hRequest, "VDB_CheckRecordSize", a)) return kFailure;
+  Request &request = *a.request;
+  const TableDef &table = *request.table;
+  if (idIndex == 0) {
+    if (size == request.rowSize) return VDB_SUCCESS;
+    request.layoutRefused = true;
+    a.fail("row record of " + std::to_string(size) + " bytes; the catalogue lays out " +
+           std::to_string(request.rowSize) + " for the columns of this request of " + nameText(table));
+    return kFailure;
+  }
+  const IndexDef *index = findIndex(table, idIndex);
+  if (index == nullptr) {
+    a.fail("index " + std::to_string(idIndex) + " does not exist (" + nameText(table) + " has " +
+           std::to_string(table.indexes.size()) + ")");
+    return kFailure;
+  }
+  // A key record may hold only the leading fields the caller uses, but it must end at one.
+  for (size_t fields = 1; fields <= index->columns.size(); ++fields) {
+    if (keyOffset(table, *index, fields) != size) continue;
+    if (request.statedKeyFields.empty()) request.statedKeyFields.assign(table.indexes.size(), -1);
+    request.statedKeyFields[idIndex - 1] = static_cast<int>(fields);
+    return VDB_SUCCESS;
+  }
+  request.layoutRefused = true;
+  a.fail("key record of " + std::to_string(size) + " bytes does not end at a key field of index " +
+         std::to_string(idIndex) + " of " + nameText(table) + " (all " +
+         std::to_string(index->columns.size()) + " fields: " +
+         std::to_string(keyOffset(table, *index, index->columns.size())) + " bytes)");
+  return kFailure;
+}
+
 ID freeKeyBuffer(void *lpKey) {
   KeyBuffers &buffers = keyBuffers();
   {
@@ -1254,6 +1298,10 @@ VYR_EXPORT ID VDB_AssignColumnValue(HREQUEST hRequest, void *lpKey, ID idIndex, 
                                     const void *lpValue) {
   return guarded<ID>(kFailure,
                      [&]() -> ID { return assignColumnValue(hRequest, lpKey, idIndex, lpszColumn, lpValue); });
+}
+
+VYR_EXPORT ID VDB_CheckRecordSize(HREQUEST hRequest, ID idIndex, size_t nSize) {
+  return guarded<ID>(kFailure, [&]() -> ID { return checkRecordSize(hRequest, idIndex, nSize); });
 }
 
 VYR_EXPORT ID VDB_FreeKeyBuffer(void *lpKey) {

@@ -198,6 +198,19 @@ VYR_EXPORT ID VDB_FetchForUpdate(HREQUEST hRequest, void *lpRow, int nReserved);
 /* Writes the request's columns of the row last fetched for update. */
 VYR_EXPORT ID VDB_UpdateCurrent(HREQUEST hRequest, const void *lpRow);
 
+/*
+ * States the size of the records the caller passes on the request, so that a
+ * record laid out otherwise than the catalogue says (a library built against
+ * another catalogue) is refused before it is read or written. idIndex 0: the
+ * row record of the request's columns, which must match exactly. idIndex n:
+ * the key record of index n, which must end at one of its key fields; later
+ * calls on that index may then use no more key fields than it holds. On a
+ * mismatch the request refuses every later operation but VDB_CloseTable, and
+ * a trace line gives both sizes. Records compiled in the tree are checked when
+ * they compile instead (vyrrecord.h).
+ */
+VYR_EXPORT ID VDB_CheckRecordSize(HREQUEST hRequest, ID idIndex, size_t nSize);
+
 /* ---- Key buffers -------------------------------------------------------------- */
 
 /* A zeroed key record for index idIndex of the request's table (free with VDB_FreeKeyBuffer); NULL on failure. */

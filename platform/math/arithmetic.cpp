@@ -166,7 +166,7 @@ void ReverseMathNumeric(LPMATH_NUMERIC lpValue) {
   });
 }
 
-short vyrMathGetDecimals(const MATH_NUMERIC *lpValue) { return lpValue ? lpValue->nCurrencyDecimals : 0; }
+short vyrMathGetDecimals(const MATH_NUMERIC *lpValue) { return lpValue ? lpValue->nCurrencyDecimals : short{0}; }
 
 void vyrMathSetCurrencyDecimals(LPMATH_NUMERIC lpValue, short nDecimals) {
   if (lpValue) lpValue->nCurrencyDecimals = nDecimals;

@@ -71,6 +71,7 @@ int digitCount(const U &value) noexcept {
   if constexpr (std::is_same_v<U, u128>) {
     // From the bit length: 1233/4096 is just above log10(2), so the estimate
     // is the count or one less.
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a 64-bit shift of a 128-bit value is defined
     const uint64_t high = static_cast<uint64_t>(value >> 64);
     const int bits = high != 0 ? 128 - __builtin_clzll(high)
                                : 64 - __builtin_clzll(static_cast<uint64_t>(value) | 1);
@@ -88,6 +89,7 @@ U widen(u128 value) {
   if constexpr (std::is_same_v<U, u128>) {
     return value;
   } else {
+    // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a 64-bit shift of a 128-bit value is defined
     U wide = static_cast<uint64_t>(value >> 64);
     wide <<= 64;
     wide |= static_cast<uint64_t>(value);
@@ -261,8 +263,8 @@ template <class Char>
     out[--position] = static_cast<Char>(kDigitPairs[pair]);
   }
   if (value >= 10) {
-    out[--position] = static_cast<Char>(kDigitPairs[value * 2 + 1]);
-    out[--position] = static_cast<Char>(kDigitPairs[value * 2]);
+    out[--position] = static_cast<Char>(kDigitPairs[size_t{value} * 2 + 1]);
+    out[--position] = static_cast<Char>(kDigitPairs[size_t{value} * 2]);
   } else {
     out[--position] = static_cast<Char>('0' + value);
   }

@@ -213,7 +213,7 @@ bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string
     return fail("cannot load " + path + ": " + (why ? why : "unknown reason"));
   }
   // Closes the library again unless its catalogue ends up registered.
-  auto refuse = [&](std::string why) {
+  auto refuse = [&](const std::string &why) {
     dlclose(handle);
     return fail(path + ": " + why + "; nothing of it is registered");
   };

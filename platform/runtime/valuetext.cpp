@@ -39,7 +39,7 @@ std::string formatString(uint32_t width, const void *bytes) {
   const auto *units = static_cast<const unsigned char *>(bytes);
   for (uint32_t i = 0; i < width; ++i) {
     char16_t unit;
-    std::memcpy(&unit, units + 2 * i, sizeof unit);
+    std::memcpy(&unit, units + size_t{2} * i, sizeof unit);
     if (unit == 0) break;
     text.push_back(unit);
   }
@@ -62,6 +62,7 @@ bool parseString(uint32_t width, std::string_view text, void *bytes, std::string
   }
   auto *out = static_cast<unsigned char *>(bytes);
   std::memset(out, 0, (size_t(width) + 1) * 2);
+  // NOLINTNEXTLINE(bugprone-not-null-terminated-result): the memset above wrote the terminator
   std::memcpy(out, units.data(), units.size() * 2);
   return true;
 }

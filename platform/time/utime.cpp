@@ -76,7 +76,7 @@ int setFields(LPUTIME time, int y, int mo, int d, int h, int mi, int s, const JC
   if (y < 1 || y > 9999 || !vyr::cal::isRealDate(y, mo, d) || h < 0 || h > 23 || mi < 0 || mi > 59 || s < 0 ||
       s > 59)
     return 1;
-  const sys_days day{year{y} / month{static_cast<unsigned>(mo)} / static_cast<unsigned>(d)};
+  const sys_days day{year{y} / month{static_cast<unsigned>(mo)} / std::chrono::day{static_cast<unsigned>(d)}};
   time->llMicroseconds = instantOf(day, hours{h} + minutes{mi} + seconds{s}, zoneMinutes);
   time->nDisplayZoneMinutes = static_cast<short>(zoneMinutes);
   time->cSet = 1;

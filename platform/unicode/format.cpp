@@ -288,6 +288,7 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
     case u'i': {
       bool ok;
       if (length == "l")
+        // NOLINTNEXTLINE(bugprone-branch-clone): intmax_t and ptrdiff_t are long here, not everywhere
         ok = formatDigits(scratch, field, 'd', va_arg(args, long));
       else if (length == "ll")
         ok = formatDigits(scratch, field, 'd', va_arg(args, long long));
@@ -310,6 +311,7 @@ bool formatOne(Sink &sink, const JCHAR *&p, va_list &args, std::string &scratch)
       const char c = char(conversion);
       bool ok;
       if (length == "l")
+        // NOLINTNEXTLINE(bugprone-branch-clone): uintmax_t and size_t are unsigned long here, not everywhere
         ok = formatDigits(scratch, field, c, va_arg(args, unsigned long));
       else if (length == "ll")
         ok = formatDigits(scratch, field, c, va_arg(args, unsigned long long));

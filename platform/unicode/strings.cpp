@@ -141,7 +141,8 @@ VYR_EXPORT int vyrStricmp(const JCHAR *lpsz1, const JCHAR *lpsz2) {
   for (;; ++a, ++b) {
     const JCHAR fa = foldUnit(*a), fb = foldUnit(*b);
     if (fa != fb) return int(fa) - int(fb);
-    if (!fa) return 0;
+    // Only the terminator folds to 0, so one string's end is both strings' end here.
+    if (!*a || !*b) return 0;
   }
 }
 

@@ -174,7 +174,9 @@ void freeHandle(Handle *handle, uint32_t magic, const char *operation, long &liv
     return;
   }
   handle->magic = 0;
-  unshare(handle->liveness);
+  // The analyser lets one handle's release free the document's record while
+  // others still hold it; each handle holds a reference of its own.
+  unshare(handle->liveness);  // NOLINT(clang-analyzer-cplusplus.NewDelete)
   releaseBlock(handle);
   --live;
 }

@@ -1,12 +1,17 @@
 // Bad input fails cleanly (VDB_FAILED, never "no row") with one trace line
 // saying what was wrong and no database error; forced failures take every
 // path; stale and foreign handles find nothing.
+#include <algorithm>
+#include <cstddef>
+
 #include "db_fixture.h"
 
 namespace {
 
 using dbtest::number;
 using dbtest::Party;
+using dbtest::Rate;
+using dbtest::rate;
 using dbtest::party;
 using dbtest::set;
 using dbtest::traced;
@@ -121,6 +126,54 @@ TEST_P(BadInput, ForcedFailuresTakeEveryPath) {
   VDB_FreeBhvr(user);
   EXPECT_NE(VDB_InitBhvr(extraContext({{"fail", "VDB_InitBhvr"}}), &user, nullptr, 0), 1u);
   EXPECT_EQ(user, nullptr);
+}
+
+// A library built against another catalogue states its record sizes; a
+// mismatch refuses the request before any record is read or written.
+TEST_P(BadInput, RecordsStatedInAnotherLayoutAreRefusedBeforeUse) {
+  Party stored = party("1", u"Ann");
+  ASSERT_EQ(VDB_InsertTable(parties_, &stored), 1u);
+  const MATH_NUMERIC key = number("1");
+  EXPECT_EQ(VDB_CheckRecordSize(parties_, 0, sizeof(Party)), 1u);
+  EXPECT_EQ(VDB_CheckRecordSize(parties_, 1, sizeof key), 1u);
+  Party row{};
+  EXPECT_EQ(VDB_FetchKeyed(parties_, 1, &key, 1, &row, 0), 1u);
+
+  // F0015 index 3 (CRCD, CRDC, AN8, RTTYP, EFT): a key record of its first three fields.
+  const HREQUEST rates = open(u"F0015", 3);
+  const Rate three = rate(u"USD", u"EUR", "0", {2024, 1, 1}, "1");
+  const size_t threeFields = offsetof(Rate, rttyp);
+  EXPECT_EQ(VDB_CheckRecordSize(rates, 3, threeFields), 1u);
+  context_->trace.clear();
+  EXPECT_NE(VDB_SelectKeyed(rates, 3, &three, 4), 1u);
+  EXPECT_TRUE(traced(context_, {u"the key record stated for index 3 holds 3"}));
+  EXPECT_EQ(VDB_SelectKeyed(rates, 3, &three, 3), 1u);
+
+  const struct {
+    HREQUEST request;
+    ID index;
+    size_t size;
+    std::u16string fragment;
+  } mismatches[] = {
+      {open(u"F0101", 1, kPartyColumns), 0, sizeof(Party) + sizeof(JCHAR), u"the catalogue lays out"},
+      {open(u"F0101", 1, kPartyColumns), 0, sizeof(Party) - 1, u"the catalogue lays out"},
+      {open(u"F0015", 3), 3, threeFields + sizeof(JCHAR), u"does not end at a key field of index 3"},
+  };
+  for (const auto &m : mismatches) {
+    SCOPED_TRACE(testing::PrintToString(m.fragment));
+    context_->trace.clear();
+    EXPECT_NE(VDB_CheckRecordSize(m.request, m.index, m.size), 1u);
+    EXPECT_TRUE(traced(context_, {m.fragment}));
+    // Refused from now on: the buffer stays untouched, nothing is written.
+    unsigned char buffer[1024];
+    std::memset(buffer, 0xA5, sizeof buffer);
+    EXPECT_NE(VDB_FetchKeyed(m.request, 0, nullptr, 0, buffer, 0), 1u);
+    EXPECT_TRUE(std::all_of(std::begin(buffer), std::end(buffer), [](unsigned char b) { return b == 0xA5; }));
+    EXPECT_NE(VDB_InsertTable(m.request, &stored), 1u);
+    EXPECT_TRUE(traced(context_, {u"does not match the catalogue"}));
+    EXPECT_EQ(VDB_CloseTable(m.request), 1u);
+  }
+  EXPECT_NE(VDB_CheckRecordSize(parties_, 5, sizeof key), 1u);
 }
 
 TEST_P(BadInput, StaleAndForeignHandlesFindNothing) {

@@ -73,7 +73,7 @@ int64_t decodeNumeric(const char *data, int length, unsigned decimals) {
   const Wide limit = std::numeric_limits<int64_t>::max();
   Wide sum = 0;
   for (int i = 0; i < groups; ++i) {
-    const auto group = static_cast<Wide>(readBigEndian(data + 8 + 2 * i, 2));
+    const auto group = static_cast<Wide>(readBigEndian(data + 8 + ptrdiff_t{2} * i, 2));
     const int exponent = 4 * (weight - i) + static_cast<int>(decimals);
     if (exponent >= 0)
       sum += exponent > 19 ? limit + 1 : group * powerOfTen(exponent);
@@ -592,7 +592,7 @@ class PgStatement final : public Statement {
     const year_month_day ymd{sys_days{} + days{int64_t{sinceY2k} + kEpochDays}};
     const int y = static_cast<int>(ymd.year());
     if (y < 1 || y > 9999) return kNullDate;  // years a VYRDATE cannot hold read as no date
-    return int64_t{y} * 10000 + static_cast<unsigned>(ymd.month()) * 100 + static_cast<unsigned>(ymd.day());
+    return int64_t{y} * 10000 + int64_t{static_cast<unsigned>(ymd.month())} * 100 + static_cast<unsigned>(ymd.day());
   }
 
   int64_t readTimestamp(int column) override {
