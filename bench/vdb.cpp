@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "db/host.h"
+#include "ratio.h"
 #include "runtime/context.h"
 #include "vdb_rows.h"
 #include "vyrdb.h"
@@ -221,37 +222,6 @@ BENCHMARK(KeyedFetchVdb);
 BENCHMARK(Scan30Raw);
 BENCHMARK(Scan30Vdb);
 
-// Keeps the wall-clock and CPU time per iteration of each run (the medians
-// when repetitions are asked for). On a shared machine the CPU-time ratio is
-// the steadier of the two.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run> &runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run &run : runs) {
-      const std::string name = run.run_name.function_name;
-      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-      if ((run.run_type == Run::RT_Iteration && !hasMedian_[name]) || median) {
-        times_[name] = {run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
-        hasMedian_[name] = hasMedian_[name] || median;
-      }
-    }
-  }
-  void printRatio(const char *what, const std::string &vdb, const std::string &raw) {
-    if (times_.count(vdb) == 0 || times_.count(raw) == 0) return;
-    const Times v = times_[vdb], r = times_[raw];
-    std::printf("%-12s wall: VDB %8.0f ns  raw %8.0f ns  ratio %.2f   cpu: VDB %8.0f ns  raw %8.0f ns  ratio %.2f\n",
-                what, v.real, r.real, v.real / r.real, v.cpu, r.cpu, v.cpu / r.cpu);
-  }
-
- private:
-  struct Times {
-    double real = 0, cpu = 0;
-  };
-  std::map<std::string, Times> times_;
-  std::map<std::string, bool> hasMedian_;
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -261,8 +231,8 @@ int main(int argc, char **argv) {
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("\nVDB time / raw SQLite time (target: 1.5 or less)\n");
-  reporter.printRatio("keyed fetch", "KeyedFetchVdb", "KeyedFetchRaw");
-  reporter.printRatio("30-row scan", "Scan30Vdb", "Scan30Raw");
+  reporter.printRatio("keyed fetch", "KeyedFetchVdb", "KeyedFetchRaw", "VDB", "raw");
+  reporter.printRatio("30-row scan", "Scan30Vdb", "Scan30Raw", "VDB", "raw");
   delete fixture;
   benchmark::Shutdown();
   return 0;

@@ -14,6 +14,12 @@
 
 namespace famoflas {
 
+// Reads a JSON document for the command and the service: a number that is not
+// an integer keeps its text (as a JSON string: "1.10" stays 1.10, and the
+// value texts read it as they read a string), and a key given twice in one
+// object is refused. nullopt with the reason in *error.
+std::optional<nlohmann::json> parseJson(std::string_view text, std::string *error);
+
 // A zero-filled buffer for one data structure of the template (none: empty).
 class DataStructure {
  public:
@@ -25,15 +31,11 @@ class DataStructure {
   std::vector<std::max_align_t> words_;
 };
 
-// Why the template cannot be used safely ("" when it can): members that lie
-// outside the struct or disagree with their kind's size.
-std::string templateProblem(const DSTMPL &tmpl);
-
 // Sets one member from its value text; false with "member NAME: why".
 bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text,
                    std::string *error);
-// A JSON string or number as a value text (a number as JSON writes it);
-// nullopt for any other JSON value.
+// A JSON string or integer as a value text (other numbers are strings once
+// parseJson has read them); nullopt for any other JSON value.
 std::optional<std::string> scalarText(const nlohmann::json &value);
 // Sets members from a JSON object of member: value (strings, numbers, null).
 bool setMembersJson(const DSTMPL &tmpl, void *ds, const nlohmann::json &members, std::string *error);

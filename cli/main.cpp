@@ -29,6 +29,7 @@ struct Arguments {
   std::optional<std::string> database;
   std::vector<std::string> settings;   // KEY=VALUE
   std::vector<std::string> libraries;
+  std::vector<std::string> overrides;  // functions a --library may replace
   std::optional<std::string> dsJson;
   std::optional<std::string> report;
   std::optional<std::string> user;
@@ -41,6 +42,43 @@ struct Arguments {
 struct UsageError {
   std::string message;
 };
+
+// A message as stderr shows it: control characters and bytes that are not
+// UTF-8 escaped (\xHH, \u0085), so a value given on the command line or in a
+// file can neither drive the terminal nor break the message's one line.
+std::string printable(std::string_view text) {
+  std::string out;
+  char escaped[8];
+  for (size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    if (lead < 0x20 || lead == 0x7F) {
+      std::snprintf(escaped, sizeof escaped, "\\x%02x", lead);
+      out += escaped;
+      ++i;
+      continue;
+    }
+    if (lead < 0x80) {
+      out.push_back(text[i++]);
+      continue;
+    }
+    const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+    std::u16string units;
+    if (length == 1 || i + length > text.size() || !vyr::decodeUtf8(text.substr(i, length), &units)) {
+      std::snprintf(escaped, sizeof escaped, "\\x%02x", lead);
+      out += escaped;
+      ++i;
+      continue;
+    }
+    if (units.size() == 1 && units[0] >= 0x80 && units[0] <= 0x9F) {  // C1 controls
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", unsigned(units[0]));
+      out += escaped;
+    } else {
+      out.append(text.substr(i, length));
+    }
+    i += length;
+  }
+  return out;
+}
 
 Arguments parseArguments(int argc, char **argv) {
   Arguments args;
@@ -78,8 +116,8 @@ Arguments parseArguments(int argc, char **argv) {
       continue;
     }
     const bool serveOption = famoflas::isServeOption(name);
-    if (!serveOption && name != "--db" && name != "--setting" && name != "--library" && name != "--ds-json" &&
-        name != "--report" && name != "--user")
+    if (!serveOption && name != "--db" && name != "--setting" && name != "--library" && name != "--override" &&
+        name != "--ds-json" && name != "--report" && name != "--user")
       throw UsageError{"unknown option '" + name + "' (see famoflas --help)"};
     if (!inlineValue) {
       if (i + 1 >= argc) throw UsageError{name + " needs a value"};
@@ -94,6 +132,8 @@ Arguments parseArguments(int argc, char **argv) {
       args.settings.push_back(value);
     } else if (name == "--library") {
       args.libraries.push_back(value);
+    } else if (name == "--override") {
+      args.overrides.push_back(value);
     } else if (name == "--report") {
       args.report = value;
     } else if (name == "--user") {
@@ -123,7 +163,8 @@ void printValueTexts(std::ostream &out) {
   out << "Member values (MEMBER=VALUE, or --ds-json FILE|- with a JSON object of member: value):\n"
          "  string   the characters, blanks kept, at most the member's width\n"
          "  char     one character, \"\" for none\n"
-         "  math     decimal with '.', e.g. -12.50 (decimals given are kept)\n"
+         "  math     decimal with '.', e.g. -12.50 (decimals given are kept; an exponent shifts the\n"
+         "           point exactly: 1.5e3 is 1500); JSON numbers are read from their text alike\n"
          "  date     YYYY-MM-DD, \"\" or JSON null for the null date\n"
          "  utime    YYYY-MM-DDTHH:MM:SSZ (UTC, optional .ffffff), \"\" or null for none\n"
          "  int, id, short  integers within their range\n"
@@ -140,7 +181,9 @@ void printHelp(std::ostream &out, const std::string &command) {
            "With --report the context runs a batch report whose state the file gives (docs/report-state.md);\n"
            "the state after the call, stop requests included, is printed as \"report\" in the object.\n"
            "The exit status is the function's return code (0 success, 1 warning, 2 error);\n"
-           "64 when nothing was called (unknown function or member, a value that does not fit, a bad setting).\n\n";
+           "64 when nothing was called (unknown function or member, a value that does not fit, a bad setting);\n"
+           "69 when the call could not be carried out (the database could not be reached, the function\n"
+           "threw or returned a code outside 0-2): the object is printed, the reason goes to stderr.\n\n";
     printValueTexts(out);
     out << "\n";
     printSettings(out);
@@ -152,7 +195,10 @@ void printHelp(std::ostream &out, const std::string &command) {
            "\"report\": {...}} (report optional, as call --report); all\n"
            "run in this process, one result object per line (as famoflas call prints; a line that\n"
            "cannot run gives {\"line\": N, \"function\": ..., \"error\": \"...\"}). Blank lines are skipped.\n"
-           "Exit status 0 when every line ran, else 64.\n\n";
+           "A line's return code is the function's own answer and does not change the exit status:\n"
+           "0 when every line ran; 69 when any call could not be carried out (the database could not\n"
+           "be reached, ...: as call exits 69); else 64 when any line was refused. Each such line is\n"
+           "named on stderr, and a last stderr line counts them.\n\n";
     printSettings(out);
     return;
   }
@@ -202,7 +248,9 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  --db LOCATION         database of the context's environment: an SQLite file (default: famoflas.db\n"
          "                        here) or postgresql://... for a PostgreSQL server\n"
          "  --setting KEY=VALUE   a setting of the context, repeatable\n"
-         "  --library PATH        also load the business functions of PATH (exporting famoflasCatalog)\n\n";
+         "  --library PATH        also load the business functions of PATH (exporting famoflasCatalog);\n"
+         "                        a name that is already registered is refused unless --override names it\n"
+         "  --override NAME       let a --library replace the registered function NAME (list shows it)\n\n";
   printValueTexts(out);
   out << "\n";
   printSettings(out);
@@ -228,9 +276,10 @@ std::map<std::string, std::string> settingsFrom(const std::vector<std::string> &
 nlohmann::json readJson(const std::string &option, const std::string &source) {
   const std::optional<std::string> text = famoflas::readInput(source);
   if (!text) throw UsageError{"cannot read " + option + " " + source};
-  nlohmann::json document = nlohmann::json::parse(*text, nullptr, false);
-  if (document.is_discarded()) throw UsageError{option + " " + source + " is not valid JSON"};
-  return document;
+  std::string error;
+  std::optional<nlohmann::json> document = famoflas::parseJson(*text, &error);
+  if (!document) throw UsageError{option + " " + source + ": " + error};
+  return std::move(*document);
 }
 
 void printJsonLine(const nlohmann::ordered_json &value) {
@@ -256,7 +305,12 @@ int runCallCommand(const Arguments &args, const std::string &database) {
   famoflas::CallOutcome outcome = famoflas::runCall(request);
   if (!outcome.ran) throw UsageError{outcome.error};
   printJsonLine(outcome.result);
-  return outcome.code <= 255 ? static_cast<int>(outcome.code) : 2;
+  if (!outcome.platformFailures.empty()) {
+    std::cerr << "famoflas: the call could not be carried out: " << printable(outcome.platformFailures.front())
+              << '\n';
+    return kUnavailable;
+  }
+  return static_cast<int>(outcome.code);
 }
 
 int runBatchCommand(const Arguments &args, const std::string &database) {
@@ -269,17 +323,25 @@ int runBatchCommand(const Arguments &args, const std::string &database) {
   }
   std::istream &in = source == "-" ? std::cin : file;
   const auto base = settingsFrom(args.settings);
-  bool allRan = true;
+  size_t refused = 0, failed = 0;
   std::string text;
   for (size_t number = 1; std::getline(in, text); ++number) {
     if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
     const famoflas::BatchLineOutcome outcome = famoflas::runBatchLine(text, number, base, true, database);
     printJsonLine(outcome.output);
-    if (outcome.ran) continue;
-    allRan = false;
-    std::cerr << "famoflas batch: line " << number << ": " << outcome.error << '\n';
+    if (!outcome.ran) {
+      ++refused;
+      std::cerr << "famoflas batch: line " << number << ": " << printable(outcome.error) << '\n';
+    } else if (!outcome.platformFailures.empty()) {
+      ++failed;
+      std::cerr << "famoflas batch: line " << number << ": could not be carried out: "
+                << printable(outcome.platformFailures.front()) << '\n';
+    }
   }
-  return allRan ? 0 : kUsage;
+  if (refused + failed == 0) return 0;
+  std::cerr << "famoflas batch: " << failed << " line(s) could not be carried out, " << refused
+            << " line(s) refused\n";
+  return failed > 0 ? kUnavailable : kUsage;
 }
 
 int runDescribeCommand(const Arguments &args) {
@@ -293,14 +355,19 @@ int runDescribeCommand(const Arguments &args) {
 
 int runListCommand(const Arguments &args) {
   if (!args.positionals.empty()) throw UsageError{"list takes no arguments"};
-  for (const BSFN_CATALOG_ENTRY *entry : vyr::allFunctions())
-    std::cout << entry->szFunction << ' ' << (entry->szSource ? entry->szSource : "") << '\n';
+  for (const BSFN_CATALOG_ENTRY *entry : vyr::allFunctions()) {
+    std::cout << entry->szFunction << ' ' << (entry->szSource ? entry->szSource : "");
+    const vyr::FunctionOrigin origin = vyr::functionOrigin(entry->szFunction);
+    if (!origin.replaced.empty())
+      std::cout << " (--override: from " << origin.library << ", replacing " << origin.replaced << ')';
+    std::cout << '\n';
+  }
   return 0;
 }
 
 void showMessageBox(std::u16string_view text, std::u16string_view caption) noexcept {
   try {
-    std::cerr << vyr::toUtf8(caption) << ": " << vyr::toUtf8(text) << std::endl;
+    std::cerr << printable(vyr::toUtf8(caption)) << ": " << printable(vyr::toUtf8(text)) << std::endl;
   } catch (...) {
   }
 }
@@ -339,8 +406,8 @@ int run(int argc, char **argv) {
     if (!vyr::validSetting(key, value, &why)) throw UsageError{"bad setting: " + why};
   }
   std::string error;
-  if (!famoflas::loadLibraries(args.libraries, &error)) {
-    std::cerr << "famoflas: " << error << '\n';
+  if (!famoflas::loadLibraries(args.libraries, &error, args.overrides)) {
+    std::cerr << "famoflas: " << printable(error) << '\n';
     return kUnavailable;
   }
   vyr::setMessageBoxHandler(showMessageBox);
@@ -372,10 +439,10 @@ int main(int argc, char **argv) {
   try {
     return run(argc, argv);
   } catch (const UsageError &e) {
-    std::cerr << "famoflas: " << e.message << '\n';
+    std::cerr << "famoflas: " << printable(e.message) << '\n';
     return kUsage;
   } catch (const std::exception &e) {
-    std::cerr << "famoflas: " << e.what() << '\n';
+    std::cerr << "famoflas: " << printable(e.what()) << '\n';
     return 70;
   }
 }

@@ -148,6 +148,19 @@ void addServicePaths(Json &paths) {
         {"401", errorResponse("unknown user or wrong password")},
         {"413", errorResponse("body over the limit")},
         {"415", errorResponse("not JSON lines")}}}};
+  paths["/v1/pim"]["post"] = {
+      {"operationId", "pimSync"},
+      {"summary", "a PIM sync request document of the signed-on user; the response document back"},
+      {"requestBody", {{"required", true}, {"content", {{"application/xml", {{"schema", {{"type", "string"}}}}}}}}},
+      {"responses",
+       {{"200", {{"description", "the response document"},
+                 {"content", {{"application/xml", {{"schema", {{"type", "string"}}}}}}}}},
+        {"400", errorResponse("not a well-formed request document")},
+        {"401", errorResponse("unknown user or wrong password")},
+        {"403", errorResponse("the document names another user; nothing ran")},
+        {"404", errorResponse("no sync function for the document's appDataType")},
+        {"413", errorResponse("body over the limit")},
+        {"415", errorResponse("not application/xml")}}}};
   paths["/v1/openapi.json"]["get"] = {{"operationId", "openapi"},
                                       {"summary", "this document"},
                                       {"responses", {{"200", {{"description", "the document"}}}}}};

@@ -30,7 +30,8 @@ struct ContextOwner {
 
 }  // namespace
 
-bool loadLibraries(const std::vector<std::string> &extra, std::string *error) {
+bool loadLibraries(const std::vector<std::string> &extra, std::string *error,
+                   const std::vector<std::string> &overrides) {
   const std::filesystem::path folder = libraryFolder();
   const std::pair<const char *, const char *> libraries[] = {
       {"libfamoflas.so", "famoflasLibraryCatalog"},
@@ -47,8 +48,14 @@ bool loadLibraries(const std::vector<std::string> &extra, std::string *error) {
   for (const std::string &path : extra) {
     std::error_code ec;
     const std::string absolute = std::filesystem::absolute(path, ec).string();
-    if (!vyr::loadLibrary(ec ? path : absolute, "famoflasCatalog", error)) return false;
+    if (!vyr::loadLibrary(ec ? path : absolute, "famoflasCatalog", error, overrides)) return false;
   }
+  // An override nothing used is a mistyped name or a forgotten --library.
+  for (const std::string &name : overrides)
+    if (vyr::functionOrigin(name).replaced.empty()) {
+      if (error) *error = "--override " + name + ": no --library replaced a function of that name";
+      return false;
+    }
   return true;
 }
 
@@ -89,7 +96,7 @@ bool prepareCall(const CallRequest &request, PreparedCall *prepared, std::string
   if (prepared->entry == nullptr) return *error = "unknown business function '" + request.function + "'", false;
   const DSTMPL *tmpl = prepared->entry->lpTemplate;
   if (tmpl != nullptr) {
-    if (std::string problem = templateProblem(*tmpl); !problem.empty())
+    if (std::string problem = vyr::templateProblem(*tmpl); !problem.empty())
       return *error = request.function + ": " + problem, false;
   }
   prepared->ds.emplace(tmpl);
@@ -122,6 +129,7 @@ CallOutcome runCall(const CallRequest &request) {
   }
   outcome.code = vyr::callFunction(owner.context, *prepared.entry, prepared.ds->data());
   outcome.ran = true;
+  outcome.platformFailures = owner.context->platformFailures;
   outcome.result["function"] = request.function;
   outcome.result["return"] = outcome.code;
   outcome.result["ds"] = membersJson(prepared.entry->lpTemplate, prepared.ds->data());
@@ -133,10 +141,10 @@ CallOutcome runCall(const CallRequest &request) {
 }
 
 bool parseRequestJson(std::string_view text, nlohmann::json *document, std::string *error) {
-  *document = nlohmann::json::parse(text, nullptr, false);
-  if (!document->is_discarded()) return true;
-  if (error) *error = "not valid JSON";
-  return false;
+  std::optional<nlohmann::json> parsed = parseJson(text, error);
+  if (!parsed) return false;
+  *document = std::move(*parsed);
+  return true;
 }
 
 bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::string> &base, bool takesSettings,
@@ -187,6 +195,7 @@ BatchLineOutcome runBatchLine(std::string_view text, size_t number, const std::m
     CallOutcome call = runCall(request);
     if (call.ran) {
       outcome.ran = true;
+      outcome.platformFailures = std::move(call.platformFailures);
       outcome.output = std::move(call.result);
       return outcome;
     }

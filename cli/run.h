@@ -26,8 +26,11 @@ struct CommandError {
 
 // Loads libfamoflas.so and libfamoflascompanions.so from the lib folder beside
 // the executable's bin folder, then every extra library (each exporting its
-// catalogue as famoflasCatalog). False with the reason when one cannot be loaded.
-bool loadLibraries(const std::vector<std::string> &extra, std::string *error);
+// catalogue as famoflasCatalog). An extra library may replace a function
+// already registered only when overrides names it, and each override must be
+// used. False with the reason when one cannot be loaded.
+bool loadLibraries(const std::vector<std::string> &extra, std::string *error,
+                   const std::vector<std::string> &overrides = {});
 
 // The text of a file, or of stdin for "-"; nullopt when the file cannot be read.
 std::optional<std::string> readInput(const std::string &source);
@@ -50,6 +53,10 @@ struct CallOutcome {
   bool ran = false;           // false: refused before the call, see error
   std::string error;
   ID code = ER_ERROR;         // the function's return code when it ran
+  // What the platform itself failed at while the function ran (see
+  // vyr::notePlatformFailure): when not empty, the call could not be carried
+  // out, whatever code it returned.
+  std::vector<std::string> platformFailures;
   nlohmann::ordered_json result;  // {"function", "return", "ds", "errors", "trace"[, "report"]}
 };
 
@@ -67,8 +74,9 @@ bool prepareCall(const CallRequest &request, PreparedCall *prepared, std::string
 // there is one, calls, prints the report state back, frees the context.
 CallOutcome runCall(const CallRequest &request);
 
-// One JSON document of a request (a batch line, a request body); false with
-// the reason when the text is not JSON.
+// One JSON document of a request (a batch line, a request body), read by
+// parseJson: numbers kept exact, a key given twice refused. False with the
+// reason.
 bool parseRequestJson(std::string_view text, nlohmann::json *document, std::string *error);
 
 // Reads one call written as JSON, {"function", "ds", "settings", "report"}
@@ -81,6 +89,7 @@ bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::s
 struct BatchLineOutcome {
   bool ran = false;
   std::string error;              // why the line did not run
+  std::vector<std::string> platformFailures;  // of a line that ran: see CallOutcome
   nlohmann::ordered_json output;  // the call's result, or {"line", "function", "error"}
 };
 

@@ -23,7 +23,10 @@
 #include "openapi.h"
 #include "run.h"
 #include "runtime/context.h"
+#include "runtime/pimsync.h"
+#include "unicode/jchar_utf8.h"
 #include "users.h"
+#include "xml/host.h"
 
 namespace famoflas {
 namespace {
@@ -154,7 +157,7 @@ thread_local RequestNote tNote;
 
 // The endpoint a path belongs to, as the metrics label it.
 std::string endpointOf(const std::string &path) {
-  for (const char *fixed : {"/v1/health", "/v1/functions", "/v1/batch", "/v1/openapi.json", "/metrics"})
+  for (const char *fixed : {"/v1/health", "/v1/functions", "/v1/batch", "/v1/pim", "/v1/openapi.json", "/metrics"})
     if (path == fixed) return fixed;
   if (path.starts_with("/v1/functions/")) return "/v1/functions/{name}";
   if (path.starts_with("/v1/call/")) return "/v1/call/{name}";
@@ -210,6 +213,7 @@ class Service {
   std::map<std::string, std::string> userSettings(const ServiceUser &user) const;
   void call(const httplib::Request &req, httplib::Response &res);
   void batch(const httplib::Request &req, httplib::Response &res);
+  void pim(const httplib::Request &req, httplib::Response &res);
 
   std::map<std::string, std::string> settings_;      // --setting values
   std::string database_;
@@ -310,6 +314,44 @@ void Service::batch(const httplib::Request &req, httplib::Response &res) {
   res.set_content(out, "application/x-ndjson");
 }
 
+// A PIM sync request document through the transport, on a context of the
+// user's own: the document must name that user, else nothing runs (403). The
+// sync caches live in this process between a run's requests.
+void Service::pim(const httplib::Request &req, httplib::Response &res) {
+  const std::optional<ServiceUser> user = authenticate(req, res);
+  if (!user) return;
+  const std::string type = mediaType(req);
+  if (type != "application/xml" && type != "text/xml")
+    return answerError(res, 415, "a sync request is an XML document: application/xml");
+  std::u16string request;
+  std::string error;
+  if (!vyr::xml::decodeDocumentBytes(req.body, &request, &error)) return answerError(res, 400, error);
+  struct Owner {
+    LPBHVRCOM context;
+    ~Owner() { vyr::freeContext(context); }
+  } owner{vyr::createContext(contextSettings(userSettings(*user), database_), &error)};
+  // Settings of the user's row that no longer pass are the installation's fault, not the client's.
+  if (owner.context == nullptr) return answerError(res, 500, "bad setting: " + error);
+  vyr::PimSyncOutcome outcome;
+  {
+    CallSlot slot(calls_);
+    outcome = vyr::runPimSync(owner.context, request);
+  }
+  switch (outcome.status) {
+    case vyr::PimSyncOutcome::Status::Ran:
+      break;
+    case vyr::PimSyncOutcome::Status::WrongUser:
+      return answerError(res, 403, outcome.error);
+    case vyr::PimSyncOutcome::Status::NoSyncFunction:
+      return answerError(res, 404, outcome.error);
+    case vyr::PimSyncOutcome::Status::BadRequest:
+      return answerError(res, 400, outcome.error);
+  }
+  if (outcome.response.empty()) return answerError(res, 500, "the sync function answered no document");
+  res.status = 200;
+  res.set_content(vyr::toUtf8(outcome.response), "application/xml; charset=utf-8");
+}
+
 void Service::install(httplib::Server &server) {
   server.set_pre_routing_handler([](const httplib::Request &, httplib::Response &) {
     tNote = RequestNote{true, std::chrono::steady_clock::now(), {}};
@@ -334,6 +376,7 @@ void Service::install(httplib::Server &server) {
   });
   server.Post("/v1/call/([^/]+)", [this](const httplib::Request &req, httplib::Response &res) { call(req, res); });
   server.Post("/v1/batch", [this](const httplib::Request &req, httplib::Response &res) { batch(req, res); });
+  server.Post("/v1/pim", [this](const httplib::Request &req, httplib::Response &res) { pim(req, res); });
   server.Get("/v1/openapi.json", [this](const httplib::Request &req, httplib::Response &res) {
     if (!authenticate(req, res)) return;
     res.set_content(openapi_, "application/json");
@@ -432,6 +475,8 @@ void printServeHelp(std::ostream &out) {
          "  GET  /v1/functions/NAME         what famoflas describe NAME prints\n"
          "  POST /v1/call/NAME              {\"ds\": {...}} (application/json): the result of famoflas call\n"
          "  POST /v1/batch                  JSON lines of calls (application/x-ndjson), as famoflas batch\n"
+         "  POST /v1/pim                    a PIM sync request document (application/xml) of the signed-on\n"
+         "                                  user; the response document back, as famoflas sync prints it\n"
          "  GET  /v1/openapi.json           OpenAPI 3.0 document of every function\n"
          "  GET  /metrics                   Prometheus text format\n";
 }

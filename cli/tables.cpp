@@ -5,6 +5,7 @@
 
 #include "db/catalog.h"
 #include "db/host.h"
+#include "db/values.h"
 #include "dsjson.h"
 #include "run.h"
 #include "users.h"
@@ -69,6 +70,24 @@ std::vector<size_t> columnOffsets(const TableDef &table, size_t *size) {
   return offsets;
 }
 
+// Whether the column stores the number exactly: the table layer would round
+// away decimals it has no room for, and a load must not change a value.
+bool numberFits(const ColumnDef &column, const unsigned char *field, std::string *why) {
+  MATH_NUMERIC number;
+  std::memcpy(&number, field, sizeof number);
+  int64_t scaled = 0;
+  switch (vyr::db::mathToScaled(number, column.width, column.decimals, vyr::db::Rounding::HalfAwayFromZero, &scaled)) {
+    case vyr::db::NumberFit::Exact: return true;
+    case vyr::db::NumberFit::Rounded:
+      *why = "has more decimals than the column's " + std::to_string(column.decimals) + " (it would be rounded)";
+      return false;
+    default:
+      *why = "does not fit the column's " + std::to_string(column.width) + " digits with " +
+             std::to_string(column.decimals) + " decimals";
+      return false;
+  }
+}
+
 // Builds the record of one JSON row; false with the reason.
 bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *record, std::string *error) {
   if (!row.is_object()) return *error = "a row must be a JSON object of column: value", false;
@@ -93,8 +112,11 @@ bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *re
       continue;
     }
     std::string why;
-    if (!vyr::parseValue(valueKind(column), column.width, *text, record->bytes.data() + offsets[static_cast<size_t>(position)], &why))
+    unsigned char *field = record->bytes.data() + offsets[static_cast<size_t>(position)];
+    if (!vyr::parseValue(valueKind(column), column.width, *text, field, &why))
       return *error = "column " + name + ": " + why, false;
+    if (column.kind == ColumnKind::Number && !numberFits(column, field, &why))
+      return *error = "column " + name + ": '" + *text + "' " + why, false;
   }
   // Binary columns travel as pointers to their bytes.
   for (size_t i = 0; i < table.columns.size(); ++i) {
@@ -127,8 +149,10 @@ int initCommand(const std::map<std::string, std::string> &settings) {
 int loadCommand(const std::string &source, const std::map<std::string, std::string> &settings) {
   const std::optional<std::string> input = readInput(source);
   if (!input) throw TablesCommandError{"cannot read " + source};
-  const nlohmann::json document = nlohmann::json::parse(*input, nullptr, false);
-  if (document.is_discarded()) throw TablesCommandError{source + " is not valid JSON"};
+  std::string unreadable;
+  const std::optional<nlohmann::json> parsed = parseJson(*input, &unreadable);
+  if (!parsed) throw TablesCommandError{source + ": " + unreadable};
+  const nlohmann::json &document = *parsed;
   if (!document.is_object()) throw TablesCommandError{"expected {\"TABLE\": [rows...], ...}"};
 
   // Check everything before writing anything.

@@ -15,7 +15,7 @@ typedef struct tagF7306FLAG {
 } F7306FLAG;
 
 /*
- * Loads the plug-in named by the environment value. NULL after error "TAXLIB"
+ * Loads the plug-in named by the environment value. NULL after error "TXLB"
  * (with the setting's name when none is given, else the file name).
  */
 static HMODULE LoadTaxInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, int nLine) {
@@ -38,7 +38,7 @@ static HMODULE LoadTaxInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, int nLine) {
   return hLibrary;
 }
 
-/* An entry point of the plug-in, or NULL after error "TAXLIB" naming it. */
+/* An entry point of the plug-in, or NULL after error "TXLB" naming it. */
 static FARPROC FindEntry(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HMODULE hLibrary, const char *szName, int nLine) {
   FARPROC lpfnEntry = GetProcAddress(hLibrary, szName);
   if (lpfnEntry == NULL) {

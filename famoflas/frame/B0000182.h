@@ -24,12 +24,12 @@
 
 /*
  * Errors of the plug-in (substitution text in brackets):
- *   "TAXLIB"  the library is not configured ["taxplugin"], cannot be loaded
+ *   "TXLB"  the library is not configured ["taxplugin"], cannot be loaded
  *             [its file name] or lacks an entry point [the entry's name]
- *   "TAXINI"  an initialisation entry point refused to start [its name]
+ *   "TXIN"  an initialisation entry point refused to start [its name]
  */
-#define B0000182_ERROR_LIBRARY u"TAXLIB"
-#define B0000182_ERROR_INITIALIZE u"TAXINI"
+#define B0000182_ERROR_LIBRARY u"TXLB"
+#define B0000182_ERROR_INITIALIZE u"TXIN"
 
 /* The two process-wide caches; each holds at most one record, keyed "1". */
 #define B0000182_GEOCODE_CACHE u"GeoCodeInit"
@@ -90,7 +90,7 @@ FAMOFLAS_BSFN ID vyrInitEnvBSFN(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS)
  * Loads the plug-in, resolves and calls its geocode initialisation and
  * records the interface in "GeoCodeInit". A process that already started it
  * keeps the one it has. Returns ER_SUCCESS, or ER_ERROR after "078L" (cache),
- * "TAXLIB" or "TAXINI"; on failure nothing stays loaded or cached.
+ * "TXLB" or "TXIN"; on failure nothing stays loaded or cached.
  */
 FAMOFLAS_INTERNAL ID IB0000182_InitializeQuantumGeoCode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser);
 /* The same for the sales-tax interface and "SalesTaxInit". */

@@ -120,7 +120,7 @@ ID MathDivide(LPMATH_NUMERIC lpQuotient, LPMATH_NUMERIC lpRemainder, const MATH_
   if (!lpQuotient || !lpDividend || !lpDivisor) return ER_ERROR;
   return guarded([&] {
     const Currency c = resultCurrency(*lpDividend, *lpDivisor);
-    const Division d = divide(read(*lpDividend), read(*lpDivisor), nPlaces, nRound != 0);
+    const Division d = divide(read(*lpDividend), read(*lpDivisor), nPlaces, nRound != 0, lpRemainder != nullptr);
     // Written remainder first: when both pointers name one record the quotient stays.
     if (lpRemainder) emit(*lpRemainder, d.remainder, c);
     const ID rc = emit(*lpQuotient, d.quotient, c);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -67,9 +68,19 @@ const U &pow10(int n) noexcept {
 // Number of decimal digits; 0 for zero. Magnitudes stay below 10^kMaxPow10<U>.
 template <class U>
 int digitCount(const U &value) noexcept {
-  int n = 0;
-  while (n <= kMaxPow10<U> && value >= pow10<U>(n)) ++n;
-  return n;
+  if constexpr (std::is_same_v<U, u128>) {
+    // From the bit length: 1233/4096 is just above log10(2), so the estimate
+    // is the count or one less.
+    const uint64_t high = static_cast<uint64_t>(value >> 64);
+    const int bits = high != 0 ? 128 - __builtin_clzll(high)
+                               : 64 - __builtin_clzll(static_cast<uint64_t>(value) | 1);
+    const int estimate = (bits * 1233) >> 12;
+    return estimate + (value >= kPow10Narrow[static_cast<size_t>(estimate)] ? 1 : 0) - (value == 0 ? 1 : 0);
+  } else {
+    int n = 0;
+    while (n <= kMaxPow10<U> && value >= pow10<U>(n)) ++n;
+    return n;
+  }
 }
 
 template <class U>
@@ -149,24 +160,67 @@ bool fit(U magnitude, int scale, bool negative, Decimal &out) {
   return true;
 }
 
+// How many of the 8 characters of word (read from memory in order,
+// little-endian) are digits before the first one that is not.
+inline int leadingDigits(uint64_t word) noexcept {
+  // A byte is a digit when its high nibble is 3 and stays 3 once 6 is added;
+  // a carry out of a byte that is no digit only reaches bytes after it.
+  const uint64_t misses =
+      ((word & 0xF0F0F0F0F0F0F0F0) | (((word + 0x0606060606060606) & 0xF0F0F0F0F0F0F0F0) >> 4)) ^ 0x3333333333333333;
+  return misses == 0 ? 8 : __builtin_ctzll(misses) / 8;
+}
+
+// The number 8 digit characters spell, the first one read from memory first
+// (little-endian): pairs, then quads, then the whole, by multiplication.
+inline uint64_t eightDigitValue(uint64_t word) noexcept {
+  word -= 0x3030303030303030;
+  word = (word * 10) + (word >> 8);
+  return (((word & 0x000000FF000000FF) * (100 + (1000000ULL << 32))) +
+          (((word >> 16) & 0x000000FF000000FF) * (1 + (10000ULL << 32)))) >> 32;
+}
+
 // The digits of a value as it is stored: the String up to its terminator (at
 // most 32 places, non-digits skipped), nDecimalPosition clamped to 0..32.
-inline Decimal read(const MATH_NUMERIC &value) noexcept {
-  Decimal d;
-  // 64-bit steps while they suffice: 128-bit multiplication is the slow part.
-  uint64_t chunk = 0;
+[[gnu::always_inline]] inline Decimal read(const MATH_NUMERIC &value) noexcept {
+  // 64-bit steps while they suffice: 128-bit multiplication is the slow part,
+  // and an amount of up to 19 digits needs none.
+  u128 folded = 0;     // the digits before the current chunk
+  uint64_t chunk = 0;  // the last (up to 19) digits
   int chunkDigits = 0;
-  for (int i = 0; i < kDigits && value.String[i] != '\0'; ++i) {
-    const char c = value.String[i];
-    if (c < '0' || c > '9') continue;
-    chunk = chunk * 10 + static_cast<unsigned>(c - '0');
-    if (++chunkDigits == 19) {
-      d.magnitude = d.magnitude * kPow10Narrow[19] + chunk;
+  auto append = [&](uint64_t digits, int count) {
+    if (chunkDigits + count > 19) {
+      folded = folded * kPow10Narrow[static_cast<size_t>(chunkDigits)] + chunk;
       chunk = 0;
       chunkDigits = 0;
     }
+    static constexpr uint64_t kScale[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+    chunk = chunk * kScale[count] + digits;
+    chunkDigits += count;
+  };
+  int i = 0;
+  bool ended = false;  // the terminator was reached eight characters at a time
+  // Up to eight digits at once while the String is plain digits; whatever else
+  // it holds is read one character at a time.
+  if constexpr (std::endian::native == std::endian::little) {
+    for (uint64_t word; !ended && i + 8 <= kDigits;) {
+      std::memcpy(&word, value.String + i, 8);
+      const int count = leadingDigits(word);
+      if (count < 8) {
+        if (count == 0 || ((word >> (8 * count)) & 0xFF) != 0) break;
+        // The digits moved to the end of the word, zeros in front of them.
+        word = (word << (8 * (8 - count))) | (0x3030303030303030 >> (8 * count));
+        ended = true;
+      }
+      append(eightDigitValue(word), count);
+      i += count;
+    }
   }
-  d.magnitude = d.magnitude * kPow10Narrow[static_cast<size_t>(chunkDigits)] + chunk;
+  for (; !ended && i < kDigits && value.String[i] != '\0'; ++i) {
+    const auto digit = static_cast<unsigned>(value.String[i] - '0');
+    if (digit <= 9) append(digit, 1);
+  }
+  Decimal d;
+  d.magnitude = folded == 0 ? u128(chunk) : folded * kPow10Narrow[static_cast<size_t>(chunkDigits)] + chunk;
   d.scale = std::clamp<int>(value.nDecimalPosition, 0, kDigits);
   d.negative = value.Sign == '-' && d.magnitude != 0;
   return d;
@@ -179,38 +233,117 @@ inline bool hasDigits(const MATH_NUMERIC &value) noexcept {
   return false;
 }
 
-// Writes the digits of magnitude, at least minDigits of them, most significant
-// first; returns how many. out holds 40 characters.
+inline constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Exactly 8 digits of value (below 10^8, zeros in front), written right to
+// left before out[position].
+template <class Char>
+[[gnu::always_inline]] inline void spellEight(uint32_t value, Char *out, int &position) noexcept {
+  for (int k = 0; k < 4; ++k) {
+    const auto pair = static_cast<size_t>(value % 100) * 2;
+    value /= 100;
+    out[--position] = static_cast<Char>(kDigitPairs[pair + 1]);
+    out[--position] = static_cast<Char>(kDigitPairs[pair]);
+  }
+}
+
+// The digits of value (below 10^8, no zero in front but for zero itself),
+// written right to left before out[position].
+template <class Char>
+[[gnu::always_inline]] inline void spellShort(uint32_t value, Char *out, int &position) noexcept {
+  while (value >= 100) {
+    const auto pair = static_cast<size_t>(value % 100) * 2;
+    value /= 100;
+    out[--position] = static_cast<Char>(kDigitPairs[pair + 1]);
+    out[--position] = static_cast<Char>(kDigitPairs[pair]);
+  }
+  if (value >= 10) {
+    out[--position] = static_cast<Char>(kDigitPairs[value * 2 + 1]);
+    out[--position] = static_cast<Char>(kDigitPairs[value * 2]);
+  } else {
+    out[--position] = static_cast<Char>('0' + value);
+  }
+}
+
+// Writes the digits of magnitude, at least minDigits of them (and at least
+// one), most significant first; returns how many. out holds 40 characters.
 template <class Char>
 int spellDigits(u128 magnitude, int minDigits, Char *out) noexcept {
-  char reversed[40];
-  int n = 0;
-  // Peel 19 digits at a time so the per-digit work is 64-bit.
-  for (;;) {
-    uint64_t chunk = static_cast<uint64_t>(magnitude % kPow10Narrow[19]);
-    magnitude /= kPow10Narrow[19];
-    const int stop = magnitude != 0 ? n + 19 : 0;
-    do {
-      reversed[n++] = static_cast<char>('0' + chunk % 10);
-      chunk /= 10;
-    } while ((chunk != 0 || n < stop) && n < 40);
-    if (magnitude == 0 || n >= 40) break;
+  const int n = std::min(std::max({digitCount(magnitude), minDigits, 1}), 40);
+  int position = n;  // digits are written from the right
+  // Groups of 8 digits on 32 bits; 128-bit division only for the rare
+  // magnitude of 2^64 and more, 64-bit division only above 10^8.
+  while (magnitude > UINT64_MAX) {
+    const u128 high = magnitude / kPow10Narrow[16];
+    const auto low = static_cast<uint64_t>(magnitude - high * kPow10Narrow[16]);
+    spellEight(static_cast<uint32_t>(low % 100000000), out, position);
+    spellEight(static_cast<uint32_t>(low / 100000000), out, position);
+    magnitude = high;
   }
-  while (n < minDigits && n < 40) reversed[n++] = '0';
-  for (int i = 0; i < n; ++i) out[i] = static_cast<Char>(reversed[n - 1 - i]);
+  auto rest = static_cast<uint64_t>(magnitude);
+  while (rest >= 100000000) {
+    spellEight(static_cast<uint32_t>(rest % 100000000), out, position);
+    rest /= 100000000;
+  }
+  // A zero left over in front of groups already written is no digit of its own.
+  if (rest != 0 || position == n) spellShort(static_cast<uint32_t>(rest), out, position);
+  while (position > 0) out[--position] = static_cast<Char>('0');
   return n;
+}
+
+// The record of n canonical digits (no leading zero but the one before the
+// point) with scale decimals; currency fields are left alone. digits holds
+// at least kDigits + 1 characters, zeros after the n digits, so the String is
+// copied whole.
+inline void writeDigits(MATH_NUMERIC &out, const char *digits, int n, int scale, bool negative) noexcept {
+  n = std::min(n, kDigits);
+  std::memcpy(out.String, digits, sizeof out.String);
+  out.String[kDigits] = '\0';
+  out.Sign = negative ? '-' : '\0';
+  out.nLength = static_cast<unsigned char>(n);
+  out.nDecimalPosition = static_cast<short>(scale);
+  out.nPrecision = kDigits;
 }
 
 // The canonical record of a fitted value; currency fields are left alone.
 inline void write(MATH_NUMERIC &out, const Decimal &d) noexcept {
-  char digits[40];
+  char digits[40] = {};
   const int n = spellDigits(d.magnitude, d.scale + 1, digits);
-  std::memset(out.String, 0, sizeof out.String);
-  std::memcpy(out.String, digits, static_cast<size_t>(std::min(n, kDigits)));
-  out.Sign = d.negative && d.magnitude != 0 ? '-' : '\0';
-  out.nLength = static_cast<unsigned char>(std::min(n, kDigits));
-  out.nDecimalPosition = static_cast<short>(d.scale);
-  out.nPrecision = kDigits;
+  writeDigits(out, digits, n, d.scale, d.negative && d.magnitude != 0);
+}
+
+// True when the record is in the form write() leaves it: digits only up to
+// the terminator, at least one before the point and no other leading zero.
+// Its String then spells the value as it stands (n digits; nonzero tells
+// whether any of them is not zero).
+inline bool isCanonical(const MATH_NUMERIC &value, int &n, bool &nonzero) noexcept {
+  n = 0;
+  nonzero = false;
+  // Eight characters at a time: the digits before the first non-digit, which
+  // must be the terminator.
+  if constexpr (std::endian::native == std::endian::little) {
+    for (uint64_t word; n + 8 <= kDigits;) {
+      std::memcpy(&word, value.String + n, 8);
+      const int count = leadingDigits(word);
+      const uint64_t mask = count == 8 ? ~uint64_t{0} : (uint64_t{1} << (8 * count)) - 1;
+      nonzero = nonzero || ((word ^ 0x3030303030303030) & mask) != 0;
+      n += count;
+      if (count < 8) {
+        if (((word >> (8 * count)) & 0xFF) != 0) return false;
+        break;
+      }
+    }
+  }
+  for (; n < kDigits && value.String[n] != '\0'; ++n) {
+    const char c = value.String[n];
+    if (c < '0' || c > '9') return false;
+    nonzero = nonzero || c != '0';
+  }
+  const int scale = value.nDecimalPosition;
+  return scale >= 0 && n >= scale + 1 && (n == scale + 1 || value.String[0] != '0');
 }
 
 inline void writeZero(MATH_NUMERIC &out) noexcept { write(out, Decimal{}); }
@@ -328,9 +461,9 @@ struct Division {
 
 // dividend / divisor with `places` decimals (negative or above 32: as many as
 // fit), truncated or rounded half away from zero; the remainder is
-// dividend - quotient * divisor.
+// dividend - quotient * divisor (left zero unless withRemainder).
 template <bool kNarrow = true>
-Division divide(const Decimal &dividend, const Decimal &divisor, int places, bool round) {
+Division divide(const Decimal &dividend, const Decimal &divisor, int places, bool round, bool withRemainder = true) {
   Division out;
   if (divisor.magnitude == 0) {
     out.divisorZero = true;
@@ -338,20 +471,25 @@ Division divide(const Decimal &dividend, const Decimal &divisor, int places, boo
   }
   const bool negative = dividend.negative != divisor.negative;
   const Rounding mode = round ? Rounding::HalfAwayFromZero : Rounding::TowardZero;
+  if (places < 0 || places > kDigits) places = kDigits;
 
-  // Integer digits of the quotient decide how many decimals fit.
+  // Integer digits of the quotient decide how many decimals fit. The digit
+  // counts bound them from above (by at most one too many); only a bound that
+  // would cut the decimals asked for needs the exact count, a division.
   const int up0 = std::max(divisor.scale - dividend.scale, 0);
   const int down0 = std::max(dividend.scale - divisor.scale, 0);
-  const int integerDigits =
-      kNarrow && fitsNarrow(dividend.magnitude, up0) && fitsNarrow(divisor.magnitude, down0)
-          ? digitCount(u128(scaled<u128>(dividend.magnitude, up0) / scaled<u128>(divisor.magnitude, down0)))
-          : digitCount(U256(scaled<U256>(dividend.magnitude, up0) / scaled<U256>(divisor.magnitude, down0)));
-  if (integerDigits > kDigits) {
-    out.quotient.ok = out.remainder.ok = false;
-    return out;
+  const int bound = digitCount(dividend.magnitude) + up0 - (digitCount(divisor.magnitude) + down0) + 1;
+  if (bound > kDigits || places > kDigits - std::max(bound, 1)) {
+    const int integerDigits =
+        kNarrow && fitsNarrow(dividend.magnitude, up0) && fitsNarrow(divisor.magnitude, down0)
+            ? digitCount(u128(scaled<u128>(dividend.magnitude, up0) / scaled<u128>(divisor.magnitude, down0)))
+            : digitCount(U256(scaled<U256>(dividend.magnitude, up0) / scaled<U256>(divisor.magnitude, down0)));
+    if (integerDigits > kDigits) {
+      out.quotient.ok = out.remainder.ok = false;
+      return out;
+    }
+    places = std::min(places, kDigits - std::max(integerDigits, 1));
   }
-  if (places < 0 || places > kDigits) places = kDigits;
-  places = std::min(places, kDigits - std::max(integerDigits, 1));
 
   // quotient * 10^places = dividend * 10^up / (divisor * 10^down) on magnitudes.
   const int up = std::max(divisor.scale - dividend.scale + places, 0);
@@ -366,6 +504,7 @@ Division divide(const Decimal &dividend, const Decimal &divisor, int places, boo
                           places, negative);
   }
 
+  if (!withRemainder) return out;
   // Remainder at the finer of the two scales it involves, exact before fitting.
   const Decimal &q = out.quotient.value;
   const int scale = std::max(dividend.scale, q.scale + divisor.scale);

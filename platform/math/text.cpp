@@ -27,29 +27,35 @@ void writeEmpty(MATH_NUMERIC &out) {
   out.nPrecision = kDigits;
 }
 
+// kBounded: the text may end at length before its terminator.
+template <bool kBounded>
 ID parse(MATH_NUMERIC &out, const JCHAR *text, size_t length) {
   const vyr::ThreadSettings &format = vyr::currentSettings();
   const JCHAR decimalSeparator = format.decimalSeparator;
   const JCHAR groupSeparator = format.thousandsSeparator;
   // Never reads past the terminator: look-ahead happens only from a non-zero character.
-  auto at = [&](size_t k) -> JCHAR { return k < length ? text[k] : JCHAR(0); };
+  auto at = [&](size_t k) -> JCHAR { return !kBounded || k < length ? text[k] : JCHAR(0); };
 
   size_t i = 0;
   while (isBlank(at(i))) ++i;
   bool negative = false;
   if (at(i) == u'+' || at(i) == u'-') negative = at(i++) == u'-';
 
-  // Integer digits beyond 32 overflow; decimals beyond 33 cannot change a value
-  // that keeps at most 31 of them, so they are read but not accumulated.
-  U256 magnitude = 0;
+  // The digits as written, leading zeros left out. Integer digits beyond 32
+  // overflow; decimals beyond 33 cannot change a value that keeps at most 31
+  // of them, so they are read but not kept.
+  char digits[2 * kDigits + 1] = {};
   int integerDigits = 0;
   int decimals = 0;
-  bool anyDigit = false;
+  bool anyDigit = false, nonzero = false;
   for (;;) {
     const JCHAR c = at(i);
     if (isDigit(c)) {
       anyDigit = true;
-      if ((magnitude != 0 || c != u'0') && ++integerDigits <= kDigits) magnitude = magnitude * 10 + (c - u'0');
+      if ((integerDigits != 0 || c != u'0') && ++integerDigits <= kDigits) {
+        digits[integerDigits - 1] = static_cast<char>(c);
+        nonzero = true;
+      }
       ++i;
     } else if (c != 0 && c == groupSeparator && c != decimalSeparator && anyDigit && isDigit(at(i + 1))) {
       ++i;
@@ -57,12 +63,14 @@ ID parse(MATH_NUMERIC &out, const JCHAR *text, size_t length) {
       break;
     }
   }
+  if (integerDigits > kDigits) integerDigits = kDigits + 1;  // refused below; keeps the decimals in bounds
+  const int decimalsAt = std::min(integerDigits, kDigits);
   if (decimalSeparator != 0 && at(i) == decimalSeparator) {
     for (++i; isDigit(at(i)); ++i) {
       anyDigit = true;
       if (decimals <= kDigits) {
-        magnitude = magnitude * 10 + (at(i) - u'0');
-        ++decimals;
+        digits[decimalsAt + decimals++] = static_cast<char>(at(i));
+        nonzero = nonzero || at(i) != u'0';
       }
     }
   }
@@ -76,26 +84,45 @@ ID parse(MATH_NUMERIC &out, const JCHAR *text, size_t length) {
     writeZero(out);
     return ER_ERROR;
   }
+  const ID rest = at(i) == 0 ? ER_SUCCESS : ER_WARNING;
+  if (std::max(integerDigits, 1) + decimals <= kDigits) {
+    // Already the record's form once a zero stands before a bare fraction.
+    if (integerDigits != 0) {
+      writeDigits(out, digits, integerDigits + decimals, decimals, negative && nonzero);
+    } else {
+      char padded[kDigits + 1] = {};
+      padded[0] = '0';
+      std::memcpy(padded + 1, digits, static_cast<size_t>(decimals));
+      writeDigits(out, padded, decimals + 1, decimals, negative && nonzero);
+    }
+    return rest;
+  }
+  // Too many digits for the record: the decimals that do not fit are rounded away.
+  U256 magnitude = 0;
+  for (int k = 0; k < integerDigits + decimals; ++k) magnitude = magnitude * 10 + (digits[k] - '0');
   const ID rc = store(out, magnitude, decimals, negative);
-  if (rc != ER_SUCCESS) return rc;
-  return at(i) == 0 ? ER_SUCCESS : ER_WARNING;
+  return rc != ER_SUCCESS ? rc : rest;
 }
 
 // Sign, integer digits (grouped when a separator is given), decimal separator
-// and every decimal. out holds VYR_MATH_TEXT_SIZE (48 when grouped).
-int formatValue(JCHAR *out, const Decimal &d, JCHAR groupSeparator) {
-  JCHAR digits[40];
-  const int n = spellDigits(d.magnitude, d.scale + 1, digits);
-  const int integerDigits = n - d.scale;
+// and every decimal, from n digits with scale decimals. out holds
+// VYR_MATH_TEXT_SIZE (48 when grouped).
+template <class Char>
+int formatDigits(JCHAR *out, const Char *digits, int n, int scale, bool negative, JCHAR groupSeparator) {
+  const int integerDigits = n - scale;
   int k = 0;
-  if (d.negative) out[k++] = u'-';
-  for (int i = 0; i < integerDigits; ++i) {
-    if (groupSeparator != 0 && i > 0 && (integerDigits - i) % 3 == 0) out[k++] = groupSeparator;
-    out[k++] = digits[i];
+  if (negative) out[k++] = u'-';
+  if (groupSeparator == 0) {
+    for (int i = 0; i < integerDigits; ++i) out[k++] = static_cast<JCHAR>(digits[i]);
+  } else {
+    for (int i = 0; i < integerDigits; ++i) {
+      if (i > 0 && (integerDigits - i) % 3 == 0) out[k++] = groupSeparator;
+      out[k++] = static_cast<JCHAR>(digits[i]);
+    }
   }
-  if (d.scale > 0) {
+  if (scale > 0) {
     out[k++] = vyr::currentSettings().decimalSeparator;
-    for (int i = integerDigits; i < n; ++i) out[k++] = digits[i];
+    for (int i = integerDigits; i < n; ++i) out[k++] = static_cast<JCHAR>(digits[i]);
   }
   out[k] = 0;
   return k;
@@ -145,14 +172,21 @@ void widenIntegerMask(std::u16string &mask, int extra) {
   mask.insert(first, insert);
 }
 
-// The formatted value; an empty text for a missing one.
+// The formatted value; an empty text for a missing one. A record in its
+// canonical form is shown from its own digits.
 int formatOrEmpty(JCHAR *out, const MATH_NUMERIC *value, JCHAR groupSeparator) {
   if (!out) return 0;
   if (!value) {
     out[0] = 0;
     return 0;
   }
-  return formatValue(out, read(*value), groupSeparator);
+  int n = 0;
+  bool nonzero = false;
+  if (isCanonical(*value, n, nonzero))
+    return formatDigits(out, value->String, n, value->nDecimalPosition, value->Sign == '-' && nonzero, groupSeparator);
+  const Decimal d = read(*value);
+  JCHAR digits[40];
+  return formatDigits(out, digits, spellDigits(d.magnitude, d.scale + 1, digits), d.scale, d.negative, groupSeparator);
 }
 
 int formatWithMask(BoundedText &text, Decimal d, std::u16string_view mask) {
@@ -240,7 +274,10 @@ ID ParseNumericString(LPMATH_NUMERIC lpValue, const JCHAR *lpszText) {
 ID ParseNumericStringEx(LPMATH_NUMERIC lpValue, const JCHAR *lpszText, size_t nLength) {
   if (!lpValue) return ER_ERROR;
   static const JCHAR kEmpty[] = u"";
-  return guarded([&] { return parse(*lpValue, lpszText ? lpszText : kEmpty, nLength); });
+  const JCHAR *text = lpszText ? lpszText : kEmpty;
+  return guarded([&] {
+    return nLength == SIZE_MAX ? parse<false>(*lpValue, text, nLength) : parse<true>(*lpValue, text, nLength);
+  });
 }
 
 int FormatMathNumeric(JCHAR *lpszOut, const MATH_NUMERIC *lpValue) { return formatOrEmpty(lpszOut, lpValue, 0); }

@@ -53,14 +53,37 @@ void traceFailure(std::u16string_view name, const char *what) noexcept {
 // Calls entry with the context current; an exception becomes "BSFNEX".
 ID runGuarded(LPBHVRCOM context, LPBSFN entry, LPVOID lpVoid, void *lpDS, std::u16string_view name) noexcept {
   ContextScope scope(context);
+  std::string what;
   try {
     return entry(context, lpVoid, lpDS);
   } catch (const std::exception &e) {
-    traceFailure(name, e.what());
+    try {
+      what = e.what();  // the exception ends with its handler
+    } catch (...) {
+    }
   } catch (...) {
-    traceFailure(name, "unknown exception");
   }
+  if (what.empty()) what = "unknown exception";
+  traceFailure(name, what.c_str());
   setTextError(context, u"BSFNEX", name);
+  try {
+    notePlatformFailure(context, toUtf8(name) + " threw: " + what);
+  } catch (...) {
+  }
+  return ER_ERROR;
+}
+
+// A code outside 0-2 is no answer a caller can act on: an error of the call
+// ("BSFNRC", the code as text), never the raw number.
+ID checkedReturnCode(LPBHVRCOM context, ID code, std::u16string_view name) noexcept {
+  if (code <= ER_ERROR) return code;
+  try {
+    const std::string number = std::to_string(static_cast<int32_t>(code));
+    setTextError(context, u"BSFNRC", std::u16string(name.substr(0, 20)) + u" returned " + asciiToJchar(number));
+    notePlatformFailure(context, toUtf8(name) + " returned " + number + ", not 0, 1 or 2");
+  } catch (...) {
+    setTextError(context, u"BSFNRC", name);
+  }
   return ER_ERROR;
 }
 
@@ -90,7 +113,7 @@ ID callFunction(LPBHVRCOM context, const BSFN_CATALOG_ENTRY &entry, void *lpDS) 
     setTextError(context, u"BSFNNF", name);
     return ER_ERROR;
   }
-  return runGuarded(context, entry.lpfnEntry, userEnvironment(context), lpDS, name);
+  return checkedReturnCode(context, runGuarded(context, entry.lpfnEntry, userEnvironment(context), lpDS, name), name);
 }
 
 }  // namespace vyr
@@ -173,6 +196,7 @@ VYR_EXPORT HENV vyrGetBhvrEnvironment(LPBHVRCOM lpBhvrCom) {
     if (environment == nullptr && !error.empty()) {
       vyr::ContextScope scope(lpBhvrCom);  // the line belongs to the context's trace
       vyr::writeTraceLine(u"vyrGetBhvrEnvironment: " + vyr::fromUtf8(error));
+      vyr::notePlatformFailure(lpBhvrCom, "vyrGetBhvrEnvironment: " + error);
     }
     return environment;
   } catch (...) {

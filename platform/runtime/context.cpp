@@ -9,6 +9,7 @@
 #include <mutex>
 #include <unordered_set>
 
+#include "unicode/jchar_utf8.h"
 #include "xerceswrapper.h"
 
 #define VYR_SETTING_TEXT2(x) #x
@@ -16,18 +17,6 @@
 
 namespace vyr {
 namespace {
-
-bool oneOf(std::string_view value, std::initializer_list<std::string_view> allowed) {
-  return std::find(allowed.begin(), allowed.end(), value) != allowed.end();
-}
-
-// Digits only (no sign, no blanks) naming a value from low to high.
-bool numberWithin(std::string_view value, unsigned long low, unsigned long high) {
-  if (value.empty() || value.size() > 10 || !std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; }))
-    return false;
-  const unsigned long number = std::stoul(std::string(value));
-  return number >= low && number <= high;
-}
 
 std::string hostName() {
   char name[HOST_NAME_MAX + 1] = {};
@@ -81,6 +70,76 @@ const std::vector<SettingKey> &settingKeys() {
   return keys;
 }
 
+namespace {
+
+// UTF-16 code units of UTF-8 text without control characters (what the
+// JCHAR fields the settings end up in count); -1 for text that is not valid
+// UTF-8 or holds a control character.
+long printableLength(std::string_view text) {
+  std::u16string units;
+  if (!decodeUtf8(text, &units)) return -1;
+  for (char16_t unit : units)
+    if (unit < 0x20 || (unit >= 0x7F && unit <= 0x9F)) return -1;
+  return long(units.size());
+}
+
+bool printable(std::string_view value, long least, long most) {
+  const long length = printableLength(value);
+  return length >= least && length <= most;
+}
+bool digits(std::string_view value, size_t least, size_t most) {
+  return value.size() >= least && value.size() <= most &&
+         std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+// A value digits() has passed, within low..high.
+bool numberIn(std::string_view value, unsigned long low, unsigned long high) {
+  const unsigned long number = std::stoul(std::string(value));
+  return number >= low && number <= high;
+}
+
+bool capitals(std::string_view value, size_t count) {
+  return value.size() == count && std::all_of(value.begin(), value.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+}
+bool environmentName(std::string_view value) {
+  return !value.empty() && value.size() <= 10 && std::all_of(value.begin(), value.end(), [](char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+  });
+}
+
+// The form each setting's value must have, and how a refusal describes it.
+struct SettingForm {
+  const char *key;
+  bool (*fits)(std::string_view value);
+  const char *description;
+};
+
+const SettingForm kForms[] = {
+    {"user", [](std::string_view v) { return printable(v, 1, 10); }, "1 to 10 characters"},
+    {"an8", [](std::string_view v) { return digits(v, 1, 8); }, "a number of up to 8 digits"},
+    {"CTR", [](std::string_view v) { return v.empty() || capitals(v, 2); }, "two capital letters (BR), or blank"},
+    {"LNGP", [](std::string_view v) { return v.empty() || (v.size() <= 2 && printable(v, 1, 2)); },
+     "up to two characters, or blank"},
+    {"program", [](std::string_view v) { return printable(v, 1, 10); }, "1 to 10 characters"},
+    {"machine", [](std::string_view v) { return printable(v, 0, 64); }, "up to 64 characters"},
+    {"env", environmentName, "1 to 10 letters, digits or _"},
+    {"NNO", [](std::string_view v) { return printable(v, 0, 1); }, "one character"},
+    {"CENTCHG", [](std::string_view v) { return digits(v, 1, 2); }, "a two-digit year"},
+    {"CRMMSL", [](std::string_view v) { return printable(v, 0, 64); }, "up to 64 characters"},
+    {"clienttype", [](std::string_view v) { return v == "1" || v == "2"; }, "1 or 2"},
+    {"decimal", [](std::string_view v) { return v == "point" || v == "comma"; }, "point or comma"},
+    {"dateformat", [](std::string_view v) { return printable(v, 1, 20); }, "a mask of 1 to 20 characters"},
+    {"currency", [](std::string_view v) { return v.empty() || capitals(v, 3); }, "three capital letters (EUR), or blank"},
+    {"ldap", [](std::string_view v) { return v == "0" || v == "1"; }, "0 or 1"},
+    {"taxplugin", [](std::string_view v) { return printable(v, 0, 4096); }, "a file path"},
+    {"fail", [](std::string_view v) { return printable(v, 0, 4096); }, "a list of operations"},
+    {"xmlmaxchars", [](std::string_view v) { return digits(v, 1, 10) && numberIn(v, 1, 1073741823); },
+     "a number of characters from 1 to 1073741823"},
+    {"xmlmaxdepth", [](std::string_view v) { return digits(v, 1, 6) && numberIn(v, 1, 100000); },
+     "a number from 1 to 100000"},
+};
+
+}  // namespace
+
 bool validSetting(std::string_view key, std::string_view value, std::string *error) {
   auto fail = [&](std::string why) {
     if (error) *error = std::move(why);
@@ -88,30 +147,20 @@ bool validSetting(std::string_view key, std::string_view value, std::string *err
   };
   // Environments are open-ended: "env.NAME" gives the database of NAME.
   if (key.size() > 4 && key.substr(0, 4) == "env.") {
-    if (value.empty()) return fail("setting " + std::string(key) + " needs a database location");
+    if (!environmentName(key.substr(4)))
+      return fail("setting " + std::string(key) + ": an environment name is 1 to 10 letters, digits or _");
+    if (!printable(value, 1, 4096)) return fail("setting " + std::string(key) + " needs a database location");
     return true;
   }
   const auto &keys = settingKeys();
-  const auto known = std::find_if(keys.begin(), keys.end(), [&](const SettingKey &k) { return k.key == key; });
-  if (known == keys.end()) return fail("unknown setting '" + std::string(key) + "'");
-  if (key == "decimal" && !oneOf(value, {"point", "comma"}))
-    return fail("setting decimal must be point or comma");
-  if (key == "ldap" && !oneOf(value, {"0", "1"})) return fail("setting ldap must be 0 or 1");
-  if (key == "clienttype" && !oneOf(value, {"1", "2"})) return fail("setting clienttype must be 1 or 2");
-  if (key == "NNO" && value.size() > 1) return fail("setting NNO is one character");
-  if (key == "CENTCHG" && (value.empty() || value.size() > 2 ||
-                           !std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; })))
-    return fail("setting CENTCHG is a two-digit year");
-  if ((key == "an8") && (value.empty() || !std::all_of(value.begin(), value.end(),
-                                                        [](char c) { return c >= '0' && c <= '9'; })))
-    return fail("setting an8 is a number");
-  if (key == "dateformat" && value.empty()) return fail("setting dateformat needs a mask");
-  if (key == "xmlmaxchars" && !numberWithin(value, 1, 1073741823))
-    return fail("setting xmlmaxchars is a number of characters from 1 to 1073741823");
-  if (key == "xmlmaxdepth" && !numberWithin(value, 1, 100000))
-    return fail("setting xmlmaxdepth is a number from 1 to 100000");
-  if ((key == "env" || key == "user" || key == "program") && (value.empty() || value.size() > 10))
-    return fail("setting " + std::string(key) + " is 1 to 10 characters");
+  if (std::none_of(keys.begin(), keys.end(), [&](const SettingKey &k) { return k.key == key; }))
+    return fail("unknown setting '" + std::string(key) + "'");
+  for (const SettingForm &form : kForms) {
+    if (form.key != key || form.fits(value)) continue;
+    const bool beyondBmp = std::any_of(value.begin(), value.end(), [](char c) { return (unsigned char)c >= 0xF0; });
+    return fail("setting " + std::string(key) + " must be " + form.description +
+                (beyondBmp ? " (a character beyond U+FFFF, an emoji say, counts as two)" : ""));
+  }
   return true;
 }
 
@@ -153,6 +202,17 @@ void freeContext(LPBHVRCOM context) noexcept {
     if (resource.release) resource.release(resource.handle);
   }
   delete context;
+}
+
+void notePlatformFailure(LPBHVRCOM context, std::string_view what) noexcept {
+  // A function that fails in a loop says the same thing many times.
+  constexpr size_t kKept = 20;
+  if (!isLiveContext(context) || context->platformFailures.size() >= kKept) return;
+  try {
+    context->platformFailures.emplace_back(what);
+  } catch (...) {
+    // Out of memory: the failure's trace line or error still tells.
+  }
 }
 
 LPVOID userEnvironment(LPBHVRCOM context) noexcept { return context ? &context->user : nullptr; }

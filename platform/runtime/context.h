@@ -56,6 +56,7 @@ struct tagBHVRCOM {
   std::u16string pimRequest;              // request text of a sync call
   std::u16string pimResponse;             // response text stored by the sync call
   bool pimResponseStored = false;
+  std::vector<std::string> platformFailures;  // see notePlatformFailure
 };
 
 namespace vyr VYR_HOST_API {
@@ -119,14 +120,39 @@ class ContextScope {
 // before doing the real work, so every failure path can be exercised.
 bool faultRequested(LPBHVRCOM context, std::string_view operation, std::u16string_view detail = {}) noexcept;
 
+// A failure of the platform itself during a call of the context, as opposed
+// to the function's own answer: the database could not be opened or reached,
+// a statement or commit failed, the function threw or returned a code outside
+// 0-2. Whoever detects such a failure notes it here (besides its trace line or
+// error); hosts read context->platformFailures after the call to tell "the
+// function said no" from "the call could not be carried out" (famoflas batch
+// exits non-zero for the latter). Kept to the first few of a call.
+void notePlatformFailure(LPBHVRCOM context, std::string_view what) noexcept;
+
 // ---- Business functions ----------------------------------------------------
 
-// Adds a library's entries (or single entries a host or test defines at run
-// time). Names are unique; a later entry with a known name replaces it.
+// Adds entries a host or test defines (trusted: not checked). Names are
+// unique; a later entry with a known name replaces it.
 void registerCatalog(const BSFN_CATALOG_ENTRY *entries, size_t count);
 void registerFunction(const BSFN_CATALOG_ENTRY &entry);
-// dlopens a library and registers the catalogue its symbol returns.
-bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string *error);
+// dlopens a library and registers the catalogue its symbol returns, all or
+// nothing: the symbol must be a function, and every entry must check out
+// (valid names, an entry point, templateProblem) and bring a name not yet
+// registered unless overrides lists it. Loading a file again does nothing.
+// False with the reason, the library closed again.
+bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string *error,
+                 const std::vector<std::string> &overrides = {});
+// Why a data-structure template cannot be used safely ("" when it can):
+// names, kinds, sizes bounded, each member inside the record after the one before.
+std::string templateProblem(const DSTMPL &tmpl);
+// Where a registered function came from: the library file (empty when the
+// host registered it) and, when it replaced a function of the same name
+// (an override), that one's source object and library.
+struct FunctionOrigin {
+  std::string library;
+  std::string replaced;
+};
+FunctionOrigin functionOrigin(std::string_view name);
 const BSFN_CATALOG_ENTRY *findFunction(std::string_view name);
 const BSFN_CATALOG_ENTRY *findFunction(std::u16string_view name);
 // Every registered function, sorted by name.
@@ -136,8 +162,14 @@ const DSTMPL *findTemplate(std::string_view name);
 // Runs a business function on the context: makes the context current (its
 // settings, its trace capture), calls, restores what was current before, and
 // returns the function's code. Nothing thrown inside escapes: it becomes
-// ER_ERROR with error "BSFNEX" on the context.
+// ER_ERROR with error "BSFNEX" on the context; a code outside 0-2 becomes
+// ER_ERROR with error "BSFNRC". Both are noted as platform failures.
 ID callFunction(LPBHVRCOM context, const BSFN_CATALOG_ENTRY &entry, void *lpDS);
+
+// ---- Data dictionary -------------------------------------------------------
+
+// The message text of an error id ("" when the dictionary has none).
+std::string_view errorMessage(std::u16string_view id) noexcept;
 
 // ---- Message box -----------------------------------------------------------
 

@@ -3,7 +3,9 @@
 namespace vyr {
 namespace {
 const ThreadSettings kDefaults{};
-thread_local const ThreadSettings *tCurrent = nullptr;
+// Initial-exec: read on every context-free number and date operation, it is
+// then one load instead of a call; the library is loaded with the process.
+thread_local const ThreadSettings *tCurrent __attribute__((tls_model("initial-exec"))) = nullptr;
 }  // namespace
 
 const ThreadSettings &currentSettings() noexcept { return tCurrent ? *tCurrent : kDefaults; }

@@ -1,5 +1,6 @@
 // The data dictionary: items with their defaults, some of which the
 // installation sets (the century-change year, for instance).
+#include <algorithm>
 #include <iterator>
 #include <map>
 #include <mutex>
@@ -24,6 +25,59 @@ const DictionaryItem kItems[] = {
     {u"CENTCHG", u"Century Change Year", "CENTCHG", u""},
 };
 
+// The message texts of the error ids the library, the companions and the
+// runtime raise: what the user reads beside the id. The substitution text of
+// an error (a table or cache name, say) completes them. Sorted by id.
+struct ErrorText {
+  std::u16string_view id;
+  std::string_view message;
+};
+
+constexpr ErrorText kErrorTexts[] = {
+    {u"0002", "No record was found for the key given"},
+    {u"0177", "The date pattern is not defined for this fiscal year"},
+    {u"019T", "The value is outside what the function accepts (see the item named)"},
+    {u"032E", "The cache action code is not one the function knows"},
+    {u"070Q", "Not enough memory to carry out the request"},
+    {u"078D", "The table could not be opened"},
+    {u"078F", "The record could not be added to the table"},
+    {u"078H", "The record could not be changed in the table"},
+    {u"078I", "A record the function needs is missing from the table"},
+    {u"078K", "The sort order could not be set on the table"},
+    {u"078L", "The cache could not be started"},
+    {u"078N", "The cache record could not be read"},
+    {u"078S", "Database access could not be started for the function"},
+    {u"0949", "Exchange rate not found"},
+    {u"1212", "The address number is already in use"},
+    {u"187A", "The password is shorter than the policy allows"},
+    {u"187B", "The password has fewer digits than the policy requires"},
+    {u"187C", "The password repeats a character more often in a row than the policy allows"},
+    {u"187D", "The password has fewer special characters than the policy requires"},
+    {u"187Q", "The password has fewer letters than the policy requires"},
+    {u"2721", "The work-day calendar has no month for this date"},
+    {u"3143", "The table could not be opened"},
+    {u"3199", "The parentheses of the expression do not pair"},
+    {u"3449", "The expression cannot be calculated"},
+    {u"4363", "The function was called without its context, environment or data structure"},
+    {u"4364", "Database access could not be started for the function"},
+    {u"4456", "No next number could be assigned"},
+    {u"4771", "The expression is not valid"},
+    {u"BSFNEX", "The business function stopped on an unexpected exception"},
+    {u"BSFNNF", "No business function of that name is registered"},
+    {u"BSFNRC", "The business function answered a code other than 0, 1 or 2"},
+    {u"CRM0071", "The number given collides with next numbers already assigned"},
+    {u"TXIN", "The external tax interface refused to start"},
+    {u"TXLB", "The external tax interface library is not configured, cannot be loaded or is incomplete"},
+    {u"UDCNF", "The user-defined code is not in the code table"},
+};
+
+constexpr bool errorTextsSorted() {
+  for (size_t i = 1; i < std::size(kErrorTexts); ++i)
+    if (!(kErrorTexts[i - 1].id < kErrorTexts[i].id)) return false;
+  return true;
+}
+static_assert(errorTextsSorted(), "errorMessage searches kErrorTexts by id: keep it sorted");
+
 // An open dictionary: the settings it answers from, taken when it was opened
 // so that it stays usable whatever becomes of the context.
 struct OpenDictionary {
@@ -47,6 +101,14 @@ Registry &registry() {
 void closeLeftOpen(void *handle) noexcept { vyrCloseDictionary(static_cast<LPDDDICT>(handle)); }
 
 }  // namespace
+
+std::string_view errorMessage(std::u16string_view id) noexcept {
+  const auto *end = std::end(kErrorTexts);
+  const auto *found = std::lower_bound(std::begin(kErrorTexts), end, id,
+                                       [](const ErrorText &text, std::u16string_view wanted) { return text.id < wanted; });
+  return found != end && found->id == id ? found->message : std::string_view();
+}
+
 }  // namespace vyr
 
 VYR_EXPORT LPDDDICT vyrOpenDictionaryX(LPBHVRCOM lpBhvrCom) {

@@ -59,8 +59,11 @@ class ObjectReader {
     }
     if (!value->is_string()) fail(pathOf(key), "must be a string");
     std::u16string out = textOf(value->get_ref<const std::string &>(), pathOf(key));
-    if (out.size() > maxWidth)
-      fail(pathOf(key), "is longer than " + std::to_string(maxWidth) + " characters");
+    if (out.size() > maxWidth) {
+      const bool surrogates = std::any_of(out.begin(), out.end(), [](char16_t u) { return u >= 0xD800 && u <= 0xDFFF; });
+      fail(pathOf(key), "is longer than " + std::to_string(maxWidth) +
+                            (surrogates ? " UTF-16 code units (a character beyond U+FFFF counts as two)" : " characters"));
+    }
     return out;
   }
 

@@ -30,6 +30,10 @@ std::string quoted(std::string_view text) {
 
 // ---- strings and flags -----------------------------------------------------
 
+std::string counted(size_t count, const char *noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string formatString(uint32_t width, const void *bytes) {
   std::u16string text;
   const auto *units = static_cast<const unsigned char *>(bytes);
@@ -46,9 +50,16 @@ bool parseString(uint32_t width, std::string_view text, void *bytes, std::string
   std::u16string units;
   if (!decodeUtf8(text, &units)) return fail(error, quoted(text) + " is not valid UTF-8");
   if (units.find(u'\0') != std::u16string::npos) return fail(error, "the text contains a NUL character");
-  if (units.size() > width)
-    return fail(error, quoted(text) + " is " + std::to_string(units.size()) + " characters; the member holds " +
-                           std::to_string(width));
+  if (units.size() > width) {
+    // The width counts UTF-16 code units: say so when they are not characters.
+    const size_t characters = size_t(std::count_if(units.begin(), units.end(), [](char16_t u) { return u < 0xDC00 || u > 0xDFFF; }));
+    if (characters == units.size())
+      return fail(error, quoted(text) + " is " + std::to_string(characters) + " characters; the member holds " +
+                             std::to_string(width));
+    return fail(error, quoted(text) + " is " + counted(characters, "character") + ", " +
+                           counted(units.size(), "UTF-16 code unit") + "; the member holds " +
+                           counted(width, "code unit"));
+  }
   auto *out = static_cast<unsigned char *>(bytes);
   std::memset(out, 0, (size_t(width) + 1) * 2);
   std::memcpy(out, units.data(), units.size() * 2);
@@ -101,8 +112,10 @@ std::string formatMath(const void *bytes) {
   return text;
 }
 
+// [sign] digits [. digits] [e|E [sign] digits], the point shifted exactly by
+// the exponent: 1.50e1 is 15.0 (the decimals given, less the exponent, are kept).
 bool parseMath(std::string_view text, void *bytes, std::string *error) {
-  const std::string shape = " is not a decimal number (digits with an optional sign and '.')";
+  const std::string shape = " is not a decimal number (digits with an optional sign, '.' and exponent)";
   std::string_view rest = text;
   bool negative = false;
   if (!rest.empty() && (rest.front() == '-' || rest.front() == '+')) {
@@ -111,7 +124,9 @@ bool parseMath(std::string_view text, void *bytes, std::string *error) {
   }
   std::string integer, fraction;
   bool point = false;
-  for (char c : rest) {
+  size_t i = 0;
+  for (; i < rest.size() && rest[i] != 'e' && rest[i] != 'E'; ++i) {
+    const char c = rest[i];
     if (c >= '0' && c <= '9') {
       (point ? fraction : integer).push_back(c);
     } else if (c == '.' && !point) {
@@ -121,15 +136,39 @@ bool parseMath(std::string_view text, void *bytes, std::string *error) {
     }
   }
   if (integer.empty() && fraction.empty()) return fail(error, quoted(text) + shape);
-  const std::string digits = canonicalDigits(integer + fraction, fraction.size());
-  if (digits.size() > MAXLEN_MATH_NUMERIC)
-    return fail(error, quoted(text) + " needs " + std::to_string(digits.size()) + " digits; at most " +
+  // Beyond this the number cannot fit whatever its digits: no need to read more.
+  constexpr int64_t kExponentLimit = 1000000;
+  int64_t exponent = 0;
+  if (i < rest.size()) {
+    std::string_view digits = rest.substr(i + 1);
+    bool negativeExponent = false;
+    if (!digits.empty() && (digits.front() == '-' || digits.front() == '+')) {
+      negativeExponent = digits.front() == '-';
+      digits.remove_prefix(1);
+    }
+    if (digits.empty()) return fail(error, quoted(text) + shape);
+    for (char c : digits) {
+      if (c < '0' || c > '9') return fail(error, quoted(text) + shape);
+      exponent = std::min(exponent * 10 + (c - '0'), kExponentLimit);
+    }
+    if (negativeExponent) exponent = -exponent;
+  }
+  std::string all = integer + fraction;
+  const size_t significant = all.size() - std::min(all.find_first_not_of('0'), all.size());
+  const int64_t decimals = std::max<int64_t>(int64_t(fraction.size()) - exponent, 0);
+  const int64_t zerosAfter = std::max<int64_t>(exponent - int64_t(fraction.size()), 0);
+  // A zero needs no digits for its integer part whatever the exponent.
+  const int64_t needed = std::max<int64_t>(significant == 0 ? 0 : int64_t(significant) + zerosAfter, decimals + 1);
+  if (needed > MAXLEN_MATH_NUMERIC)
+    return fail(error, quoted(text) + " needs " + std::to_string(needed) + " digits; at most " +
                            std::to_string(MAXLEN_MATH_NUMERIC) + " fit");
+  if (significant != 0) all.append(size_t(zerosAfter), '0');
+  const std::string digits = canonicalDigits(std::move(all), size_t(decimals));
   MATH_NUMERIC value{};
   std::memcpy(value.String, digits.data(), digits.size());
   value.Sign = negative && !allZero(digits) ? '-' : '\0';
   value.nLength = static_cast<unsigned char>(digits.size());
-  value.nDecimalPosition = static_cast<short>(fraction.size());
+  value.nDecimalPosition = static_cast<short>(decimals);
   value.nPrecision = MAXLEN_MATH_NUMERIC;
   std::memcpy(bytes, &value, sizeof value);
   return true;

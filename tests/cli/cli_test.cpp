@@ -60,7 +60,7 @@ TEST_F(Command, DsJsonFromFileOrStdinWithPairsOverridingAndTheCodeAsExitStatus) 
 
   r = echo({"call", "EchoMembers", "--ds-json", "-"}, R"({"szText": "stdin", "idReturn": 1})");
   EXPECT_EQ(r.status, 1) << "a warning is the exit status";
-  EXPECT_EQ(r.result()["errors"], json::parse(R"([{"item": 1, "id": "ECHO", "text": "stdin",
+  EXPECT_EQ(r.result()["errors"], json::parse(R"([{"item": 1, "id": "ECHO", "message": null, "text": "stdin",
                                                   "source": "ECHOOBJ", "line": 42}])"));
   EXPECT_EQ(echo({"call", "EchoMembers", "idReturn=2"}).status, 2);
 }
@@ -93,7 +93,7 @@ TEST_F(Command, RefusalsCallNothingAndExit64WithOneLine) {
       {{"describe", "NoSuchFunction"}, "", "unknown business function"},
       {{"list", "--ds-json", "x"}, "", "--ds-json"},
       {{"call", "ubeReportGetName", "--report", "missing.json"}, "", "missing.json"},
-      {{"call", "ubeReportGetName", "--report", "-"}, "{not json", "--report - is not valid JSON"},
+      {{"call", "ubeReportGetName", "--report", "-"}, "{not json", "--report -: not valid JSON (byte 3)"},
       {{"call", "ubeReportGetName", "--report", "-"}, R"({"name": "R1", "page": 2})", "report.page: is not a known key"},
       {{"call", "EchoMembers", "--report", "-", "--ds-json", "-"}, "{}", "cannot both read stdin"},
       {{"list", "--report", "x"}, "", "--report belongs to call"},
@@ -169,6 +169,92 @@ TEST_F(Command, BatchRunsEveryLineAndReportsBadOnes) {
   }
   std::ofstream(dir / "good.jsonl") << R"({"function": "EchoMembers"})" "\n";
   EXPECT_EQ(echo({"batch", "good.jsonl"}).status, 0);
+}
+
+// JSON numbers are read from their text, as value texts are: nothing passes
+// through binary floating point, and an exponent means the same in both.
+TEST_F(Command, NumbersStayExactAndKeysAreGivenOnce) {
+  struct Case {
+    std::string ds;
+    std::string amount;  // the member as printed back, or part of the refusal
+  } const cases[] = {
+      {R"({"mnAmount": 123456789012345.123})", "123456789012345.123"},
+      {R"({"mnAmount": 1.10})", "1.10"},
+      {R"({"mnAmount": 1e3})", "1000"},
+      {R"({"mnAmount": "1e3"})", "1000"},
+      {R"({"mnAmount": 12345678901234567890123})", "12345678901234567890123"},
+      {R"({"mnAmount": 123456789012345678901234567890123})", "'123456789012345678901234567890123' needs 33 digits"},
+      {R"({"mnAmount": 1e400})", "the number 1e400 is out of range"},
+      {R"({"nCount": 1.0})", "'1.0' is not an integer"},
+      {R"({"mnAmount": "1", "mnAmount": "2"})", "duplicate key \"mnAmount\""},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.ds);
+    const Outcome r = echo({"call", "EchoMembers", "--ds-json", "-"}, c.ds);
+    if (r.status == 0)
+      EXPECT_EQ(r.result()["ds"]["mnAmount"], c.amount);
+    else
+      EXPECT_NE(r.err.find(c.amount), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("e+"), std::string::npos) << "no float in a message: " << r.err;
+  }
+  EXPECT_EQ(echo({"call", "EchoMembers", "--ds-json", "-"}, R"({"szText": 1.50})").result()["ds"]["szText"], "1.50");
+
+  // Batch lines: the same numbers, and a key given twice at any level refused.
+  const std::string input =
+      R"({"function": "EchoMembers", "ds": {"mnAmount": 0.1000000000000000055511151231257}})" "\n"
+      R"({"function": "EchoMembers", "ds": {"nCount": 1, "nCount": 2}})" "\n"
+      R"({"function": "EchoSettings", "settings": {"CTR": "JP", "CTR": "BR"}})" "\n"
+      R"({"function": "EchoMembers", "function": "EchoSettings"})" "\n";
+  const Outcome r = echo({"batch", "-"}, input);
+  const std::vector<json> out = lines(r.out);
+  ASSERT_EQ(out.size(), 4u) << r.out;
+  EXPECT_EQ(out[0]["ds"]["mnAmount"], "0.1000000000000000055511151231257");
+  EXPECT_EQ(out[1]["error"], "duplicate key \"nCount\" in \"ds\"");
+  EXPECT_EQ(out[2]["error"], "duplicate key \"CTR\" in \"settings\"");
+  EXPECT_EQ(out[3]["error"], "duplicate key \"function\"");
+}
+
+// A function's own answer (even 2) leaves the exit status alone; a call the
+// platform could not carry out does not.
+TEST_F(Command, LinesThatCouldNotBeCarriedOutMakeTheBatchFail) {
+  ASSERT_EQ(run({"db", "init"}).status, 0);
+  const std::string input =
+      R"({"function": "EchoMembers", "ds": {"idReturn": 2}})" "\n"
+      R"({"function": "EchoMembers", "ds": {"idReturn": 4294967295}})" "\n"
+      R"({"function": "EchoDatabase", "settings": {"env.DEFAULT": "/nonexistent/folder/x.db"}})" "\n"
+      R"({"function": "EchoDatabase"})" "\n";
+  const Outcome r = echo({"batch", "-"}, input);
+  EXPECT_EQ(r.status, 69);
+  const std::vector<json> out = lines(r.out);
+  ASSERT_EQ(out.size(), 4u) << r.out;
+  EXPECT_EQ(out[0]["return"], 2);
+  EXPECT_TRUE(out[1]["return"] == 2 && out[1]["errors"][1]["id"] == "BSFNRC") << out[1];
+  EXPECT_EQ(out[1]["errors"][1]["text"], "EchoMembers returned -1");
+  EXPECT_TRUE(out[2]["return"] == 0 && out[2]["ds"]["cOpened"] == "0") << "the function's answer stays as it was";
+  EXPECT_EQ(out[3]["ds"]["cOpened"], "1");
+  EXPECT_NE(r.err.find("line 2: could not be carried out: EchoMembers returned -1"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("line 3: could not be carried out: vyrGetBhvrEnvironment: "), std::string::npos) << r.err;
+  EXPECT_EQ(r.err.find("line 1"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("2 line(s) could not be carried out, 0 line(s) refused"), std::string::npos) << r.err;
+
+  const Outcome call = echo({"call", "EchoMembers", "idReturn=4294967295"});
+  EXPECT_EQ(call.status, 69) << "not 255, not the raw code";
+  EXPECT_EQ(call.result()["return"], 2);
+  EXPECT_NE(call.err.find("could not be carried out: EchoMembers returned -1"), std::string::npos) << call.err;
+}
+
+TEST_F(Command, ErrorsShowTheirMessageAndStderrShowsNoRawControlBytes) {
+  ASSERT_EQ(run({"db", "init"}).status, 0);
+  const Outcome rate = run({"call", "GetExchRate", "szFromCurrency=EUR", "szToCurrency=USD"});
+  ASSERT_EQ(rate.status, 2) << rate.err;
+  EXPECT_EQ(rate.result()["errors"][0]["id"], "0949");
+  EXPECT_EQ(rate.result()["errors"][0]["message"], "Exchange rate not found");
+
+  const Outcome r = echo({"call", "EchoMembers", "szText=\x1b]0;owned\x07\x1b[2J\xff\xc2\x85long"});
+  EXPECT_EQ(r.status, 64);
+  EXPECT_EQ(r.err.find_first_of(std::string("\x1b\x07\xff", 3)), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("\\x1b]0;owned\\x07\\x1b[2J\\xff\\u0085long"), std::string::npos) << r.err;
+  EXPECT_EQ(r.err.find('\n'), r.err.size() - 1);
 }
 
 TEST_F(Command, ListDescribeHelpAndVersion) {

@@ -42,4 +42,17 @@ FAMOFLAS_BSFN ID EchoSettings(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidD
 }
 FAMOFLAS_REGISTER(EchoSettings, &DSECHOSETTINGS_template, "ECHOOBJ")
 
+#define DSECHODATABASE_MEMBERS(M, S) M(S, CHAR, cOpened, 0)
+FAMOFLAS_DS(DSECHODATABASE, DSECHODATABASE_MEMBERS)
+
+// Asks for the context's database and says in cOpened whether it came;
+// succeeds either way, as a function that can do without it would.
+FAMOFLAS_BSFN ID EchoDatabase(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
+  auto *ds = static_cast<DSECHODATABASE *>(lpVoidDS);
+  if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, "ECHOOBJ", __LINE__)) return ER_ERROR;
+  ds->cOpened = vyrGetBhvrEnvironment(lpBhvrCom) != nullptr ? u'1' : u'0';
+  return ER_SUCCESS;
+}
+FAMOFLAS_REGISTER(EchoDatabase, &DSECHODATABASE_template, "ECHOOBJ")
+
 FAMOFLAS_DEFINE_CATALOG(famoflasCatalog)

@@ -57,18 +57,34 @@ TEST_F(TablesCommand, DumpGivesBackWhatLoadTookAndReloadsIdentically) {
 }
 
 TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
-  const char *const files[] = {
-      R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "USD", "EFT": "2024-02-30"}]})",
-      R"({"F0015": [{"CRCD": "EUR"}], "F9999": []})",
-      R"({"F0015": [{"CRCD": "EUR"}, {"NOSUCH": "1"}]})",
-      R"({"F0015": [{"CRCD": "EUROS"}]})",
+  struct Case {
+    const char *file;
+    std::string message;  // part of the refusal
+  } const cases[] = {
+      {R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "USD", "EFT": "2024-02-30"}]})", "row 2"},
+      {R"({"F0015": [{"CRCD": "EUR"}], "F9999": []})", "unknown table F9999"},
+      {R"({"F0015": [{"CRCD": "EUR"}, {"NOSUCH": "1"}]})", "unknown column NOSUCH"},
+      {R"({"F0015": [{"CRCD": "EUROS"}]})", "column CRCD"},
       // the same key twice: refused by the database
-      R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "EUR", "EFT": "2024-01-01"}]})",
+      {R"({"F0015": [{"CRCD": "EUR", "EFT": "2024-01-01"}, {"CRCD": "EUR", "EFT": "2024-01-01"}]})", "row 2"},
+      // nothing is rounded on the way in
+      {R"({"F0015": [{"CRCD": "EUR"}, {"CRCD": "USD", "AN8": "1.5"}]})",
+       "table F0015, row 2: column AN8: '1.5' has more decimals than the column's 0"},
+      {R"({"F0015": [{"CRCD": "EUR", "CRR": 1.085300000000001}]})",
+       "column CRR: '1.085300000000001' has more decimals than the column's 7"},
+      {R"({"F0015": [{"CRCD": "EUR", "AN8": "123456789"}]})", "column AN8: '123456789' does not fit"},
+      {R"({"F0015": [{"CRCD": "EUR"}], "F0015": [{"CRCD": "USD"}]})", "duplicate key \"F0015\""},
   };
-  for (const char *file : files) {
-    EXPECT_EQ(load("bad.db", file), 64) << file;
-    EXPECT_EQ(json::parse(dump("bad.db", "F0015"))["F0015"].size(), 0u) << file;
+  for (const Case &c : cases) {
+    const clitest::Outcome r = run({"--db", "bad.db", "db", "load", "-"}, c.file);
+    EXPECT_EQ(r.status, 64) << c.file;
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+    EXPECT_EQ(json::parse(dump("bad.db", "F0015"))["F0015"].size(), 0u) << c.file;
   }
+  // Decimals that are only zeros lose nothing.
+  ASSERT_EQ(load("bad.db", R"({"F0015": [{"CRCD": "EUR", "AN8": "7.000", "CRR": 1.08530000000000}]})"), 0);
+  const json row = json::parse(dump("bad.db", "F0015"))["F0015"][0];
+  EXPECT_TRUE(row["AN8"] == "7" && row["CRR"] == "1.0853000") << row;
 }
 
 TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {

@@ -133,6 +133,31 @@ TEST_F(CallObject, UnknownOrFailingCalleesAreErrorsNotCrashes) {
     EXPECT_EQ(vyrCallObject(u"TestScriptedCallee", nullptr, bad, nullptr, nullptr, nullptr, 0, nullptr, 0, 0), ER_ERROR);
 }
 
+// A host learns whether the function answered or the call failed around it.
+TEST_F(CallObject, HostCallsTellTheFunctionsAnswerFromAPlatformFailure) {
+  const BSFN_CATALOG_ENTRY scripted{"TestScriptedCallee", ScriptedCallee, nullptr, "TESTCALL"};
+  for (ID code : {ER_SUCCESS, ER_WARNING, ER_ERROR}) {
+    ScriptDS ds{{1, kEnd}, code};
+    EXPECT_EQ(vyr::callFunction(context, scripted, &ds), code);
+  }
+  EXPECT_TRUE(context->platformFailures.empty()) << "0, 1 and 2 are the function's own answers";
+
+  for (ID code : {ID(3), ID(0xFFFFFFFF)}) {
+    ScriptDS ds{{kEnd}, code};
+    EXPECT_EQ(vyr::callFunction(context, scripted, &ds), ER_ERROR) << code;
+  }
+  ASSERT_EQ(context->errors.size(), 5u);
+  EXPECT_EQ(context->errors[4].id + u" " + context->errors[4].text, u"BSFNRC TestScriptedCallee returned -1");
+  ASSERT_EQ(context->platformFailures.size(), 2u);
+  EXPECT_NE(context->platformFailures[1].find("returned -1"), std::string::npos);
+
+  EXPECT_EQ(vyr::callFunction(context, {"TestThrowing", Throwing, nullptr, "TESTCALL"}, nullptr), ER_ERROR);
+  EXPECT_NE(context->platformFailures.back().find("boom"), std::string::npos);
+  // Called by name from a function, a callee's code still passes up unchanged.
+  ScriptDS ds{{kEnd}, 7};
+  EXPECT_EQ(call(u"TestScriptedCallee", &ds), 7u);
+}
+
 TEST_F(CallObject, NestedCallsRestoreTheOuterContextSettingsAndTrace) {
   LPBHVRCOM inner = vyr::createContext({{"decimal", "comma"}});
   NestDS ds{inner, {}};

@@ -21,13 +21,19 @@ TEST(Context, SettingsStartAtDefaultsAndRefuseBadValues) {
   EXPECT_EQ(vyr::setting(context, "CTR") + vyr::setting(context, "NNO") + vyr::setting(context, "CENTCHG"), "JP050");
   EXPECT_EQ(context->threadSettings.decimalSeparator, u',');
   EXPECT_EQ(context->threadSettings.thousandsSeparator, u'.');
-  const std::pair<const char *, const char *> refusals[] = {{"decimal", "dot"},  {"ldap", "yes"},
-                                                            {"CENTCHG", "5x"},   {"clienttype", "3"},
-                                                            {"nosuchkey", "1"}, {"env.PROD", ""}};
+  const std::pair<const char *, const char *> refusals[] = {
+      {"decimal", "dot"},   {"ldap", "yes"},         {"CENTCHG", "5x"},        {"clienttype", "3"},
+      {"nosuchkey", "1"},   {"env.PROD", ""},        {"CTR", "BRAZIL"},        {"CTR", "br"},
+      {"an8", "123456789"}, {"currency", "EURO"},    {"env", "a b"},           {"user", "A\x1b[2J"},
+      {"user", "😀😀😀😀😀😀"}, {"machine", "bad\xff"}, {"env.PRO D", "/tmp/x.db"}, {"NNO", "12"}};
   for (const auto &[key, value] : refusals) {
     error.clear();
-    EXPECT_FALSE(vyr::setSetting(context, key, value, &error) || error.empty()) << key;
+    EXPECT_FALSE(vyr::setSetting(context, key, value, &error) || error.empty()) << key << "=" << value;
   }
+  EXPECT_NE((vyr::setSetting(context, "user", "😀😀😀😀😀😀", &error), error).find("counts as two"), std::string::npos)
+      << error;
+  for (const vyr::SettingKey &key : vyr::settingKeys())  // every default has the form its key asks for
+    EXPECT_TRUE(vyr::validSetting(key.key, key.defaultValue, &error)) << key.key << ": " << error;
   EXPECT_EQ(vyr::setting(context, "decimal"), "comma") << "a refused value changes nothing";
   EXPECT_TRUE(vyr::setSetting(context, "env.PROD", "/tmp/prod.db", &error));
   vyr::freeContext(context);

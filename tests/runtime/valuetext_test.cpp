@@ -25,6 +25,10 @@ TEST(ValueText, TextsRoundTripForEveryKind) {
       {VYR_DSK_MATH, 1, "-12.50", "-12.50"}, {VYR_DSK_MATH, 1, "+007.5", "7.5"},
       {VYR_DSK_MATH, 1, ".05", "0.05"},      {VYR_DSK_MATH, 1, "-0.00", "0.00"},  // no sign on zero
       {VYR_DSK_MATH, 1, "12345678901234567890123456789012", "12345678901234567890123456789012"},
+      // An exponent shifts the point exactly; the decimals left after it are kept.
+      {VYR_DSK_MATH, 1, "1.50e1", "15.0"},   {VYR_DSK_MATH, 1, "1E3", "1000"},
+      {VYR_DSK_MATH, 1, "-2.5e-3", "-0.0025"}, {VYR_DSK_MATH, 1, "0e-2", "0.00"},
+      {VYR_DSK_MATH, 1, "1234.5678e+2", "123456.78"}, {VYR_DSK_MATH, 1, "0.0e99", "0"},
       {VYR_DSK_DATE, 1, "2024-02-29", "2024-02-29"}, {VYR_DSK_DATE, 1, "0001-01-01", "0001-01-01"},
       {VYR_DSK_UTIME, 1, "1969-12-31T23:59:59.5Z", "1969-12-31T23:59:59.500000Z"},
       {VYR_DSK_UTIME, 1, "9999-12-31T23:59:59.999999Z", "9999-12-31T23:59:59.999999Z"},
@@ -84,13 +88,17 @@ TEST(ValueText, WhatDoesNotFitIsRefusedWithTheReasonAndBytesUntouched) {
     std::string text;
     std::string reason;  // part of the message
   } const cases[] = {
-      {VYR_DSK_STRING, 3, "abcd", "4 characters"},     {VYR_DSK_STRING, 1, "😀", "2 characters"},
+      {VYR_DSK_STRING, 3, "abcd", "4 characters; the member holds 3"},
+      {VYR_DSK_STRING, 1, "😀", "1 character, 2 UTF-16 code units; the member holds 1 code unit"},
       {VYR_DSK_STRING, 5, "a\xff", "UTF-8"},           {VYR_DSK_STRING, 5, "\xc0\xaf", "UTF-8"},  // overlong '/'
       {VYR_DSK_STRING, 5, "\xed\xa0\x80", "UTF-8"},    {VYR_DSK_STRING, 5, "ab\xe2\x82", "UTF-8"},  // cut short
       {VYR_DSK_STRING, 5, std::string("a\0b", 3), "NUL"}, {VYR_DSK_CHAR, 1, "YN", "one character"},
       {VYR_DSK_CHAR, 1, "😀", "one character"},         {VYR_DSK_MATH, 1, "12,50", "decimal number"},
       {VYR_DSK_MATH, 1, "1.2.3", "decimal number"},    {VYR_DSK_MATH, 1, "-", "decimal number"},
-      {VYR_DSK_MATH, 1, " 5", "decimal number"},       {VYR_DSK_MATH, 1, "1e5", "decimal number"},
+      {VYR_DSK_MATH, 1, " 5", "decimal number"},       {VYR_DSK_MATH, 1, "1e", "decimal number"},
+      {VYR_DSK_MATH, 1, "e5", "decimal number"},       {VYR_DSK_MATH, 1, "1e+-5", "decimal number"},
+      {VYR_DSK_MATH, 1, "1e5.5", "decimal number"},    {VYR_DSK_MATH, 1, "1e32", "33 digits"},
+      {VYR_DSK_MATH, 1, "1e-32", "33 digits"},         {VYR_DSK_MATH, 1, "5e99999999999999999999", "digits"},
       {VYR_DSK_MATH, 1, "123456789012345678901234567890123", "33 digits"},
       {VYR_DSK_MATH, 1, "0.00000000000000000000000000000001", "33 digits"},
       {VYR_DSK_DATE, 1, "2023-02-29", "date"},         {VYR_DSK_DATE, 1, "2023-2-28", "date"},

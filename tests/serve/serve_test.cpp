@@ -54,7 +54,7 @@ TEST_F(ServeTest, EndpointsAnswerWhatTheCommandPrints) {
   for (std::string line; std::getline(out, line);) results.push_back(nlohmann::json::parse(line));
   ASSERT_EQ(results.size(), 3u);
   EXPECT_EQ(results[0]["ds"]["mnCalculatedValue"], "6");
-  EXPECT_EQ(results[1], (nlohmann::json{{"line", 3}, {"function", nullptr}, {"error", "not valid JSON"}}));
+  EXPECT_EQ(results[1], (nlohmann::json{{"line", 3}, {"function", nullptr}, {"error", "not valid JSON (byte 2)"}}));
   EXPECT_EQ(results[2]["line"], 4);  // settings come from the user, never from the request
   EXPECT_NE(results[2]["error"].get<std::string>().find("settings"), std::string::npos);
 
