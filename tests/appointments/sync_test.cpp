@@ -1,8 +1,13 @@
 // beginAppointmentSync driven as a PIM client drives it: whole runs of
 // documents against activities written through the companions.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
 #include <regex>
 
 #include "base/trace.h"
+#include "db/db_fixture.h"
 #include "runtime/pimsync.h"
 #include "support/bsfn_fixture.h"
 #include "sync/B90CA701.h"
@@ -17,15 +22,25 @@ struct Answer {
   std::string text;
 };
 
-class AppointmentSyncTest : public BsfnTest {
+class AppointmentSyncTest : public BsfnTest, public ::testing::WithParamInterface<dbtest::Engine> {
  protected:
   void SetUp() override {
     BsfnTest::SetUp();
+    if (GetParam() == dbtest::Engine::Postgres) {
+      const char *base = std::getenv("FAMOFLAS_TEST_POSTGRES");
+      if (base == nullptr || *base == '\0') GTEST_SKIP() << "FAMOFLAS_TEST_POSTGRES names no PostgreSQL server";
+      pg_ = std::make_unique<dbtest::PgScratch>(base);
+      location_ = pg_->newLocation();
+      ASSERT_FALSE(location_.empty()) << pg_->error();
+    } else {
+      location_ = dir_ + "/main.db";
+    }
     previous_ = vyr::setThreadTraceSink({&AppointmentSyncTest::keep, &traces_});
   }
   void TearDown() override {
     vyr::setThreadTraceSink(previous_);
     BsfnTest::TearDown();
+    pg_.reset();
   }
   static void keep(void *user, std::u16string_view line) noexcept {
     static_cast<std::vector<std::string> *>(user)->push_back(toUtf8(std::u16string(line)));
@@ -35,9 +50,11 @@ class AppointmentSyncTest : public BsfnTest {
   }
   std::vector<std::string> traces_;
   vyr::TraceSink previous_;
+  std::unique_ptr<dbtest::PgScratch> pg_;
+  std::string location_;  // the database of the test's engine
 
   LPBHVRCOM user(const std::string &name, const std::string &an8) {
-    return newContext({{"user", name}, {"an8", an8}});
+    return newContext({{"user", name}, {"an8", an8}, {"env.MAIN", location_}});
   }
 
   static std::string document(const std::string &user, const std::string &command, const std::string &child,
@@ -131,7 +148,7 @@ class AppointmentSyncTest : public BsfnTest {
   static void nextSecond() { ::usleep(1100 * 1000); }
 };
 
-TEST_F(AppointmentSyncTest, InitialThenIncrementalRunsReportExactlyTheChanges) {
+TEST_P(AppointmentSyncTest, InitialThenIncrementalRunsReportExactlyTheChanges) {
   LPBHVRCOM alice = user("ALICE", "100");
   for (const char16_t *id : {u"A1", u"A2", u"A3", u"A4", u"A5"}) addActivity(alice, id, u"100", u"Meeting & <co>");
   addActivity(alice, u"T1", u"100", u"a task", u'1', u'1');  // a task: not in an appointment run
@@ -180,7 +197,7 @@ TEST_F(AppointmentSyncTest, InitialThenIncrementalRunsReportExactlyTheChanges) {
   EXPECT_TRUE(run(alice, "ALICE", &anchor, -1).empty());
 }
 
-TEST_F(AppointmentSyncTest, AChangeDuringTheRunOrInTheAnchorsSecondIsReportedNextTime) {
+TEST_P(AppointmentSyncTest, AChangeDuringTheRunOrInTheAnchorsSecondIsReportedNextTime) {
   LPBHVRCOM alice = user("ALICE", "100");
   addActivity(alice, u"A1", u"100", u"one");
   addActivity(alice, u"A2", u"100", u"two");
@@ -200,7 +217,7 @@ TEST_F(AppointmentSyncTest, AChangeDuringTheRunOrInTheAnchorsSecondIsReportedNex
   EXPECT_EQ(next, (std::vector<std::string>{"A1", "A3"}));
 }
 
-TEST_F(AppointmentSyncTest, ClientPutsAreAppliedAndAServerChangeDuringTheSyncIsAConflict) {
+TEST_P(AppointmentSyncTest, ClientPutsAreAppliedAndAServerChangeDuringTheSyncIsAConflict) {
   LPBHVRCOM alice = user("ALICE", "100");
   std::string anchor = "19700101000000Z";
   const std::string appointment =
@@ -265,7 +282,7 @@ TEST_F(AppointmentSyncTest, ClientPutsAreAppliedAndAServerChangeDuringTheSyncIsA
   EXPECT_EQ(call("SelectRecurrenceUTC", &pattern, alice), ER_ERROR);
 }
 
-TEST_F(AppointmentSyncTest, TwoUsersNeverSeeEachOthersActivities) {
+TEST_P(AppointmentSyncTest, TwoUsersNeverSeeEachOthersActivities) {
   LPBHVRCOM alice = user("ALICE", "100");
   LPBHVRCOM bob = user("BOB", "200");
   addActivity(alice, u"A1", u"100", u"alice's");
@@ -289,7 +306,7 @@ TEST_F(AppointmentSyncTest, TwoUsersNeverSeeEachOthersActivities) {
   EXPECT_EQ(bsfntest::text(stored.szSubject), u"alice's");
 }
 
-TEST_F(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
+TEST_P(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
   LPBHVRCOM alice = user("ALICE", "100");
   addActivity(alice, u"A1", u"100", u"kept");
   const std::string tooLong(121, 'x');
@@ -330,5 +347,83 @@ TEST_F(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
     EXPECT_EQ(bsfntest::text(probe.szSubject), u"kept");
   }
 }
+
+// Two devices of one user syncing at once, each in a process of its own, while
+// the server changes activities: every activity ends up once, with every change.
+TEST_P(AppointmentSyncTest, TwoProcessesSyncingOneUserAtOnceLoseAndDoubleNothing) {
+  LPBHVRCOM alice = user("ALICE", "100");
+  const int kEach = 20;
+  for (int i = 0; i < kEach; ++i) addActivity(alice, u"S" + vyr::fromUtf8(std::to_string(i)), u"100", u"server");
+  nextSecond();
+  std::vector<pid_t> children;
+  std::vector<std::string> outputs;
+  for (int p = 0; p < 2; ++p) {
+    const std::string prefix = dir_ + "/p" + std::to_string(p);
+    std::string created, modified;
+    for (int i = 0; i < kEach; ++i) {
+      const std::string uid = "P" + std::to_string(p) + "-" + std::to_string(i);
+      created += "<APPT uid=\"" + uid + "\" subject=\"new\" startDate=\"20240105\" startTime=\"0800\" "
+                 "endDate=\"20240105\" endTime=\"0900\"/>";
+      modified += "<APPT uid=\"" + uid + "\" requestedEvent=\"Modify\" subject=\"changed by " + std::to_string(p) + "\"/>";
+    }
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {"new", document("ALICE", "putnew", "<PUTINFO numRecsToWrite=\"20\">" + created + "</PUTINFO>")},
+        {"count", document("ALICE", "getcount", getInfo(1, 7, "19700101000000Z"))},
+        {"page1", document("ALICE", "getdetails", getInfo(1, 7, "19700101000000Z"))},
+        {"rest", document("ALICE", "getdetails", getInfo(8, -1, "19700101000000Z"))},
+        {"modify", document("ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"20\">" + modified + "</PUTINFO>")},
+        {"end", document("ALICE", "endsync", "<ENDSYNC SyncResult=\"Success\"/>")}};
+    std::vector<std::string> args = {"famoflas", "sync", "--user", "ALICE", "--setting", "an8=100", "--db", location_};
+    for (int round = 0; round < 3; ++round)
+      for (const auto &[name, text] : files) {
+        if (round > 0 && name == "new") continue;
+        std::ofstream(prefix + name + ".xml") << text;
+        args.push_back(prefix + name + ".xml");
+      }
+    outputs.push_back(prefix + ".out");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      std::vector<char *> argv;
+      for (std::string &arg : args) argv.push_back(arg.data());
+      argv.push_back(nullptr);
+      if (std::freopen(outputs.back().c_str(), "w", stdout) == nullptr ||
+          std::freopen((prefix + ".err").c_str(), "w", stderr) == nullptr)
+        ::_exit(126);
+      ::execv(FAMOFLAS_BINARY_DIR "/bin/famoflas", argv.data());
+      ::_exit(127);
+    }
+    children.push_back(child);
+  }
+  for (int i = 0; i < kEach; ++i)
+    EXPECT_EQ(changeSubject(alice, u"S" + vyr::fromUtf8(std::to_string(i)), u"changed"), ER_SUCCESS);
+  for (pid_t child : children) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 126 && WEXITSTATUS(status) != 127) << status;
+  }
+  for (const std::string &output : outputs) {
+    std::ifstream in(output);
+    const std::string text((std::istreambuf_iterator<char>(in)), {});
+    size_t puts = 0;
+    for (size_t at = 0; (at = text.find("numRecsWritten=\"20\"", at)) != std::string::npos; ++at) ++puts;
+    EXPECT_EQ(puts, 4u) << "one putnew and three putmodified, every record written\n" << text;
+  }
+  nextSecond();
+  std::string anchor = "19700101000000Z";
+  std::vector<std::string> sent = run(alice, "ALICE", &anchor, 7);
+  std::sort(sent.begin(), sent.end());
+  EXPECT_EQ(std::adjacent_find(sent.begin(), sent.end()), sent.end()) << "an activity sent twice";
+  EXPECT_EQ(sent.size(), size_t(3 * kEach));
+  for (const char16_t *id : {u"S0", u"S19", u"P0-0", u"P1-19"}) {
+    DSACTIVITY stored{};
+    vyrStrcpy(stored.szActivityID, id);
+    ASSERT_EQ(call("SelectActivityUTC", &stored, alice), ER_SUCCESS);
+    EXPECT_EQ(bsfntest::text(stored.szSubject),
+              id[0] == u'S' ? u"changed" : u"changed by " + std::u16string(1, id[1]));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Engines, AppointmentSyncTest, dbtest::engines(), dbtest::engineName);
 
 }  // namespace
