@@ -6,7 +6,6 @@
 #include <fstream>
 #include <regex>
 
-#include "base/trace.h"
 #include "db/db_fixture.h"
 #include "runtime/pimsync.h"
 #include "support/bsfn_fixture.h"
@@ -35,21 +34,18 @@ class AppointmentSyncTest : public BsfnTest, public ::testing::WithParamInterfac
     } else {
       location_ = dir_ + "/main.db";
     }
-    previous_ = vyr::setThreadTraceSink({&AppointmentSyncTest::keep, &traces_});
   }
   void TearDown() override {
-    vyr::setThreadTraceSink(previous_);
     BsfnTest::TearDown();
     pg_.reset();
   }
-  static void keep(void *user, std::u16string_view line) noexcept {
-    static_cast<std::vector<std::string> *>(user)->push_back(toUtf8(std::u16string(line)));
+  // The trace lines the context's calls wrote, taken away.
+  static std::vector<std::string> traces(LPBHVRCOM context) {
+    std::vector<std::string> out;
+    for (const std::u16string &line : context->trace) out.push_back(toUtf8(line));
+    context->trace.clear();
+    return out;
   }
-  bool traced(const std::string &text) const {
-    return std::find(traces_.begin(), traces_.end(), text) != traces_.end();
-  }
-  std::vector<std::string> traces_;
-  vyr::TraceSink previous_;
   std::unique_ptr<dbtest::PgScratch> pg_;
   std::string location_;  // the database of the test's engine
 
@@ -272,6 +268,32 @@ TEST_P(AppointmentSyncTest, ClientPutsAreAppliedAndAServerChangeDuringTheSyncIsA
   ASSERT_EQ(call("SelectActivityUTC", &stored, alice), ER_SUCCESS);
   EXPECT_EQ(bsfntest::text(stored.szSubject), u"client");
   EXPECT_EQ(bsfntest::text(stored.szLocation), u"here") << "attributes left out keep their value";
+  // A changed pattern is updated in place; a new exclusion date joins the two stored.
+  const Answer repattern = sync(alice, "ALICE", "putmodified",
+                                "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"C1\" requestedEvent=\"Modify\" "
+                                "repeatType=\"DAILY\"><REPEAT startDate=\"20240106\" endDate=\"20240301\" "
+                                "dayOfWeek=\"MT\" frequency=\"2\" weekOfMonth=\"0\"><EXCLUSION "
+                                "exclusionDate=\"20240112\"/><EXCLUSION exclusionDate=\"20240126\"/></REPEAT></APPT>"
+                                "</PUTINFO>");
+  EXPECT_EQ(repattern.code, ER_SUCCESS) << repattern.text;
+  DSACTIVITY after{};
+  vyrStrcpy(after.szActivityID, u"C1");
+  ASSERT_EQ(call("SelectActivityUTC", &after, alice), ER_SUCCESS);
+  EXPECT_EQ(bsfntest::text(after.szRecurrenceID), bsfntest::text(stored.szRecurrenceID));
+  DSRECURRENCE updated{};
+  vyrStrcpy(updated.szRecurrenceID, after.szRecurrenceID);
+  ASSERT_EQ(call("SelectRecurrenceUTC", &updated, alice), ER_SUCCESS);
+  EXPECT_EQ(bsfntest::text(updated.szRecurrenceType), u"DAILY");
+  EXPECT_EQ(bsfntest::iso(updated.jdEndDate), "2024-03-01");
+  nextSecond();
+  sync(alice, "ALICE", "getcount", getInfo(1, -1, "19700101000000Z"));
+  const Answer withPattern = sync(alice, "ALICE", "getdetails", getInfo(1, -1, "19700101000000Z"));
+  EXPECT_NE(withPattern.text.find("endDate=\"20240301\" dayOfWeek=\"MT\" frequency=\"2\" weekOfMonth=\"0\">"
+                                  "<EXCLUSION exclusionDate=\"20240112\"/><EXCLUSION exclusionDate=\"20240119\"/>"
+                                  "<EXCLUSION exclusionDate=\"20240126\"/></REPEAT>"),
+            std::string::npos)
+      << withPattern.text;
+  vyrStrcpy(stored.szRecurrenceID, after.szRecurrenceID);
   EXPECT_EQ(sync(alice, "ALICE", "putdeleted",
                  "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"C1\" requestedEvent=\"Delete\"/></PUTINFO>")
                 .code,
@@ -298,7 +320,7 @@ TEST_P(AppointmentSyncTest, TwoUsersNeverSeeEachOthersActivities) {
   EXPECT_EQ(attribute(forged.text, "numRecsWritten"), "0") << forged.text;
   const Answer created = sync(bob, "BOB", "putnew", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"A1\" "
                                                     "subject=\"bob\"/></PUTINFO>");
-  EXPECT_EQ(attribute(created.text, "numRecsWritten"), "1") << ::testing::PrintToString(traces_);
+  EXPECT_EQ(attribute(created.text, "numRecsWritten"), "1");
   EXPECT_NE(uids(created.text).at(0), "A1");
   DSACTIVITY stored{};
   vyrStrcpy(stored.szActivityID, u"A1");
@@ -346,6 +368,57 @@ TEST_P(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
     ASSERT_EQ(call("SelectActivityUTC", &probe, alice), ER_SUCCESS);
     EXPECT_EQ(bsfntest::text(probe.szSubject), u"kept");
   }
+}
+
+// The trace texts of the exchange, each where it belongs.
+TEST_P(AppointmentSyncTest, FaultsAreTracedWithTheTextsOfTheExchange) {
+  LPBHVRCOM alice = user("ALICE", "100");
+  LPBHVRCOM nobody = user("NOBODY", "0");
+  DSACTIVITY ds{};
+  ASSERT_EQ(call("InitializeActivity", &ds, alice), ER_SUCCESS);
+  vyrStrcpy(ds.szActivityID, u"SAME");
+  ds.mnAddressNumber = bsfntest::math(u"100");
+  vyrUTime_Set(&ds.utStartTime, 2024, 3, 4, 9, 0, 0, nullptr);
+  vyrUTime_Copy(&ds.utEndTime, &ds.utStartTime);
+  ds.cAlarmFlag = u'1';
+  vyrStrcpy(ds.szLeadTimeIncrement, u"WEEKS");
+  ASSERT_EQ(call("InsertActivity", &ds, alice), ER_SUCCESS);
+  nextSecond();
+  const std::string all = getInfo(1, -1, "19700101000000Z");
+  const struct {
+    LPBHVRCOM context;
+    std::string user, command, child, type, trace;
+  } cases[] = {
+      {alice, "ALICE", "getcount", all, "Appointments", ""},
+      {alice, "ALICE", "getdetails", all, "Appointments",
+       "B90CA701_AddRecordDetailsToXML: Activity SAME invalid for sync: Incorrect times: Either the start date and "
+       "end date are the same or null"},
+      {alice, "ALICE", "getdetails", all, "Appointments",
+       "B90CA701_encodePIMAlarmValues: Did not find a valid LeadTimeIncrement Value"},
+      {alice, "ALICE", "sleep", all, "Appointments", "B90CA701_InitActivityInfo: unrecognized command: sleep"},
+      {alice, "ALICE", "putnew", "<PUTINFO numRecsToWrite=\"2\"><APPT/></PUTINFO>", "Appointments",
+       "B90CA701: read incorrect number of children"},
+      {alice, "ALICE", "putnew", "<PUTINFO/>", "Appointments",
+       "B90CA701: unable to extract numRecsToWrite from XML document"},
+      {alice, "ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"SAME\"/></PUTINFO>", "Appointments",
+       "B90CA701: unable to read requestedEvent from element"},
+      {alice, "ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"SAME\" requestedEvent=\"x\"/></PUTINFO>",
+       "Appointments", "B90CA701: unknown requestedEvent type"},
+      {alice, "ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"1\"><APPT requestedEvent=\"Delete\"/></PUTINFO>",
+       "Appointments", "B90CA701: unable to read uid from element"},
+      {nobody, "NOBODY", "getcount", all, "Appointments", "B90CA701_getCount: Failed to convert USERID to AN8"},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.command + " " + c.trace);
+    traces(c.context);
+    sync(c.context, c.user, c.command, c.child, c.type);
+    const std::vector<std::string> lines = traces(c.context);
+    if (c.trace.empty()) continue;
+    EXPECT_NE(std::find(lines.begin(), lines.end(), c.trace), lines.end()) << ::testing::PrintToString(lines);
+  }
+  // The unsupported data type never reaches the sync: the transport has no function for it.
+  EXPECT_EQ(vyr::runPimSync(alice, vyr::fromUtf8(document("ALICE", "getcount", all, "Notes"))).status,
+            vyr::PimSyncOutcome::Status::NoSyncFunction);
 }
 
 // Two devices of one user syncing at once, each in a process of its own, while
