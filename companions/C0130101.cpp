@@ -43,6 +43,12 @@ static_assert(sizeof(((ActivityRow *)0)->columns) ==
                   offsetof(DSACTIVITY, utUpdateTime) + sizeof(((DSACTIVITY *)0)->utUpdateTime),
               "the column members of DSACTIVITY end with UDTTM");
 
+// The row's columns as a whole data structure (the steering members zero), to read them by name.
+void ActivityOfRow(const ActivityRow *lpRow, DSACTIVITY *lpActivity) {
+  memset(lpActivity, 0, sizeof *lpActivity);
+  memcpy(lpActivity, lpRow->columns, sizeof lpRow->columns);
+}
+
 BOOL OpenActivities(const ACTIVITYCALL *lpCall, HUSER hUser, HREQUEST *lphRequest) {
   return ActivityTableOpen(lpCall, hUser, ACTIVITY_TABLE, NULL, 0, lphRequest, __LINE__);
 }
@@ -209,10 +215,11 @@ FAMOFLAS_BSFN ID InsertActivity(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoi
   if (!ActivityHandleOpen(&call, lpDS->idHUser, TRUE, &handle, __LINE__)) return ER_ERROR;
   BOOL bDone = FALSE;
   if (OpenActivities(&call, handle.hUser, &hRequest)) {
-    memcpy(row.columns, lpDS, sizeof row.columns);
-    LPDSACTIVITY lpRow = (LPDSACTIVITY)row.columns;
+    DSACTIVITY written = *lpDS;
+    const LPDSACTIVITY lpRow = &written;
     vyrUTime_Copy(&lpRow->utUpdateTime, &utStamp);
     if (lpDS->cChangedByPIM == u'1') vyrUTime_Copy(&lpRow->utPIMTimestamp, &utStamp);
+    memcpy(row.columns, lpRow, sizeof row.columns);
     if (VDB_InsertTable(hRequest, &row) == VDB_SUCCESS) {
       bDone = ForgetDeletion(&call, handle.hUser, lpDS);
     } else {
@@ -278,7 +285,9 @@ FAMOFLAS_BSFN ID UpdateActivityUTC(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lp
   BOOL bDone = FALSE;
   if (OpenActivities(&call, handle.hUser, &hRequest) &&
       FetchActivity(&call, hRequest, lpDS->szActivityID, TRUE, &stored)) {
-    const LPDSACTIVITY lpStored = (LPDSACTIVITY)stored.columns;
+    DSACTIVITY storedColumns;
+    ActivityOfRow(&stored, &storedColumns);
+    const LPDSACTIVITY lpStored = &storedColumns;
     if (lpDS->cCheckVersion == u'1' && vyrUTime_Compare(&lpStored->utUpdateTime, &lpDS->utUpdateTime) != 0) {
       ActivityError(&call, 1, ACTIVITY_ERROR_CHANGED, lpStored->szActivityID, __LINE__);
     } else {
@@ -332,7 +341,9 @@ FAMOFLAS_BSFN ID DeleteActivity(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoi
   BOOL bDone = FALSE;
   if (OpenActivities(&call, handle.hUser, &hRequest) &&
       FetchActivity(&call, hRequest, lpDS->szActivityID, TRUE, &stored)) {
-    const LPDSACTIVITY lpStored = (LPDSACTIVITY)stored.columns;
+    DSACTIVITY storedColumns;
+    ActivityOfRow(&stored, &storedColumns);
+    const LPDSACTIVITY lpStored = &storedColumns;
     if (VDB_DeleteTable(hRequest, 1, lpStored->szActivityID, 1) != VDB_SUCCESS) {
       ActivityError(&call, 1, ACTIVITY_ERROR_TABLE, ACTIVITY_TABLE, __LINE__);
     } else {
