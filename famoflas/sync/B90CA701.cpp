@@ -307,7 +307,7 @@ BOOL AlarmBase(const DSACTIVITY *lpActivity, LPUTIME lpBase) {
 // ---- Tables ------------------------------------------------------------------------------
 
 // Deletes the pattern row and exclusions of the recurrence id unless another activity still uses it.
-BOOL DropRecurrence(LPB90CA701_CONTEXT lpContext, HUSER hUser, const JCHAR *lpszRecurrenceID) {
+BOOL DropRecurrence(HUSER hUser, const JCHAR *lpszRecurrenceID) {
   if (vyrIsBlankOrNull(lpszRecurrenceID)) return TRUE;
   HREQUEST hActivities = NULL, hRecurrences = NULL;
   RecurrenceKey key;
@@ -329,7 +329,6 @@ BOOL DropRecurrence(LPB90CA701_CONTEXT lpContext, HUSER hUser, const JCHAR *lpsz
   }
   VDB_CloseTable(hRecurrences);
   VDB_CloseTable(hActivities);
-  (void)lpContext;
   return bDone;
 }
 
@@ -891,7 +890,7 @@ FAMOFLAS_INTERNAL int B90CA701_DeleteActivity(LPB90CA701_CONTEXT lpContext, cons
   BOOL bDone = VDB_OpenTable(hUser, kActivityTable, 1, NULL, 0, NULL, &hRequest) == VDB_SUCCESS &&
                VDB_DeleteTable(hRequest, 1, szKey, 1) == VDB_SUCCESS;
   VDB_CloseTable(hRequest);
-  bDone = bDone && DropRecurrence(lpContext, hUser, lpActivity->szRecurrenceID);
+  bDone = bDone && DropRecurrence(hUser, lpActivity->szRecurrenceID);
   if (!bDone) DebugTraceFn(u"B90CA701_DeleteActivity: failed to delete record: %ls", szKey);
   return bDone;
 }
@@ -1244,7 +1243,7 @@ BOOL ApplyElement(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, BOOL bEx
   }
   if (bDone && nRepeat == B90CA701_REPEAT_REMOVED) {
     HUSER hUser = (HUSER)vyrRetrieveDataPtr(lpContext->lpVoid, WritesHandle(lpContext));
-    bDone = DropRecurrence(lpContext, hUser, szOldPattern);
+    bDone = DropRecurrence(hUser, szOldPattern);
   }
   if (bDone) CopyTrimmed(lpszId, lpActivity->szActivityID, 37);
   vyrFree(exclusions.lpDates);
