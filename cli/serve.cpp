@@ -155,6 +155,10 @@ struct RequestNote {
 };
 thread_local RequestNote tNote;
 
+double secondsSinceHead() {
+  return tNote.started ? std::chrono::duration<double>(std::chrono::steady_clock::now() - tNote.start).count() : 0.0;
+}
+
 // The endpoint a path belongs to, as the metrics label it.
 std::string endpointOf(const std::string &path) {
   for (const char *fixed : {"/v1/health", "/v1/functions", "/v1/batch", "/v1/pim", "/v1/openapi.json", "/metrics"})
@@ -398,11 +402,13 @@ void Service::install(httplib::Server &server) {
   server.set_exception_handler([](const httplib::Request &, httplib::Response &res, std::exception_ptr) {
     answerError(res, 500, "internal error");
   });
+  // Counted before the answer is written, so that a client that has its
+  // answer finds the request in the next /metrics it reads.
+  server.set_post_routing_handler([this](const httplib::Request &req, httplib::Response &res) {
+    metrics_.countRequest(endpointOf(req.path), res.status, secondsSinceHead());
+  });
   server.set_logger([this](const httplib::Request &req, const httplib::Response &res) {
-    const double seconds =
-        tNote.started ? std::chrono::duration<double>(std::chrono::steady_clock::now() - tNote.start).count() : 0.0;
-    const std::string endpoint = endpointOf(req.path);
-    metrics_.countRequest(endpoint, res.status, seconds);
+    const double seconds = secondsSinceHead();
     logLine({{"time", isoNow()},
              {"user", tNote.user.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(tNote.user)},
              {"method", req.method},
