@@ -1,7 +1,8 @@
 // A console reporter that also keeps the wall-clock and CPU time per
 // iteration of each benchmark (the medians when repetitions are asked for),
-// so a program can print the ratio of two benchmarks run side by side. On a
-// shared machine the CPU-time ratio is the steadier of the two.
+// by name ("CountWorkDays/250"), so a program can print the ratio of two
+// benchmarks run side by side. On a shared machine the CPU-time ratio is the
+// steadier of the two.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -13,10 +14,15 @@
 
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  struct Times {
+    double real = 0, cpu = 0;
+  };
+
   void ReportRuns(const std::vector<Run> &runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run &run : runs) {
-      const std::string name = run.run_name.function_name;
+      std::string name = run.run_name.function_name;
+      if (!run.run_name.args.empty()) name += "/" + run.run_name.args;
       const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
       if ((run.run_type == Run::RT_Iteration && !hasMedian_[name]) || median) {
         times_[name] = {run.GetAdjustedRealTime(), run.GetAdjustedCPUTime()};
@@ -24,20 +30,26 @@ class RatioReporter : public benchmark::ConsoleReporter {
       }
     }
   }
+
+  // The times of a run, in its time unit; false when it did not run.
+  bool times(const std::string &name, Times *out) const {
+    const auto it = times_.find(name);
+    if (it == times_.end()) return false;
+    *out = it->second;
+    return true;
+  }
+
   // One line: what, both times and their ratio (ours / theirs), wall and CPU.
   void printRatio(const char *what, const std::string &ours, const std::string &theirs, const char *oursLabel,
-                  const char *theirsLabel) {
-    if (times_.count(ours) == 0 || times_.count(theirs) == 0) return;
-    const Times o = times_[ours], t = times_[theirs];
-    std::printf("%-12s wall: %s %8.0f ns  %s %8.0f ns  ratio %.2f   cpu: %s %8.0f ns  %s %8.0f ns  ratio %.2f\n",
-                what, oursLabel, o.real, theirsLabel, t.real, o.real / t.real, oursLabel, o.cpu, theirsLabel, t.cpu,
-                o.cpu / t.cpu);
+                  const char *theirsLabel, const char *unit = "ns") const {
+    Times o, t;
+    if (!times(ours, &o) || !times(theirs, &t)) return;
+    std::printf("%-12s wall: %s %8.0f %s  %s %8.0f %s  ratio %.2f   cpu: %s %8.0f %s  %s %8.0f %s  ratio %.2f\n", what,
+                oursLabel, o.real, unit, theirsLabel, t.real, unit, o.real / t.real, oursLabel, o.cpu, unit,
+                theirsLabel, t.cpu, unit, o.cpu / t.cpu);
   }
 
  private:
-  struct Times {
-    double real = 0, cpu = 0;
-  };
   std::map<std::string, Times> times_;
   std::map<std::string, bool> hasMedian_;
 };

@@ -127,13 +127,20 @@ bool rowFromJson(const TableDef &table, const nlohmann::json &row, RowRecord *re
   return true;
 }
 
-int initCommand(const std::map<std::string, std::string> &settings) {
+// The database location the settings give the context's environment.
+std::string databaseLocation(const char *action, const std::map<std::string, std::string> &settings) {
   TableSession session;
   std::string error;
   session.context = vyr::createContext(settings, &error);
-  if (session.context == nullptr) throw TablesCommandError{"db init: " + error};
+  if (session.context == nullptr) throw TablesCommandError{std::string(action) + ": " + error};
   const std::string location = vyr::setting(session.context, "env." + vyr::setting(session.context, "env"));
   if (location.empty()) throw TablesCommandError{"no database location for the environment"};
+  return location;
+}
+
+int initCommand(const std::map<std::string, std::string> &settings) {
+  const std::string location = databaseLocation("db init", settings);
+  std::string error;
   if (!vyr::db::initDatabase(location, &error)) throw TablesCommandError{"db init: " + error};
   nlohmann::ordered_json out;
   out["database"] = vyr::db::redactLocation(location);
@@ -170,8 +177,13 @@ int loadCommand(const std::string &source, const std::map<std::string, std::stri
     tables.emplace_back(table, std::move(records));
   }
 
-  TableSession session;
+  // Loading into a new database is how one is often set up; the note tells a mistyped path from that.
+  const std::string location = databaseLocation("db load", settings);
   std::string error;
+  bool created = false;
+  if (!vyr::db::initDatabase(location, &error, &created)) throw TablesCommandError{"db load: " + error};
+  if (created) std::cerr << "famoflas: db load: created the database " << location << '\n';
+  TableSession session;
   if (!openTableSession(settings, 1, &session, &error)) throw TablesCommandError{"db load: " + error};
   nlohmann::ordered_json loaded = nlohmann::ordered_json::object();
   for (auto &[table, records] : tables) {
@@ -219,7 +231,8 @@ int dumpCommand(const std::string &name, const std::map<std::string, std::string
   nlohmann::ordered_json rows = nlohmann::ordered_json::array();
   if (VDB_SelectKeyed(session.request, 1, nullptr, 0) != VDB_SUCCESS)
     throw TablesCommandError{"db dump: cannot read " + name + lastTrace(session.context)};
-  while (VDB_Fetch(session.request, record.data(), 0) == VDB_SUCCESS) {
+  ID fetched;
+  while ((fetched = VDB_Fetch(session.request, record.data(), 0)) == VDB_SUCCESS) {
     nlohmann::ordered_json row;
     for (size_t c = 0; c < table->columns.size(); ++c) {
       const ColumnDef &column = table->columns[c];
@@ -238,6 +251,10 @@ int dumpCommand(const std::string &name, const std::map<std::string, std::string
     }
     rows.push_back(std::move(row));
   }
+  // A scan that failed halfway must not pass for the whole table.
+  if (fetched != VDB_NOT_FOUND)
+    throw TablesCommandError{"db dump: reading " + name + " failed after " + std::to_string(rows.size()) + " rows" +
+                             lastTrace(session.context)};
   nlohmann::ordered_json out;
   out[vyr::toUtf8(table->name)] = std::move(rows);
   std::cout << dumpJson(out) << '\n';

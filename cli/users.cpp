@@ -95,9 +95,12 @@ bool readSettings(TableSession &session, std::string_view name, std::map<std::st
     return false;
   }
   SettingRow row{};
-  while (VDB_Fetch(session.request, &row, 0) == VDB_SUCCESS) (*settings)[get(row.key)] = get(row.value);
+  ID fetched;
+  while ((fetched = VDB_Fetch(session.request, &row, 0)) == VDB_SUCCESS) (*settings)[get(row.key)] = get(row.value);
+  // Some settings read are not a user's settings.
+  if (fetched != VDB_NOT_FOUND) *error = "cannot read " + vyr::toUtf8(kSettings) + lastTrace(session.context);
   session.closeRequest();
-  return true;
+  return fetched == VDB_NOT_FOUND;
 }
 
 std::string nowText() {
@@ -189,6 +192,11 @@ void openForWriting(const std::map<std::string, std::string> &settings, TableSes
   if (!openTableSession(settings, 1, session, &error)) throw CommandError{"user: " + error};
 }
 
+bool hasError(LPBHVRCOM context, std::u16string_view id) {
+  return std::any_of(context->errors.begin(), context->errors.end(),
+                     [&](const vyr::ErrorRecord &error) { return error.id == id; });
+}
+
 void commit(TableSession &session) {
   if (VDB_CommitUser(session.user) != VDB_SUCCESS)
     throw CommandError{"user: commit failed, nothing changed" + lastTrace(session.context)};
@@ -199,9 +207,11 @@ void requireUser(TableSession &session, const std::string &name) {
   if (!openTable(session, kUsers, &error)) throw CommandError{"user: " + error};
   const UserKey key = userKey(name);
   UserRow row{};
-  const bool found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0) == VDB_SUCCESS;
+  const ID found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0);
   session.closeRequest();
-  if (!found) throw CommandError{"no user " + name};
+  if (found == VDB_NOT_FOUND) throw CommandError{"no user " + name};
+  if (found != VDB_SUCCESS)
+    throw CommandError{"user: cannot read " + vyr::toUtf8(kUsers) + lastTrace(session.context)};
 }
 
 void printLine(const nlohmann::ordered_json &value) { std::cout << dumpJson(value) << '\n'; }
@@ -216,12 +226,16 @@ int storePassword(const std::string &name, bool replace, const std::map<std::str
   std::string error;
   if (!openTable(session, kUsers, &error)) throw CommandError{"user: " + error};
   const UserKey key = userKey(name);
-  const bool written = replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) == VDB_SUCCESS
-                               : VDB_InsertTable(session.request, &row) == VDB_SUCCESS;
-  if (!written) {
+  const ID written = replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) : VDB_InsertTable(session.request, &row);
+  if (written != VDB_SUCCESS) {
+    // Only a missing row or a key already taken is the user's mistake; any
+    // other failure is the database's and says so.
+    const bool taken = !replace && hasError(session.context, u"DBDK");
+    const std::string why = lastTrace(session.context);
     VDB_RollbackUser(session.user);
-    throw CommandError{replace ? "no user " + name
-                               : "user " + name + " exists already (famoflas user passwd changes a password)"};
+    if (replace && written == VDB_NOT_FOUND) throw CommandError{"no user " + name};
+    if (taken) throw CommandError{"user " + name + " exists already (famoflas user passwd changes a password)"};
+    throw CommandError{"user: " + name + " not written, nothing changed" + why};
   }
   session.closeRequest();
   commit(session);
@@ -260,8 +274,10 @@ int listCommand(const std::map<std::string, std::string> &settings) {
   UserRow row{};
   if (VDB_SelectKeyed(session.request, 1, nullptr, 0) != VDB_SUCCESS)
     throw CommandError{"user list: cannot read F98SVUSR" + lastTrace(session.context)};
-  while (VDB_Fetch(session.request, &row, 0) == VDB_SUCCESS) rows.push_back(row);
+  ID fetched;
+  while ((fetched = VDB_Fetch(session.request, &row, 0)) == VDB_SUCCESS) rows.push_back(row);
   session.closeRequest();
+  if (fetched != VDB_NOT_FOUND) throw CommandError{"user list: cannot read F98SVUSR" + lastTrace(session.context)};
   for (const UserRow &user : rows) {
     std::map<std::string, std::string> userSettings;
     if (!readSettings(session, get(user.name), &userSettings, &error)) throw CommandError{"user list: " + error};
@@ -300,7 +316,12 @@ int setCommand(const std::string &name, const std::vector<std::string> &pairs,
     SettingRowKey rowKey{};
     put(rowKey.name, name);
     put(rowKey.key, key);
-    VDB_DeleteTable(session.request, 1, &rowKey, 2);  // replaced, or removed when the value is empty
+    // replaced, or removed when the value is empty
+    if (VDB_DeleteTable(session.request, 1, &rowKey, 2) == VDB_FAILED) {
+      const std::string why = lastTrace(session.context);
+      VDB_RollbackUser(session.user);
+      throw CommandError{"user set: " + key + " not written, nothing changed" + why};
+    }
     if (value.empty()) continue;
     SettingRow row{};
     put(row.name, name);
@@ -337,9 +358,13 @@ UserLookup findUser(const std::map<std::string, std::string> &settings, std::str
   if (!openTable(session, kUsers, error)) return UserLookup::Failed;
   const UserKey key = userKey(name);
   UserRow row{};
-  const bool found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0) == VDB_SUCCESS;
+  const ID found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0);
   session.closeRequest();
-  if (!found) return UserLookup::Missing;
+  if (found == VDB_NOT_FOUND) return UserLookup::Missing;
+  if (found != VDB_SUCCESS) {
+    *error = "cannot read " + vyr::toUtf8(kUsers) + lastTrace(session.context);
+    return UserLookup::Failed;
+  }
   user->name = get(row.name);
   user->hash = get(row.hash);
   user->passwordChanged = vyr::formatValue(VYR_DSK_UTIME, 1, &row.changed).value_or("");

@@ -40,9 +40,15 @@ BOOL FetchUdc(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const UdcKey *lpKey, UdcRow *l
     VDB_FreeBhvr(hUser);
     return FALSE;
   }
-  *lpbFound = VDB_FetchKeyed(hRequest, kCodeIndex, lpKey, 3, lpRow, 0) == VDB_SUCCESS;
+  const ID idFetched = VDB_FetchKeyed(hRequest, kCodeIndex, lpKey, 3, lpRow, 0);
   VDB_CloseTable(hRequest);
   VDB_FreeBhvr(hUser);
+  *lpbFound = idFetched == VDB_SUCCESS;
+  // A fetch that failed is no answer about the code: not "not found".
+  if (idFetched == VDB_FAILED) {
+    BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078D", kTable, kSource, __LINE__);
+    return FALSE;
+  }
   return TRUE;
 }
 

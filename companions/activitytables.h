@@ -12,11 +12,6 @@
 
 #include "frame/companions.h"
 
-/* Until the table layer tells a missing row from a failed read, both read as "not found". */
-#ifndef VDB_NOT_FOUND
-#define VDB_NOT_FOUND 0
-#endif
-
 #define ACTIVITY_TABLE u"F01301"
 #define ACTIVITY_DELETED_TABLE u"F01302"
 #define RECURRENCE_TABLE u"F01331"

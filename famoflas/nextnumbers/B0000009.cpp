@@ -14,11 +14,13 @@ const short kLineKeys = 5;
 const short kEntryKeys = 4;
 const short kSortEntries = 5;
 
-// TRUE when F0911 holds a row for the key's first nKeys fields, the first in
-// the request's order then in lpRow. The one place the function decides that
-// a line or a document has no row.
-BOOL FetchLine(HREQUEST hRequest, const KEY1_F0911 *lpKey, short nKeys, KEY1_F0911 *lpRow) {
-  return VDB_SelectKeyed(hRequest, 1, lpKey, nKeys) == VDB_SUCCESS && VDB_Fetch(hRequest, lpRow, 0) == VDB_SUCCESS;
+// VDB_SUCCESS when F0911 holds a row for the key's first nKeys fields, the
+// first in the request's order then in lpRow; VDB_NOT_FOUND when it holds
+// none; anything else when the table could not be read. The one place the
+// function decides that a line or a document has no row.
+ID FetchLine(HREQUEST hRequest, const KEY1_F0911 *lpKey, short nKeys, KEY1_F0911 *lpRow) {
+  const ID idSelected = VDB_SelectKeyed(hRequest, 1, lpKey, nKeys);
+  return idSelected == VDB_SUCCESS ? VDB_Fetch(hRequest, lpRow, 0) : idSelected;
 }
 
 void SetSortEntry(SORTSTRUCT *lpSort, const JCHAR *lpszColumn, int nDirection) {
@@ -27,7 +29,7 @@ void SetSortEntry(SORTSTRUCT *lpSort, const JCHAR *lpszColumn, int nDirection) {
 }
 
 // The answer for a zero line number: the document's highest line plus one, or 1.
-// Returns NULL, or the id of the error that ended it ("070Q", "078K").
+// Returns NULL, or the id of the error that ended it ("070Q", "078K"; "" when F0911 could not be read).
 const JCHAR *NextLineAfterHighest(HREQUEST hRequest, const KEY1_F0911 *lpKey, MATH_NUMERIC *lpLine) {
   VDB_ClearSequencing(hRequest);
   SORTSTRUCT *lpSort = (SORTSTRUCT *)vyrCallocInternal(kSortEntries, sizeof(SORTSTRUCT), kSource, __LINE__);
@@ -42,12 +44,16 @@ const JCHAR *NextLineAfterHighest(HREQUEST hRequest, const KEY1_F0911 *lpKey, MA
   memset(&highest, 0, sizeof highest);
   if (VDB_SetSequencing(hRequest, lpSort, kSortEntries) != VDB_SUCCESS) {
     lpszError = u"078K";
-  } else if (FetchLine(hRequest, lpKey, kEntryKeys, &highest)) {
+  } else {
+    const ID idFound = FetchLine(hRequest, lpKey, kEntryKeys, &highest);
     MATH_NUMERIC mnOne;
     IntToMathNumeric(1, &mnOne);
-    MathAdd(lpLine, &highest.mnLine, &mnOne);
-  } else {
-    IntToMathNumeric(1, lpLine);
+    if (idFound == VDB_SUCCESS)
+      MathAdd(lpLine, &highest.mnLine, &mnOne);
+    else if (idFound == VDB_NOT_FOUND)
+      MathCopy(lpLine, &mnOne);
+    else
+      lpszError = u"";  // the table said why
   }
   vyrFreeInternal(lpSort, kSource, __LINE__);
   return lpszError;
@@ -91,11 +97,14 @@ FAMOFLAS_BSFN ID GetNextJELineNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID 
     key.jdGLDate = lpDS->jdGLDate;
     MathCopy(&key.mnLine, &lpDS->mnJELineNumber);
     if (MathZeroTest(&key.mnLine) != 0) {
-      // Upward from the given line; lines below it are never looked at.
-      while (FetchLine(hRequest, &key, kLineKeys, &row)) IncrementMathNumeric(&key.mnLine);
+      // Upward from the given line; lines below it are never looked at. A
+      // read that failed proves no line free: the table has said why.
+      ID idFound;
+      while ((idFound = FetchLine(hRequest, &key, kLineKeys, &row)) == VDB_SUCCESS) IncrementMathNumeric(&key.mnLine);
       MathCopy(&mnLine, &key.mnLine);
+      if (idFound != VDB_NOT_FOUND) idResult = ER_ERROR;
     } else if (const JCHAR *lpszError = NextLineAfterHighest(hRequest, &key, &mnLine)) {
-      vyrErrorSetEx(lpBhvrCom, lpVoid, 0, lpszError, NULL, kSource, __LINE__);
+      if (lpszError[0] != 0) vyrErrorSetEx(lpBhvrCom, lpVoid, 0, lpszError, NULL, kSource, __LINE__);
       idResult = ER_ERROR;
     }
   }

@@ -16,8 +16,9 @@ const JCHAR kCompanyTable[] = u"F00021";
 // The rows below are fetched for update: the lock lasts until the update
 // through the same request (or its close), which is what makes a take atomic.
 // Each function is the one place its table's row is declared absent.
-BOOL FetchUniqueKeyRowForUpdate(HREQUEST hRequest, const KEY1_F00022 *lpKey, ROW_F00022 *lpRow) {
-  return VDB_FetchKeyedForUpdate(hRequest, 1, lpKey, 1, lpRow, 0) == VDB_SUCCESS;
+// VDB_SUCCESS, VDB_NOT_FOUND when there is no row, anything else when the fetch failed.
+ID FetchUniqueKeyRowForUpdate(HREQUEST hRequest, const KEY1_F00022 *lpKey, ROW_F00022 *lpRow) {
+  return VDB_FetchKeyedForUpdate(hRequest, 1, lpKey, 1, lpRow, 0);
 }
 
 BOOL FetchSystemRowForUpdate(HREQUEST hRequest, const KEY1_F0002 *lpKey, ROW_F0002 *lpRow) {
@@ -113,23 +114,27 @@ FAMOFLAS_INTERNAL ID I0001010_TakeUniqueKeys(LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
   vyrStrcpyFillAndTerminate(key.szObjectName, lpDS->szObjectName, 11, 0);
 
   BOOL bTaken = FALSE;
-  if (FetchUniqueKeyRowForUpdate(hRequest, &key, &row)) {
+  const ID idFound = FetchUniqueKeyRowForUpdate(hRequest, &key, &row);
+  if (idFound == VDB_SUCCESS) {
     bTaken = TakeBlockFromRow(lpBhvrCom, lpVoid, hRequest, &key, &row, lpDS);
-  } else {
+  } else if (idFound == VDB_NOT_FOUND) {
     // The name's first block; the lock taken by the fetch lasts until the insert.
     vyrStrcpyFillAndTerminate(row.szObjectName, key.szObjectName, 11, 0);
     IntToMathNumeric(1, &lpDS->mnNextNumber);
     bTaken = Advance(&row.mnUniqueKeyId, &lpDS->mnNextNumber, &lpDS->mnNumberOfKeys) &&
              VDB_InsertTable(hRequest, &row) == VDB_SUCCESS;
     if (!bTaken) {
-      // Refused: another caller's first row came in between (or the fetch
-      // above failed); its row, fetched for update, gives the next block.
+      // Refused: another caller's first row came in between; its row,
+      // fetched for update, gives the next block.
       ZeroMathNumeric(&lpDS->mnNextNumber);
-      if (FetchUniqueKeyRowForUpdate(hRequest, &key, &row))
+      if (FetchUniqueKeyRowForUpdate(hRequest, &key, &row) == VDB_SUCCESS)
         bTaken = TakeBlockFromRow(lpBhvrCom, lpVoid, hRequest, &key, &row, lpDS);
       else
         BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078F", kUniqueKeyTable, kSource, __LINE__);
     }
+  } else {
+    // A fetch that failed says nothing about the row: inserting now could start the name over.
+    BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078H", kUniqueKeyTable, kSource, __LINE__);
   }
   VDB_CloseTable(hRequest);
   if (bTaken) return ER_SUCCESS;

@@ -55,8 +55,12 @@ ID CheckNumberAbsent(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, LPDSD01000
     return Fail(lpBhvrCom, lpVoid, lpDS, 0, u"078D", lpszTable, __LINE__);
   KEY1_F0101 key, row;
   MathCopy(&key.mnAddressNumber, &lpDS->mnAddressNumber);
-  *lpbFree = VDB_FetchKeyed(hRequest, 1, &key, 1, &row, 0) != VDB_SUCCESS;
+  const ID idFound = VDB_FetchKeyed(hRequest, 1, &key, 1, &row, 0);
   VDB_CloseTable(hRequest);
+  // A fetch that failed cannot tell a taken number from a free one: the table could not be used.
+  if (idFound != VDB_SUCCESS && idFound != VDB_NOT_FOUND)
+    return Fail(lpBhvrCom, lpVoid, lpDS, 0, u"078D", lpszTable, __LINE__);
+  *lpbFree = idFound == VDB_NOT_FOUND;
   return ER_SUCCESS;
 }
 

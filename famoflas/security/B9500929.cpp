@@ -64,9 +64,9 @@ void ClosePolicyTable(HUSER hUser, HREQUEST hRequest) {
   VDB_FreeBhvr(hUser);
 }
 
-// Fetches the "*POLICY" row; TRUE when there is one.
-BOOL FetchPolicyRow(HREQUEST hRequest, const PolicyKey *lpKey, PolicyRow *lpRow) {
-  return VDB_FetchKeyed(hRequest, kPolicyIndex, lpKey, 1, lpRow, 0) == VDB_SUCCESS;
+// Fetches the "*POLICY" row: VDB_SUCCESS, VDB_NOT_FOUND when there is none, anything else when the fetch failed.
+ID FetchPolicyRow(HREQUEST hRequest, const PolicyKey *lpKey, PolicyRow *lpRow) {
+  return VDB_FetchKeyed(hRequest, kPolicyIndex, lpKey, 1, lpRow, 0);
 }
 
 // The five limits in their stored form, 49 bytes each.
@@ -110,11 +110,14 @@ BOOL BuildPolicyRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const PasswordPolicy *lp
 }
 
 // Declares the policy bytes and writes the row: rewritten under lpKey, or
-// inserted when lpKey is NULL. TRUE when written.
+// inserted when lpKey is NULL or the row to rewrite has gone meanwhile. TRUE when written.
 BOOL WritePolicyRow(HREQUEST hRequest, const PolicyKey *lpKey, const PolicyRow *lpRow) {
   if (VDB_SetBLOBSize(hRequest, kBlobColumn, B9500929_POLICY_BLOB_SIZE) != VDB_SUCCESS) return FALSE;
-  if (lpKey == NULL) return VDB_InsertTable(hRequest, lpRow) == VDB_SUCCESS;
-  return VDB_UpdateTable(hRequest, kPolicyIndex, lpKey, 1, lpRow) == VDB_SUCCESS;
+  if (lpKey != NULL) {
+    const ID idUpdated = VDB_UpdateTable(hRequest, kPolicyIndex, lpKey, 1, lpRow);
+    if (idUpdated != VDB_NOT_FOUND) return idUpdated == VDB_SUCCESS;
+  }
+  return VDB_InsertTable(hRequest, lpRow) == VDB_SUCCESS;
 }
 
 /*
@@ -136,10 +139,12 @@ ID StorePolicy(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS, BOOL bRewrit
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, nLine)) return ER_ERROR;
 
   if (!OpenPolicyTable(lpBhvrCom, &hUser, &hRequest)) return ER_ERROR;
-  const BOOL bRewrite = bRewriteExisting && FetchPolicyRow(hRequest, &key, &fetched);
+  const ID idFound = bRewriteExisting ? FetchPolicyRow(hRequest, &key, &fetched) : VDB_NOT_FOUND;
   ID idResult = ER_ERROR;
-  if (BuildPolicyRow(lpBhvrCom, lpVoid, (const PasswordPolicy *)lpVoidDS, policyBytes, &row) &&
-      WritePolicyRow(hRequest, bRewrite ? &key : NULL, &row))
+  // A fetch that failed tells nothing about the row: an insert now could meet it, or create it behind a failure.
+  if ((idFound == VDB_SUCCESS || idFound == VDB_NOT_FOUND) &&
+      BuildPolicyRow(lpBhvrCom, lpVoid, (const PasswordPolicy *)lpVoidDS, policyBytes, &row) &&
+      WritePolicyRow(hRequest, idFound == VDB_SUCCESS ? &key : NULL, &row))
     idResult = ER_SUCCESS;
   ClosePolicyTable(hUser, hRequest);
   return idResult;
@@ -256,7 +261,7 @@ FAMOFLAS_BSFN ID GetPasswordPolicyFromF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
 
   if (!OpenPolicyTable(lpBhvrCom, &hUser, &hRequest)) return ER_ERROR;
   ID idResult = ER_ERROR;
-  if (FetchPolicyRow(hRequest, &key, &row)) {
+  if (FetchPolicyRow(hRequest, &key, &row) == VDB_SUCCESS) {
     // A value shorter than the record (written by something else) is not a policy.
     uint32_t nBytes = 0;
     if (row.lpPolicy != NULL && VDB_GetBLOBSize(hRequest, kBlobColumn, &nBytes) == VDB_SUCCESS &&

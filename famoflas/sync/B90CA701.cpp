@@ -4,11 +4,6 @@
 
 #include <string.h>
 
-/* Until the table layer tells a missing row from a failed read, both read as "not found". */
-#ifndef VDB_NOT_FOUND
-#define VDB_NOT_FOUND 0
-#endif
-
 namespace {
 
 const char kSource[] = "B90CA701";

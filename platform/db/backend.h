@@ -20,6 +20,7 @@ enum class ErrorKind {
   None,
   Constraint,  // a unique index refused the row
   Busy,        // another connection held the lock longer than the wait
+  Timeout,     // the statement ran past its time limit and was cancelled
   Other,
 };
 
@@ -30,6 +31,8 @@ class Statement {
   virtual void bindNull(int position) = 0;
   virtual void bindInt(int position, int64_t value) = 0;
   virtual void bindText(int position, std::string_view utf8) = 0;
+  // Text that stays as it is until the statement's next reset: an engine may read it in place.
+  virtual void bindTextUntilReset(int position, std::string_view utf8) { bindText(position, utf8); }
   virtual void bindBlob(int position, const void *data, size_t size) = 0;
   // An exact number given as value * 10^decimals. An engine with a decimal
   // type stores it as such; the default keeps the scaled integer.
@@ -62,10 +65,33 @@ class Statement {
   virtual int64_t changes() = 0;
 };
 
+// How long a database server may take: a statement past `statementSeconds`
+// is cancelled by the server, and a server that has sent nothing for a few
+// seconds more counts as lost (the connection is given up). Idle TCP
+// connections are probed after `keepaliveSeconds`. Engines without a server
+// ignore them.
+struct ConnectOptions {
+  int statementSeconds = 60;
+  int keepaliveSeconds = 30;
+  bool operator==(const ConnectOptions &) const = default;
+};
+
 class Connection {
  public:
   virtual ~Connection() = default;
   virtual std::unique_ptr<Statement> prepare(const std::string &sql) = 0;
+  // A select whose rows a scan steps through: an engine may read them in
+  // pages, so a scan of any size holds only a page at a time. `locksRows`:
+  // the select locks what it reads, inside a transaction.
+  virtual std::unique_ptr<Statement> prepareScan(const std::string &sql, bool locksRows) {
+    (void)locksRows;
+    return prepare(sql);
+  }
+  // Whether the connection was opened with these options (a pooled one is reused only then).
+  virtual bool opened(const ConnectOptions &options) const {
+    (void)options;
+    return true;
+  }
   virtual bool execute(const std::string &sql) = 0;
   // A transaction that writes: it takes the database's write lock at once,
   // waiting for other writers, so rows read inside it stay as read until it ends
@@ -73,6 +99,10 @@ class Connection {
   virtual bool beginWrite() = 0;
   virtual bool commit() = 0;
   virtual bool rollback() = 0;
+  // A read transaction whose snapshot the reads after it share until endRead.
+  // False when the engine's reads gain nothing from one: none is started.
+  virtual bool beginRead() { return false; }
+  virtual void endRead() {}
   // The next statement is the last of the transaction: an engine may send the
   // COMMIT along with it, to hold its locks one round trip less. commit() must
   // still follow and reports the outcome.
@@ -113,7 +143,14 @@ struct Dialect {
 class Backend {
  public:
   virtual ~Backend() = default;
-  virtual std::unique_ptr<Connection> connect(std::string *error) = 0;
+  // Makes the database exist (an engine whose databases are made elsewhere has nothing to do);
+  // *created says whether it was new. Connecting never creates one.
+  virtual bool create(bool *created, std::string *error) {
+    (void)error;
+    *created = false;
+    return true;
+  }
+  virtual std::unique_ptr<Connection> connect(const ConnectOptions &options, std::string *error) = 0;
   virtual const Dialect &dialect() const = 0;
 };
 

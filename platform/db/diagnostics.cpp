@@ -1,9 +1,13 @@
 // Where the table layer says what went wrong: one debug-trace line for the
-// context the failing handle belongs to.
+// context the failing handle belongs to, and an error on it when the
+// database itself failed.
+#include <algorithm>
+
 #include "db/layer.h"
 #include "db/values.h"
 #include "runtime/context.h"
 #include "vyrl.h"
+#include "vyrbhvr.h"
 
 namespace vyr::db {
 
@@ -22,6 +26,27 @@ void traceFailure(LPBHVRCOM context, std::string_view operation, std::string_vie
       context->trace.push_back(text);
   } catch (...) {
     // Out of memory while reporting: the failure itself still reaches the caller.
+  }
+}
+
+void raiseDatabaseError(LPBHVRCOM context, DatabaseFailure failure, std::u16string_view detail) {
+  if (context == nullptr) return;
+  static constexpr const char16_t *kIds[] = {u"DBNO", u"DBLS", u"DBTO", u"DBLK", u"DBDK", u"DBCM", u"DBER"};
+  JCHAR text[VYR_ERROR_TEXT_SIZE] = {};
+  const size_t n = std::min(detail.size(), size_t{VYR_ERROR_TEXT_SIZE - 1});
+  std::copy_n(detail.data(), n, text);
+  vyrErrorSetEx(context, userEnvironment(context), 0, kIds[static_cast<int>(failure)], text, "vyrdb", 0);
+  // A database that is gone, silent or cannot keep a commit is no answer of
+  // the business function: the call could not be carried out.
+  static constexpr const char *kPlatform[] = {"the database cannot be opened", "the database connection was lost",
+                                              "a database statement timed out", nullptr, nullptr,
+                                              "a database commit failed", nullptr};
+  if (const char *what = kPlatform[static_cast<int>(failure)]) {
+    try {
+      notePlatformFailure(context, std::string(what) + " (" + toUtf8(detail) + ")");
+    } catch (...) {
+      notePlatformFailure(context, what);
+    }
   }
 }
 

@@ -1,6 +1,8 @@
 // Environments (one per database location, shared process-wide, with a pool
 // of idle connections and their prepared statements), user handles and their
 // transactions, and the host interface of host.h.
+#include <algorithm>
+#include <charconv>
 #include <filesystem>
 #include <unordered_set>
 
@@ -85,14 +87,14 @@ void releaseContextEnvironment(void *handle) noexcept { envHandles().take(handle
 
 // ---- Connections and environments -------------------------------------------------------
 
-std::unique_ptr<Statement> PooledConnection::take(const std::string &sql) {
+std::unique_ptr<Statement> PooledConnection::take(const std::string &sql, bool scan, bool locksRows) {
   const auto it = statements.find(sql);
   if (it != statements.end() && !it->second.empty()) {
     std::unique_ptr<Statement> statement = std::move(it->second.back());
     it->second.pop_back();
     return statement;
   }
-  return connection->prepare(sql);
+  return scan ? connection->prepareScan(sql, locksRows) : connection->prepare(sql);
 }
 
 void PooledConnection::giveBack(const std::string &sql, std::unique_ptr<Statement> statement) {
@@ -101,19 +103,22 @@ void PooledConnection::giveBack(const std::string &sql, std::unique_ptr<Statemen
   statements[sql].push_back(std::move(statement));
 }
 
-std::unique_ptr<PooledConnection> Environment::acquire(std::string *error) {
+std::unique_ptr<PooledConnection> Environment::acquire(const ConnectOptions &options, std::string *error) {
   for (;;) {
     std::unique_ptr<PooledConnection> connection;
     {
       std::lock_guard<std::mutex> guard(poolLock);
-      if (idle.empty()) break;
-      connection = std::move(idle.back());
-      idle.pop_back();
+      const auto it = std::find_if(idle.rbegin(), idle.rend(), [&](const std::unique_ptr<PooledConnection> &c) {
+        return c->connection->opened(options);
+      });
+      if (it == idle.rend()) break;
+      connection = std::move(*it);
+      idle.erase(std::next(it).base());
     }
     // One the server closed while it waited (a restart, an idle timeout) is dropped.
     if (!connection->connection->broken()) return connection;
   }
-  std::unique_ptr<Connection> connection = backend->connect(error);
+  std::unique_ptr<Connection> connection = backend->connect(options, error);
   if (!connection) return nullptr;
   auto pooled = std::make_unique<PooledConnection>();
   pooled->connection = std::move(connection);
@@ -133,7 +138,10 @@ void Environment::release(std::unique_ptr<PooledConnection> connection) {
   if (idle.size() < kIdleConnections) idle.push_back(std::move(connection));
 }
 
-std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error) {
+std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error, bool create,
+                                             bool *created) {
+  bool made = false;
+  if (created) *created = false;
   if (location.empty()) {
     if (error) *error = "no database location";
     return nullptr;
@@ -147,7 +155,9 @@ std::shared_ptr<Environment> openEnvironment(const std::string &location, std::s
   environment->location = key;
   environment->backend = openBackend(key, error);
   if (!environment->backend) return nullptr;
-  std::unique_ptr<PooledConnection> first = environment->acquire(error);
+  if (create && !environment->backend->create(&made, error)) return nullptr;
+  if (created) *created = made;
+  std::unique_ptr<PooledConnection> first = environment->acquire(ConnectOptions{}, error);
   if (!first) return nullptr;
   if (!createTables(*first->connection, environment->backend->dialect(), error)) return nullptr;
   environment->release(std::move(first));
@@ -190,8 +200,8 @@ HENV openEnvironment(std::u16string_view name, const std::string &location, std:
   return asHandle<HENV>(envHandles().add(std::move(handle)));
 }
 
-bool initDatabase(const std::string &location, std::string *error) {
-  return openEnvironment(location, error) != nullptr;
+bool initDatabase(const std::string &location, std::string *error, bool *created) {
+  return openEnvironment(location, error, true, created) != nullptr;
 }
 
 HENV contextEnvironment(LPBHVRCOM context, std::string *error) {
@@ -232,6 +242,71 @@ size_t closeUnusedEnvironments() {
 
 // ---- Transactions ---------------------------------------------------------------------------
 
+namespace {
+
+// Business-function calls running on this thread, and the handles whose read
+// snapshot one of them started.
+thread_local int tCallDepth = 0;
+thread_local std::vector<std::weak_ptr<User>> tReadSnapshots;
+
+void endReadSnapshot(User &user) {
+  if (!user.readSnapshot) return;
+  user.readSnapshot = false;
+  if (user.connection) user.connection->connection->endRead();
+}
+
+}  // namespace
+
+ReadSnapshotScope::ReadSnapshotScope() noexcept { ++tCallDepth; }
+
+ReadSnapshotScope::~ReadSnapshotScope() {
+  if (--tCallDepth > 0) return;
+  std::vector<std::weak_ptr<User>> started;
+  started.swap(tReadSnapshots);
+  for (const std::weak_ptr<User> &weak : started)
+    if (std::shared_ptr<User> user = weak.lock()) {
+      std::lock_guard<std::mutex> guard(user->lock);
+      endReadSnapshot(*user);
+    }
+}
+
+void beginReadSnapshot(const std::shared_ptr<User> &user) {
+  if (tCallDepth == 0 || user->readSnapshot || user->inTransaction || user->userTransaction || !user->connection)
+    return;
+  if (!user->connection->connection->beginRead()) return;
+  user->readSnapshot = true;
+  tReadSnapshots.push_back(user);
+}
+
+void endReadSnapshots(User &user) {
+  endReadSnapshot(user);
+  std::vector<std::weak_ptr<User>> open;
+  for (const std::weak_ptr<User> &weak : tReadSnapshots) {
+    std::shared_ptr<User> other = weak.lock();
+    if (!other || other.get() == &user) continue;
+    // The caller holds its own handle's lock; another thread busy with this
+    // handle keeps its snapshot until the call ends.
+    std::unique_lock<std::mutex> guard(other->lock, std::try_to_lock);
+    if (guard.owns_lock())
+      endReadSnapshot(*other);
+    else
+      open.push_back(weak);
+  }
+  tReadSnapshots.swap(open);
+}
+
+ConnectOptions connectOptions(LPBHVRCOM context) {
+  ConnectOptions options;
+  const auto number = [&](const char *key, int &out) {
+    const std::string text = setting(context, key);
+    // Validated with the setting; a default stays otherwise.
+    std::from_chars(text.data(), text.data() + text.size(), out);
+  };
+  number("dbtimeout", options.statementSeconds);
+  number("dbkeepalive", options.keepaliveSeconds);
+  return options;
+}
+
 bool ensureConnection(User &user, std::string_view operation) {
   if (user.connection) return true;
   if (!user.environment) {
@@ -240,9 +315,10 @@ bool ensureConnection(User &user, std::string_view operation) {
     return false;
   }
   std::string error;
-  user.connection = user.environment->acquire(&error);
+  user.connection = user.environment->acquire(connectOptions(user.context), &error);
   if (!user.connection) {
     traceFailure(user.context, operation, error);
+    raiseDatabaseError(user.context, DatabaseFailure::CannotOpen, user.environmentName);
     return false;
   }
   return true;
@@ -270,6 +346,7 @@ namespace {
 // prepares again on the connection the handle takes next.
 void discardConnection(User &user) {
   endTransaction(user, true);
+  user.readSnapshot = false;
   for (uint64_t id : user.requests)
     if (std::shared_ptr<Request> request = requests().find(id)) {
       request->statements.clear();
@@ -279,6 +356,30 @@ void discardConnection(User &user) {
 }
 
 }  // namespace
+
+namespace {
+
+DatabaseFailure failureOf(Connection &connection) {
+  if (connection.broken()) return DatabaseFailure::Lost;
+  switch (connection.lastErrorKind()) {
+    case ErrorKind::Constraint:
+      return DatabaseFailure::DuplicateKey;
+    case ErrorKind::Busy:
+      return DatabaseFailure::Lock;
+    case ErrorKind::Timeout:
+      return DatabaseFailure::Timeout;
+    default:
+      return DatabaseFailure::Refused;
+  }
+}
+
+}  // namespace
+
+void statementFailed(User &user, std::string_view operation, std::u16string_view table, const std::string &message) {
+  traceFailure(user.context, operation, message);
+  if (user.connection) raiseDatabaseError(user.context, failureOf(*user.connection->connection), table);
+  afterFailure(user, operation);
+}
 
 void afterFailure(User &user, std::string_view operation) {
   if (!user.connection) return;
@@ -308,9 +409,8 @@ bool ensureTransaction(User &user, std::string_view operation) {
   if (!ensureConnection(user, operation)) return false;
   if (!user.userTransaction || user.inTransaction) return true;
   if (!user.connection->connection->beginWrite()) {
-    traceFailure(user.context, operation,
-                 "cannot start the handle's transaction: " + user.connection->connection->lastError());
-    afterFailure(user, operation);
+    statementFailed(user, operation, user.environmentName,
+                    "cannot start the handle's transaction: " + user.connection->connection->lastError());
     return false;
   }
   user.inTransaction = true;
@@ -319,15 +419,15 @@ bool ensureTransaction(User &user, std::string_view operation) {
 
 bool acquireLock(User &user, Request &request, std::string_view operation) {
   if (request.holdsLock) return true;
+  endReadSnapshots(user);
   if (user.userTransaction) {
     if (!ensureTransaction(user, operation)) return false;
   } else if (!user.inTransaction) {
     if (!ensureConnection(user, operation)) return false;
     if (!user.connection->connection->beginWrite()) {
-      traceFailure(
-          user.context, operation,
+      statementFailed(
+          user, operation, request.table->name,
           "cannot lock " + toUtf8(request.table->name) + " for update: " + user.connection->connection->lastError());
-      afterFailure(user, operation);
       return false;
     }
     user.inTransaction = true;
@@ -337,53 +437,67 @@ bool acquireLock(User &user, Request &request, std::string_view operation) {
   return true;
 }
 
-void releaseLock(User &user, Request &request) {
-  if (!request.holdsLock) return;
+bool releaseLock(User &user, Request &request) {
+  if (!request.holdsLock) return true;
   request.holdsLock = false;
   request.lockForScan = false;
   --user.lockHolders;
-  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction || !user.connection) return;
+  if (user.userTransaction || user.lockHolders > 0 || !user.inTransaction || !user.connection) return true;
   Connection &connection = *user.connection->connection;
-  if (!connection.commit()) {
-    traceFailure(user.context, "VDB", "cannot commit after an update lock: " + connection.lastError());
+  // The test hook stands for an engine that refuses the commit: the work is rolled back instead.
+  const bool forced = !user.failSetting->empty() && faultRequested(user.context, "VDB_Commit", request.table->name);
+  const bool committed = !forced && connection.commit();
+  if (!committed) {
+    traceFailure(user.context, "VDB_Commit",
+                 "cannot commit the work done under the lock on " + toUtf8(request.table->name) +
+                     "; it was rolled back: " +
+                     (forced ? std::string("failure forced by the fail setting") : connection.lastError()));
+    raiseDatabaseError(user.context, DatabaseFailure::Commit, request.table->name);
     if (connection.inTransaction()) connection.rollback();
     if (connection.broken()) {
       user.inTransaction = false;
       discardConnection(user);
-      return;
+      return false;
     }
   }
   user.inTransaction = false;
+  if (committed) endReadSnapshots(user);
+  return committed;
 }
 
-void closeRequest(User &user, Request &request) {
-  if (request.closed) return;
+bool closeRequest(User &user, Request &request) {
+  if (request.closed) return true;
   if (request.scanStatement) request.scanStatement->reset();
   request.scanStatement = nullptr;
   request.scan = Request::Scan::None;
   for (Request::Cached &cached : request.statements)
     if (user.connection) user.connection->giveBack(cached.sql, std::move(cached.statement));
   request.statements.clear();
-  releaseLock(user, request);
+  const bool released = releaseLock(user, request);
   request.closed = true;
   std::erase(user.requests, request.id);
+  return released;
 }
 
-void freeUser(User &user) {
-  if (user.closed) return;
+bool freeUser(User &user) {
+  if (user.closed) return true;
+  bool committed = true;
   const std::vector<uint64_t> open = user.requests;
   for (uint64_t id : open)
-    if (std::shared_ptr<Request> request = requests().take(id)) closeRequest(user, *request);
+    if (std::shared_ptr<Request> request = requests().take(id)) committed = closeRequest(user, *request) && committed;
   user.requests.clear();
+  endReadSnapshot(user);
   bool reusable = true;
   if (user.connection && (user.inTransaction || user.connection->connection->inTransaction()))
     reusable = user.connection->connection->rollback();
   user.inTransaction = false;
+  user.readSnapshot = false;
   user.transactionLost = false;
   user.lockHolders = 0;
   if (user.connection && user.environment && reusable) user.environment->release(std::move(user.connection));
   user.connection.reset();
   user.closed = true;
+  return committed;
 }
 
 }  // namespace vyr::db

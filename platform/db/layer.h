@@ -69,7 +69,7 @@ struct PooledConnection {
   std::unique_ptr<Connection> connection;
   std::unordered_map<std::string, std::vector<std::unique_ptr<Statement>>> statements;
 
-  std::unique_ptr<Statement> take(const std::string &sql);
+  std::unique_ptr<Statement> take(const std::string &sql, bool scan = false, bool locksRows = false);
   void giveBack(const std::string &sql, std::unique_ptr<Statement> statement);
 };
 
@@ -80,7 +80,7 @@ struct Environment {
   std::mutex poolLock;
   std::vector<std::unique_ptr<PooledConnection>> idle;
 
-  std::unique_ptr<PooledConnection> acquire(std::string *error);
+  std::unique_ptr<PooledConnection> acquire(const ConnectOptions &options, std::string *error);
   void release(std::unique_ptr<PooledConnection> connection);
 };
 
@@ -89,8 +89,11 @@ struct EnvHandle {
   std::u16string name;
 };
 
-// The environment at a location, opened (and its tables created) on first use.
-std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error);
+// The environment at a location, opened (and the tables it lacks created) on
+// first use. A database that does not exist is an error unless `create`
+// asks for it to be made (*created then says whether it was).
+std::shared_ptr<Environment> openEnvironment(const std::string &location, std::string *error, bool create = false,
+                                             bool *created = nullptr);
 Registry<EnvHandle> &envHandles();
 
 // ---- Values ---------------------------------------------------------------------------
@@ -211,6 +214,7 @@ struct User {
   bool userTransaction = false;  // commit mode 1
   std::unique_ptr<PooledConnection> connection;
   bool inTransaction = false;
+  bool readSnapshot = false;  // a read transaction of the running call (beginReadSnapshot)
   // The engine ended the handle's transaction after a failed statement or a
   // lost connection: its next commit fails (mode 1), so no partial work is taken for whole.
   bool transactionLost = false;
@@ -227,6 +231,14 @@ Registry<Request> &requests();
 // One trace line "operation: message" for the context (nothing without one).
 void traceFailure(LPBHVRCOM context, std::string_view operation, std::string_view message);
 
+// What went wrong when the database failed or refused (vyrdb.h lists the error ids).
+enum class DatabaseFailure { CannotOpen, Lost, Timeout, Lock, DuplicateKey, Commit, Refused };
+// Puts the failure's error on the context (item 0, the table or environment name as its text).
+void raiseDatabaseError(LPBHVRCOM context, DatabaseFailure failure, std::u16string_view detail);
+
+// The connection options a context's settings ask for ("dbtimeout", "dbkeepalive").
+ConnectOptions connectOptions(LPBHVRCOM context);
+
 // The handle's connection, taken from the pool when it has none (first use,
 // or the last one broke). False (traced) when none can be had.
 bool ensureConnection(User &user, std::string_view operation);
@@ -238,16 +250,32 @@ void endTransaction(User &user, bool resetScans);
 // statement of the failed operation is in use any more.
 void afterFailure(User &user, std::string_view operation);
 
+// A statement on the user's connection failed (the statement already reset):
+// one trace line, the error of what failed on the context, then afterFailure.
+void statementFailed(User &user, std::string_view operation, std::u16string_view table, const std::string &message);
+
 // Opens the transaction a statement of the user must run in (mode 1: one
 // that lasts until commit or rollback). False (traced) when it cannot start.
 bool ensureTransaction(User &user, std::string_view operation);
+// Inside a business-function call, a plain fetch of a handle without a
+// transaction reads in the call's snapshot: started here on first use.
+void beginReadSnapshot(const std::shared_ptr<User> &user);
+// The calling thread's handles are about to change the database or have
+// committed: their read snapshots end, so no read after it sees older data
+// (and SQLite never has to turn a stale snapshot into a write).
+void endReadSnapshots(User &user);
+
 // Takes the write lock for a request's fetch for update (already held: nothing).
 bool acquireLock(User &user, Request &request, std::string_view operation);
-// Gives up a request's lock; the last one out commits a lock transaction of mode 0.
-void releaseLock(User &user, Request &request);
-// Closes a request under its user's lock: scan ended, statements pooled, lock released.
-void closeRequest(User &user, Request &request);
-// Frees a user handle (requests closed, uncommitted work rolled back, connection pooled).
-void freeUser(User &user);
+// Gives up a request's lock; the last one out commits a lock transaction of
+// mode 0. False (traced, "DBCM" raised) when that commit failed: the
+// transaction's work is rolled back.
+bool releaseLock(User &user, Request &request);
+// Closes a request under its user's lock: scan ended, statements pooled, lock
+// released; false when the commit that ends its lock failed (see releaseLock).
+bool closeRequest(User &user, Request &request);
+// Frees a user handle (requests closed, uncommitted work rolled back, connection
+// pooled); false when closing a request's lock failed to commit what it covered.
+bool freeUser(User &user);
 
 }  // namespace vyr::db

@@ -19,9 +19,10 @@
 namespace vyr::db {
 namespace {
 
-constexpr ID kFailure = 0;
-// VDB_UpdateTableColsExtended reports success as 0, so its failure is another value.
-constexpr ID kColsExtendedFailure = 2;
+constexpr ID kFailure = VDB_FAILED;
+constexpr ID kNotFound = VDB_NOT_FOUND;
+// VDB_UpdateTableColsExtended reports success as 0, so "no row" cannot be 0 there.
+constexpr ID kColsExtendedFailure = VDB_FAILED;
 // Compared with a stored number this matches nothing with = and everything with <>:
 // stored values have at most 18 digits.
 constexpr int64_t kBeyondAnyNumber = std::numeric_limits<int64_t>::max();
@@ -42,6 +43,10 @@ struct Access {
 
   LPBHVRCOM context() const { return user->context; }
   void fail(std::string_view message) const { traceFailure(user->context, operation, message); }
+  // The database failed the operation's statement (already reset).
+  void databaseFailed(const std::string &message) const {
+    statementFailed(*user, operation, request->table->name, message);
+  }
 };
 
 // Finds the request, locks its user, and honours a forced failure for its table.
@@ -283,7 +288,8 @@ bool comparisonValue(const ColumnDef &column, const void *value, int comparison,
   }
 }
 
-void bind(Statement &statement, int &position, const Value &value) {
+// Binds a value; with `untilReset` the value stays unchanged until the statement's reset (a statement run at once).
+void bind(Statement &statement, int &position, const Value &value, bool untilReset) {
   switch (value.kind) {
     case Value::Kind::Null:
       statement.bindNull(position++);
@@ -301,7 +307,10 @@ void bind(Statement &statement, int &position, const Value &value) {
       statement.bindTimestamp(position++, value.integer);
       break;
     case Value::Kind::Text:
-      statement.bindText(position++, value.text);
+      if (untilReset)
+        statement.bindTextUntilReset(position++, value.text);
+      else
+        statement.bindText(position++, value.text);
       break;
     case Value::Kind::Blob:
       statement.bindBlob(position++, value.blob, value.blobSize);
@@ -435,11 +444,10 @@ Statement *statementFor(Access &a, const Shape &shape, const std::function<std::
   for (Request::Cached &cached : request.statements)
     if (cached.shape == shape) return cached.statement.get();
   Request::Cached cached{shape, makeSql(), nullptr};
-  cached.statement = a.user->connection->take(cached.sql);
+  cached.statement = a.user->connection->take(cached.sql, shape.op == Op::Scan, shape.lock);
   if (!cached.statement) {
-    a.fail("cannot prepare a statement on " + nameText(*request.table) + ": " +
-           a.user->connection->connection->lastError());
-    afterFailure(*a.user, a.operation);
+    a.databaseFailed("cannot prepare a statement on " + nameText(*request.table) + ": " +
+                     a.user->connection->connection->lastError());
     return nullptr;
   }
   request.statements.push_back(std::move(cached));
@@ -501,11 +509,11 @@ Shape readShape(Op op, const KeyMatch &m, const Request &request, bool lock) {
   return Shape{op, m.index->id, m.keys, m.nullKeys, request.selectionShape, request.sequencingShape, 0, lock};
 }
 
-void bindKeysAndSelection(Request &request, Statement &statement, int &position, uint64_t nullKeys) {
+void bindKeysAndSelection(Request &request, Statement &statement, int &position, uint64_t nullKeys, bool untilReset) {
   for (size_t k = 0; k < request.keyValues.size(); ++k)
-    if (!(nullKeys >> k & 1)) bind(statement, position, request.keyValues[k]);
+    if (!(nullKeys >> k & 1)) bind(statement, position, request.keyValues[k], untilReset);
   for (const Condition &condition : request.selection)
-    if (!condition.isNull) bind(statement, position, condition.value);
+    if (!condition.isNull) bind(statement, position, condition.value, untilReset);
 }
 
 void endScan(Request &request) {
@@ -514,9 +522,10 @@ void endScan(Request &request) {
   request.scan = Request::Scan::None;
 }
 
-// After a write through the request, a lock taken by a keyed fetch for update ends.
-void releaseAfterWrite(User &user, Request &request) {
-  if (request.holdsLock && !request.lockForScan) releaseLock(user, request);
+// After a write through the request, a lock taken by a keyed fetch for update
+// ends; false when the commit that ends it failed.
+bool releaseAfterWrite(User &user, Request &request) {
+  return !(request.holdsLock && !request.lockForScan) || releaseLock(user, request);
 }
 
 // Called just before a write runs: when releaseAfterWrite will commit right
@@ -546,8 +555,9 @@ bool recordValues(Access &a, const std::vector<size_t> &columns, const void *row
 void bindRecordValues(Request &request, Statement &statement, int &position, const std::vector<size_t> &columns,
                       const std::vector<Value> &values) {
   for (size_t i = 0; i < columns.size(); ++i) {
-    bind(statement, position, values[2 * i]);
-    if (request.table->columns[columns[i]].kind == ColumnKind::UTime) bind(statement, position, values[2 * i + 1]);
+    bind(statement, position, values[2 * i], true);
+    if (request.table->columns[columns[i]].kind == ColumnKind::UTime)
+      bind(statement, position, values[2 * i + 1], true);
   }
 }
 
@@ -559,13 +569,14 @@ int64_t runWrite(Access &a, const Shape &shape, const std::function<std::string(
                  const std::vector<size_t> &columns, const std::vector<Value> &keys, uint64_t nullKeys) {
   Request &request = *a.request;
   User &user = *a.user;
+  endReadSnapshots(user);
   if (!ensureTransaction(user, a.operation)) return -1;
   Statement *statement = statementFor(a, shape, makeSql);
   if (statement == nullptr) return -1;
   int position = 1;
   bindRecordValues(request, *statement, position, columns, request.writeValues);
   for (size_t k = 0; k < keys.size(); ++k)
-    if (!(nullKeys >> k & 1)) bind(*statement, position, keys[k]);
+    if (!(nullKeys >> k & 1)) bind(*statement, position, keys[k], true);
   commitWithWriteWhenLast(user, request);
   const StepResult result = statement->step();
   if (result == StepResult::Done) {
@@ -577,11 +588,9 @@ int64_t runWrite(Access &a, const Shape &shape, const std::function<std::string(
   const std::string error = connection.lastError();
   const ErrorKind kind = connection.lastErrorKind();
   statement->reset();
-  if (kind == ErrorKind::Constraint)
-    a.fail("a row with the same unique key already exists in " + nameText(*request.table));
-  else
-    a.fail("database error on " + nameText(*request.table) + ": " + error);
-  afterFailure(user, a.operation);
+  a.databaseFailed(kind == ErrorKind::Constraint
+                       ? "a row with the same unique key already exists in " + nameText(*request.table)
+                       : "database error on " + nameText(*request.table) + ": " + error);
   return -1;
 }
 
@@ -653,8 +662,7 @@ ID closeTable(HREQUEST hRequest) {
   std::shared_ptr<Request> request = requests().take(handleId(hRequest));
   if (!request) return kFailure;
   std::lock_guard<std::mutex> guard(request->user->lock);
-  closeRequest(*request->user, *request);
-  return VDB_SUCCESS;
+  return closeRequest(*request->user, *request) ? VDB_SUCCESS : kFailure;
 }
 
 ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow, bool lock,
@@ -670,12 +678,13 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
   if (!resolveKeys(a, idIndex, lpKey, nKeys, true, m)) return kFailure;
   if (!ensureTransaction(*a.user, op)) return kFailure;
   if (lock && !acquireLock(*a.user, request, op)) return kFailure;
+  if (!lock) beginReadSnapshot(a.user);
   const Shape shape = readShape(Op::Fetch, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
   int position = 1;
-  bindKeysAndSelection(request, *statement, position, m.nullKeys);
+  bindKeysAndSelection(request, *statement, position, m.nullKeys, true);
   ++tRowFetches;
   const StepResult result = statement->step();
   if (result == StepResult::Row) {
@@ -684,9 +693,10 @@ ID fetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, voi
     return VDB_SUCCESS;
   }
   request.hasCurrent = false;
-  if (result == StepResult::Error) a.fail("database error: " + a.user->connection->connection->lastError());
+  const std::string error = result == StepResult::Error ? a.user->connection->connection->lastError() : "";
   statement->reset();
-  if (result == StepResult::Error) afterFailure(*a.user, op);
+  if (result != StepResult::Error) return kNotFound;
+  a.databaseFailed("database error: " + error);
   return kFailure;
 }
 
@@ -697,18 +707,20 @@ ID selectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, bo
   KeyMatch m;
   if (!resolveKeys(a, idIndex, lpKey, nKeys, true, m)) return kFailure;
   endScan(request);
-  if (!lock && request.holdsLock && request.lockForScan) releaseLock(*a.user, request);
+  if (!lock && request.holdsLock && request.lockForScan && !releaseLock(*a.user, request)) return kFailure;
   if (!ensureTransaction(*a.user, op)) return kFailure;
   if (lock) {
     if (!acquireLock(*a.user, request, op)) return kFailure;
     request.lockForScan = true;
+  } else {
+    beginReadSnapshot(a.user);
   }
   const Shape shape = readShape(Op::Scan, m, request, lock);
   Statement *statement =
       statementFor(a, shape, [&] { return selectSql(request, shape, a.user->environment->backend->dialect()); });
   if (statement == nullptr) return kFailure;
   int position = 1;
-  bindKeysAndSelection(request, *statement, position, m.nullKeys);
+  bindKeysAndSelection(request, *statement, position, m.nullKeys, false);  // the scan outlives the key
   request.scanStatement = statement;
   request.scan = Request::Scan::Active;
   return VDB_SUCCESS;
@@ -726,7 +738,7 @@ ID fetchNext(HREQUEST hRequest, void *lpRow, bool lock, std::string_view op) {
     a.fail("no scan started on " + nameText(*request.table) + " (VDB_SelectKeyed first)");
     return kFailure;
   }
-  if (request.scan == Request::Scan::Done) return kFailure;
+  if (request.scan == Request::Scan::Done) return kNotFound;
   if (lock && !request.holdsLock) {
     if (!acquireLock(*a.user, request, op)) return kFailure;
     request.lockForScan = true;
@@ -738,16 +750,14 @@ ID fetchNext(HREQUEST hRequest, void *lpRow, bool lock, std::string_view op) {
     readRow(request, statement, lpRow);
     return VDB_SUCCESS;
   }
+  const std::string error = result == StepResult::Error ? a.user->connection->connection->lastError() : "";
   endScan(request);
-  if (result == StepResult::Error) {
-    a.fail("database error: " + a.user->connection->connection->lastError());
-    afterFailure(*a.user, op);
-  }
+  if (result == StepResult::Error) a.databaseFailed("database error: " + error);
   request.scan = Request::Scan::Done;
   request.hasCurrent = false;
-  // The scan that held rows for update is over.
-  if (request.holdsLock && request.lockForScan) releaseLock(*a.user, request);
-  return kFailure;
+  // The scan that held rows for update is over: what was written under it is committed now.
+  if (request.holdsLock && request.lockForScan && !releaseLock(*a.user, request)) return kFailure;
+  return result == StepResult::Error ? kFailure : kNotFound;
 }
 
 ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColumns, const void *lpRow,
@@ -780,22 +790,32 @@ ID insertRow(HREQUEST hRequest, const NID *lpColumns, ID nColumns, bool ownColum
         0);
   }
   // A unique index refuses a row without failing the statement: no row changed says so.
-  if (inserted == 0) a.fail("a row with the same unique key already exists in " + nameText(*request.table));
-  releaseAfterWrite(user, request);
-  return inserted > 0 ? VDB_SUCCESS : kFailure;
+  if (inserted == 0) {
+    a.fail("a row with the same unique key already exists in " + nameText(*request.table));
+    raiseDatabaseError(a.context(), DatabaseFailure::DuplicateKey, request.table->name);
+  }
+  const bool committed = releaseAfterWrite(user, request);
+  return inserted > 0 && committed ? VDB_SUCCESS : kFailure;
 }
 
-// Update of the rows matching a key; true when at least one changed.
-bool updateRows(Access &a, ID idIndex, const void *lpKey, short nKeys, const std::vector<size_t> &columns,
-                uint32_t columnShape, const void *lpRow) {
+// The answer of a write that changed `changed` rows (-1: it failed) and
+// ended a lock with a commit that succeeded or not.
+ID writeResult(int64_t changed, bool committed) {
+  if (changed < 0 || !committed) return kFailure;
+  return changed > 0 ? VDB_SUCCESS : kNotFound;
+}
+
+// Update of the rows matching a key.
+ID updateRows(Access &a, ID idIndex, const void *lpKey, short nKeys, const std::vector<size_t> &columns,
+              uint32_t columnShape, const void *lpRow) {
   Request &request = *a.request;
   User &user = *a.user;
   if (lpRow == nullptr) {
     a.fail("no row record");
-    return false;
+    return kFailure;
   }
   KeyMatch m;
-  if (!resolveKeys(a, idIndex, lpKey, nKeys, false, m)) return false;
+  if (!resolveKeys(a, idIndex, lpKey, nKeys, false, m)) return kFailure;
   int64_t changed = -1;
   if (recordValues(a, columns, lpRow, request.writeValues)) {
     const Shape shape{Op::Update, m.index->id, m.keys, m.nullKeys, 0, 0, columnShape, false};
@@ -806,8 +826,8 @@ bool updateRows(Access &a, ID idIndex, const void *lpKey, short nKeys, const std
         },
         columns, request.keyValues, m.nullKeys);
   }
-  releaseAfterWrite(user, request);
-  return changed > 0;
+  const bool committed = releaseAfterWrite(user, request);
+  return writeResult(changed, committed);
 }
 
 ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
@@ -850,8 +870,8 @@ ID updateCurrent(HREQUEST hRequest, const void *lpRow) {
     const auto *written = static_cast<const unsigned char *>(lpRow);
     request.currentRecord.assign(written, written + request.rowSize);
   }
-  releaseAfterWrite(user, request);
-  return changed > 0 ? VDB_SUCCESS : kFailure;
+  const bool committed = releaseAfterWrite(user, request);
+  return writeResult(changed, committed);
 }
 
 ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
@@ -869,8 +889,8 @@ ID deleteRows(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys) {
         [&] { return deleteSql(*request.table, *m.index, m.keys, m.nullKeys, user.environment->backend->dialect()); },
         {}, request.keyValues, m.nullKeys);
   }
-  releaseAfterWrite(user, request);
-  return changed > 0 ? VDB_SUCCESS : kFailure;
+  const bool committed = releaseAfterWrite(user, request);
+  return writeResult(changed, committed);
 }
 
 // Whether a caller's list holds the count of entries it announces; traced when not.
@@ -1183,7 +1203,7 @@ VYR_EXPORT ID VDB_UpdateTable(HREQUEST hRequest, ID idIndex, const void *lpKey, 
   return guarded<ID>(kFailure, [&]() -> ID {
     Access a;
     if (!access(hRequest, "VDB_UpdateTable", a)) return kFailure;
-    return updateRows(a, idIndex, lpKey, nKeys, requestColumns(*a.request), 0, lpRow) ? VDB_SUCCESS : kFailure;
+    return updateRows(a, idIndex, lpKey, nKeys, requestColumns(*a.request), 0, lpRow);
   });
 }
 
@@ -1199,7 +1219,7 @@ VYR_EXPORT ID VDB_UpdateTableColsExtended(HREQUEST hRequest, ID idIndex, const v
       return kColsExtendedFailure;
     }
     const uint32_t shape = intern(a.request->columnShapes, columnsSignature(columns));
-    return updateRows(a, idIndex, lpKey, nKeys, columns, shape, lpRow) ? 0 : kColsExtendedFailure;
+    return updateRows(a, idIndex, lpKey, nKeys, columns, shape, lpRow) == VDB_SUCCESS ? 0 : kColsExtendedFailure;
   });
 }
 

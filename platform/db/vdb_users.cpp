@@ -10,7 +10,7 @@
 namespace vyr::db {
 namespace {
 
-constexpr ID kFailure = 0;
+constexpr ID kFailure = VDB_FAILED;
 
 void releaseUserResource(void *handle) noexcept {
   try {
@@ -39,6 +39,7 @@ ID newUser(LPBHVRCOM context, HENV hEnv, bool userTransaction, std::string_view 
     hEnv = contextEnvironment(context, &error);
     if (hEnv == nullptr && !error.empty()) {
       traceFailure(context, operation, error);
+      raiseDatabaseError(context, DatabaseFailure::CannotOpen, fromUtf8(setting(context, "env")));
       return kFailure;
     }
     user->environmentName = fromUtf8(setting(context, "env"));
@@ -64,9 +65,9 @@ ID freeHandle(HUSER hUser) {
   std::shared_ptr<User> user = users().take(handleId(hUser));
   if (!user) return kFailure;
   std::lock_guard<std::mutex> guard(user->lock);
-  freeUser(*user);
+  const bool committed = freeUser(*user);
   unregisterResource(user->context, hUser);
-  return VDB_SUCCESS;
+  return committed ? VDB_SUCCESS : kFailure;
 }
 
 // An environment handle for `name` (blank: the context's own environment).
@@ -82,6 +83,7 @@ ID newEnvironmentHandle(LPBHVRCOM context, const JCHAR *lpszName, std::string_vi
       if (std::shared_ptr<EnvHandle> handle = envHandles().find(handleId(own))) environment = handle->environment;
     } else if (!error.empty()) {
       traceFailure(context, operation, error);
+      raiseDatabaseError(context, DatabaseFailure::CannotOpen, name);
       return kFailure;
     }
   }
@@ -95,6 +97,7 @@ ID newEnvironmentHandle(LPBHVRCOM context, const JCHAR *lpszName, std::string_vi
     environment = openEnvironment(location, &error);
     if (!environment) {
       traceFailure(context, operation, error);
+      raiseDatabaseError(context, DatabaseFailure::CannotOpen, name);
       return kFailure;
     }
   }
@@ -186,6 +189,7 @@ VYR_EXPORT ID VDB_CommitUser(HUSER hUser) {
       traceFailure(user->context, "VDB_CommitUser",
                    "a failed statement or a lost connection rolled back the transaction; nothing since the last "
                    "commit was committed");
+      raiseDatabaseError(user->context, DatabaseFailure::Commit, user->environmentName);
       return kFailure;
     }
     // A handle without a transaction of its own has committed everything already.
@@ -193,11 +197,13 @@ VYR_EXPORT ID VDB_CommitUser(HUSER hUser) {
     Connection &connection = *user->connection->connection;
     if (!connection.commit()) {
       traceFailure(user->context, "VDB_CommitUser", "commit failed: " + connection.lastError());
+      raiseDatabaseError(user->context, DatabaseFailure::Commit, user->environmentName);
       afterFailure(*user, "VDB_CommitUser");
       user->transactionLost = false;  // this failure is the one reported
       return kFailure;
     }
     endTransaction(*user, false);
+    endReadSnapshots(*user);
     return VDB_SUCCESS;
   } catch (...) {
     return kFailure;
@@ -226,10 +232,10 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser) {
       if (std::shared_ptr<Request> request = requests().find(id); request && request->scanStatement)
         request->scanStatement->reset();
     const bool rolledBack = user->connection->connection->rollback();
-    if (!rolledBack)
-      traceFailure(user->context, "VDB_RollbackUser", "rollback failed: " + user->connection->connection->lastError());
     endTransaction(*user, true);
-    if (!rolledBack) afterFailure(*user, "VDB_RollbackUser");
+    if (!rolledBack)
+      statementFailed(*user, "VDB_RollbackUser", user->environmentName,
+                      "rollback failed: " + user->connection->connection->lastError());
     return rolledBack ? VDB_SUCCESS : kFailure;
   } catch (...) {
     return kFailure;

@@ -18,12 +18,34 @@
  *
  * Strings are stored without trailing blanks and compared ignoring them.
  * Rows come back in the order of the index used (or of the sequencing set).
- * Success is 1 for every operation here except VDB_UpdateTableColsExtended,
- * which returns 0 for success; any other value is failure, and for a fetch it
- * means no (further) row. Bad input (unknown table or column, index out of
+ *
+ * Results. Success is VDB_SUCCESS (1) for every operation here except
+ * VDB_UpdateTableColsExtended, which returns 0 for success. Anything else is
+ * failure, and two failures are told apart:
+ *   VDB_NOT_FOUND (0)  no (further) row: a fetch found none, a scan is at its
+ *                      end, an update or delete matched no row. Nothing failed.
+ *   VDB_FAILED (2)     the operation did not happen: the database failed or
+ *                      refused it, or the call itself was wrong.
+ * VDB_UpdateTableColsExtended answers VDB_FAILED for both (an error on the
+ * context tells them apart). Bad input (unknown table or column, index out of
  * range, more keys than the index has, a null record, a request used after
  * close) is a failure, never a crash; where a context is known, a trace line
  * says what was wrong.
+ *
+ * When the database itself fails or refuses, the handle's context also gets
+ * an error (item 0, source "vyrdb", the table or environment name as text),
+ * so a business function that answers failure because of it has said why:
+ *   "DBNO"  the database cannot be opened (no such file, server unreachable)
+ *   "DBLS"  the connection was lost or the server stopped answering; the work
+ *           of the open transaction was rolled back
+ *   "DBTO"  the server cancelled a statement that ran past its time limit
+ *   "DBLK"  a lock held by another session did not come free in time
+ *           (also a deadlock or serialisation failure)
+ *   "DBDK"  a row with the same unique key already exists
+ *   "DBCM"  a commit failed; the transaction's work was rolled back
+ *   "DBER"  the database refused the statement for another reason
+ * A failure forced by the context's "fail" test setting answers VDB_FAILED
+ * with a trace line but raises none of these.
  */
 #ifndef VYRDB_H
 #define VYRDB_H
@@ -33,6 +55,8 @@
 VYR_BEGIN_DECLS
 
 #define VDB_SUCCESS 1
+#define VDB_NOT_FOUND 0
+#define VDB_FAILED 2
 
 /* A table or column name (data-dictionary alias), e.g. u"F0007", u"MMCU". */
 typedef JCHAR NID[11];
@@ -61,7 +85,11 @@ VYR_EXPORT ID VDB_RollbackUser(HUSER hUser);
 /* ---- Environments -----------------------------------------------------------
  * Environments are named databases configured in the context's settings
  * ("env" names the current one; "env.NAME" gives the database of NAME: an
- * SQLite file path, or a postgresql://... location for a PostgreSQL server).
+ * SQLite file path, which must exist, or a postgresql://... location for a
+ * PostgreSQL server). On a server a statement may run "dbtimeout" seconds
+ * (default 60) before the server cancels it ("DBTO"); a server silent 5 s
+ * longer counts as lost ("DBLS"), so nothing waits for ever. Idle TCP
+ * connections are probed after "dbkeepalive" seconds (default 30).
  */
 /* Opens the named environment (null: the context's current one). */
 VYR_EXPORT ID VDB_InitEnv(LPBHVRCOM lpBhvrCom, HENV *lphEnv, const JCHAR *lpszEnvironment);
@@ -86,14 +114,14 @@ VYR_EXPORT ID VDB_CloseTable(HREQUEST hRequest);
 
 /*
  * The first row whose first nKeys key columns of index idIndex (0: the
- * request's index) equal the key, among rows the selection admits. 1 = found.
- * nKeys 0 or a null key: the first row of all.
+ * request's index) equal the key, among rows the selection admits. 1 = found,
+ * VDB_NOT_FOUND = no such row. nKeys 0 or a null key: the first row of all.
  */
 VYR_EXPORT ID VDB_FetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow,
                              int nReserved);
 /* Starts a scan of the rows matching the key (nKeys 0 or a null key: all rows) and the selection. */
 VYR_EXPORT ID VDB_SelectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys);
-/* The next row of the scan; anything but 1 = no further row. */
+/* The next row of the scan; VDB_NOT_FOUND at its end. */
 VYR_EXPORT ID VDB_Fetch(HREQUEST hRequest, void *lpRow, int nReserved);
 
 /* Comparison codes and connectors of a selection entry. */
@@ -140,19 +168,22 @@ VYR_EXPORT ID VDB_ClearColBuffer(HREQUEST hRequest);
 VYR_EXPORT ID VDB_InsertTable(HREQUEST hRequest, const void *lpRow);
 /* Inserts a row record made of the nColumns listed columns. */
 VYR_EXPORT ID VDB_InsertTableCols(HREQUEST hRequest, const NID *lpColumns, ID nColumns, const void *lpRow);
-/* Writes the request's columns of every row matching the key; 1 when at least one row changed. */
+/* Writes the request's columns of every row matching the key; 1 when at least one row changed,
+   VDB_NOT_FOUND when none matched. */
 VYR_EXPORT ID VDB_UpdateTable(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
                               const void *lpRow);
-/* Writes the listed columns of every row matching the key; 0 when at least one row changed. */
+/* Writes the listed columns of every row matching the key; 0 when at least one row changed, else VDB_FAILED. */
 VYR_EXPORT ID VDB_UpdateTableColsExtended(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
                                           const NID *lpColumns, ID nColumns, const void *lpRow);
-/* Deletes every row matching the key; 1 when at least one row was deleted. */
+/* Deletes every row matching the key; 1 when at least one row was deleted, VDB_NOT_FOUND when none matched. */
 VYR_EXPORT ID VDB_DeleteTable(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys);
 
 /*
  * Fetch for update: the row stays locked against other writers until
  * VDB_UpdateCurrent, an insert or delete on the same request, or the request's
- * close (which releases the lock without change). Rows of a scan started
+ * close (which releases the lock without change). With commit mode 0 the
+ * write that ends the lock (or the end of a scan for update) commits; when
+ * that commit fails it answers VDB_FAILED ("DBCM") and none of the work stays. Rows of a scan started
  * with VDB_SelectKeyedForUpdate stay locked until the scan ends or the
  * request closes, so each can be updated with VDB_UpdateCurrent on the way.
  * Writes through other handles wait meanwhile (with SQLite, writes to any

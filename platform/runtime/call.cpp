@@ -53,6 +53,7 @@ void traceFailure(std::u16string_view name, const char *what) noexcept {
 // Calls entry with the context current; an exception becomes "BSFNEX".
 ID runGuarded(LPBHVRCOM context, LPBSFN entry, LPVOID lpVoid, void *lpDS, std::u16string_view name) noexcept {
   ContextScope scope(context);
+  db::ReadSnapshotScope snapshot;  // the call's fetches share one read transaction
   std::string what;
   try {
     return entry(context, lpVoid, lpDS);

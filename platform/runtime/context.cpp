@@ -65,6 +65,11 @@ const std::vector<SettingKey> &settingKeys() {
       {"taxplugin", "", "path of the external tax-interface library"},
       {"xmlmaxchars", VYR_SETTING_TEXT(XRCS_DEFAULT_MAX_CHARS), "longest XML text parsed, in characters"},
       {"xmlmaxdepth", VYR_SETTING_TEXT(XRCS_DEFAULT_MAX_DEPTH), "deepest nesting of XML elements parsed"},
+      {"dbtimeout", "60",
+       "seconds a PostgreSQL statement may run before the server cancels it; a server silent 5 s longer counts "
+       "as lost"},
+      {"dbkeepalive", "30",
+       "seconds an idle PostgreSQL TCP connection waits before keepalive probes (lost after twice that)"},
       {"fail", "", "test hook: operations that must fail (see faultRequested)"},
   };
   return keys;
@@ -136,6 +141,10 @@ const SettingForm kForms[] = {
      "a number of characters from 1 to 1073741823"},
     {"xmlmaxdepth", [](std::string_view v) { return digits(v, 1, 6) && numberIn(v, 1, 100000); },
      "a number from 1 to 100000"},
+    {"dbtimeout", [](std::string_view v) { return digits(v, 1, 5) && numberIn(v, 1, 86400); },
+     "a number of seconds from 1 to 86400"},
+    {"dbkeepalive", [](std::string_view v) { return digits(v, 1, 5) && numberIn(v, 1, 86400); },
+     "a number of seconds from 1 to 86400"},
 };
 
 }  // namespace

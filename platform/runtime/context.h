@@ -118,6 +118,8 @@ class ContextScope {
 // separated by commas, each optionally narrowed by a detail
 // ("VDB_InitBhvr,VDB_OpenTable:F0007,vyrCacheInit:GeoCodeInit"). Layers ask
 // before doing the real work, so every failure path can be exercised.
+// "VDB_Commit:TABLE" stands for a database refusing the commit that ends a
+// fetch-for-update lock on TABLE.
 bool faultRequested(LPBHVRCOM context, std::string_view operation, std::u16string_view detail = {}) noexcept;
 
 // A failure of the platform itself during a call of the context, as opposed

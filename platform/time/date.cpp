@@ -72,7 +72,16 @@ void AdvanceDate(LPVYRDATE lpOut, const VYRDATE *lpIn, int nMonths, int nDays) {
     *lpOut = VYRDATE{0, 0, 0};
     return;
   }
-  *lpOut = dateOf(vyr::cal::addDays(vyr::cal::addMonths(dayOf(*lpIn), nMonths), nDays));
+  // Walks day by day mostly stay inside a month: days 1-28 exist in every month of every year.
+  const int64_t dayInMonth = int64_t{lpIn->nDay} + nDays;
+  if (nMonths == 0 && lpIn->nMonth >= 1 && lpIn->nMonth <= 12 && lpIn->nDay >= 1 && lpIn->nDay <= 28 &&
+      dayInMonth >= 1 && dayInMonth <= 28) {
+    *lpOut = VYRDATE{lpIn->nYear, lpIn->nMonth, static_cast<short>(dayInMonth)};
+    return;
+  }
+  sys_days day = dayOf(*lpIn);
+  if (nMonths != 0) day = vyr::cal::addMonths(day, nMonths);
+  *lpOut = dateOf(vyr::cal::addDays(day, nDays));
 }
 
 void AdvanceOneDay(LPVYRDATE lpDate) { moveInPlace(lpDate, 1); }

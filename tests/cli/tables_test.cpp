@@ -75,6 +75,7 @@ TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
       {R"({"F0015": [{"CRCD": "EUR", "AN8": "123456789"}]})", "column AN8: '123456789' does not fit"},
       {R"({"F0015": [{"CRCD": "EUR"}], "F0015": [{"CRCD": "USD"}]})", "duplicate key \"F0015\""},
   };
+  ASSERT_EQ(run({"--db", "bad.db", "db", "init"}).status, 0);
   for (const Case &c : cases) {
     const clitest::Outcome r = run({"--db", "bad.db", "db", "load", "-"}, c.file);
     EXPECT_EQ(r.status, 64) << c.file;
@@ -85,6 +86,32 @@ TEST_F(TablesCommand, ABadRowLoadsNothingOfTheFile) {
   ASSERT_EQ(load("bad.db", R"({"F0015": [{"CRCD": "EUR", "AN8": "7.000", "CRR": 1.08530000000000}]})"), 0);
   const json row = json::parse(dump("bad.db", "F0015"))["F0015"][0];
   EXPECT_TRUE(row["AN8"] == "7" && row["CRR"] == "1.0853000") << row;
+}
+
+// A mistyped --db path is an error that names it, never a new empty database
+// ("no policy" and "wrong file" must not look alike); init and load create one.
+TEST_F(TablesCommand, OnlyInitAndLoadCreateADatabase) {
+  const std::string line = R"({"function": "GetPasswordPolicyFromF98QXSEC"})";
+  for (const clitest::Outcome &r : {run({"--db", "typo.db", "call", "GetPasswordPolicyFromF98QXSEC"}),
+                                    run({"--db", "typo.db", "batch", "-"}, line)}) {
+    EXPECT_NE(r.out.find(R"("id":"DBNO")"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("no database at"), std::string::npos) << r.out;
+    EXPECT_EQ(r.status, 69) << "a missing database is no answer of the function";
+    EXPECT_NE(r.err.find("could not be carried out: the database cannot be opened"), std::string::npos) << r.err;
+  }
+  const clitest::Outcome dumped = run({"--db", "typo.db", "db", "dump", "F0007"});
+  EXPECT_EQ(dumped.status, 64);
+  EXPECT_NE(dumped.err.find("no database at"), std::string::npos) << dumped.err;
+  EXPECT_FALSE(clitest::fs::exists(dir / "typo.db"));
+
+  const clitest::Outcome loaded = run({"--db", "new.db", "db", "load", "-"}, kRows);
+  EXPECT_EQ(loaded.status, 0) << loaded.err;
+  EXPECT_NE(loaded.err.find("created the database"), std::string::npos) << loaded.err;
+  EXPECT_EQ(run({"--db", "new.db", "db", "load", "-"}, "{}").err, "") << "no note for a database that was there";
+  // A table that cannot be read is not an empty one.
+  const clitest::Outcome unread = run({"--db", "new.db", "--setting", "fail=VDB_Fetch:F0007", "db", "dump", "F0007"});
+  EXPECT_EQ(unread.status, 64);
+  EXPECT_NE(unread.err.find("reading F0007 failed"), std::string::npos) << unread.err;
 }
 
 TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {

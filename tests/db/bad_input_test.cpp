@@ -1,5 +1,6 @@
-// Bad input fails cleanly with one trace line saying what was wrong; forced
-// failures take every path; stale and foreign handles find nothing.
+// Bad input fails cleanly (VDB_FAILED, never "no row") with one trace line
+// saying what was wrong and no database error; forced failures take every
+// path; stale and foreign handles find nothing.
 #include "db_fixture.h"
 
 namespace {
@@ -67,7 +68,8 @@ TEST_P(BadInput, EachMistakeFailsWithATraceLineNamingIt) {
   };
   for (const auto &c : cases) {
     context_->trace.clear();
-    EXPECT_NE(c.call(), 1u) << testing::PrintToString(c.fragment);
+    EXPECT_EQ(c.call(), VDB_FAILED) << testing::PrintToString(c.fragment);
+    EXPECT_TRUE(context_->errors.empty()) << testing::PrintToString(c.fragment);
     ASSERT_EQ(context_->trace.size(), 1u) << testing::PrintToString(c.fragment);
     EXPECT_NE(context_->trace[0].find(c.fragment), std::u16string::npos) << testing::PrintToString(c.fragment);
   }
@@ -102,8 +104,9 @@ TEST_P(BadInput, ForcedFailuresTakeEveryPath) {
     ASSERT_EQ(VDB_InitBhvr(failing, &user, nullptr, 0), 1u) << c.fail;
     HREQUEST request = nullptr;
     if (std::string_view(c.fail).rfind("VDB_OpenTable", 0) != 0) request = open(u"F0101", 1, {}, user);
-    EXPECT_NE(c.call(user, request), 1u) << c.fail;
+    EXPECT_EQ(c.call(user, request), VDB_FAILED) << c.fail;
     EXPECT_TRUE(traced(failing, {u"forced"})) << c.fail;
+    EXPECT_TRUE(failing->errors.empty()) << c.fail;
     VDB_FreeBhvr(user);
   }
   // A failure narrowed to one table leaves the others alone; InitBhvr fails as asked.
@@ -124,8 +127,8 @@ TEST_P(BadInput, StaleAndForeignHandlesFindNothing) {
   Party row{};
   const MATH_NUMERIC key = number("1");
   ASSERT_EQ(VDB_CloseTable(parties_), 1u);
-  EXPECT_NE(VDB_CloseTable(parties_), 1u);
-  EXPECT_NE(VDB_FetchKeyed(parties_, 1, &key, 1, &row, 0), 1u);
+  EXPECT_EQ(VDB_CloseTable(parties_), VDB_FAILED);
+  EXPECT_EQ(VDB_FetchKeyed(parties_, 1, &key, 1, &row, 0), VDB_FAILED);
   int notAHandle = 42;
   EXPECT_NE(VDB_FetchKeyed(reinterpret_cast<HREQUEST>(&notAHandle), 1, &key, 1, &row, 0), 1u);
   EXPECT_NE(VDB_FreeBhvr(reinterpret_cast<HUSER>(&notAHandle)), 1u);
@@ -149,9 +152,11 @@ TEST_P(BadInput, EnvironmentWithoutADatabase) {
   EXPECT_TRUE(traced(bare, {u"VDB_OpenTable", u"env.NODB"}));
 
   LPBHVRCOM broken = extraContext({{"env", "BAD"}, {"env.BAD", unreachableLocation()}});
-  EXPECT_NE(VDB_InitBhvr(broken, &user, nullptr, 0), 1u);
-  EXPECT_TRUE(traced(broken, {u"VDB_InitBhvr", u"cannot open"}));
+  EXPECT_EQ(VDB_InitBhvr(broken, &user, nullptr, 0), VDB_FAILED);
+  EXPECT_TRUE(traced(broken, {u"VDB_InitBhvr", postgres() ? u"cannot open" : u"no database at"}));
   EXPECT_FALSE(traced(broken, {u"secret"}));  // a password in the location stays out of traces
+  ASSERT_EQ(broken->errors.size(), 1u);
+  EXPECT_EQ(broken->errors[0].id + u" " + broken->errors[0].text, u"DBNO BAD");
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, BadInput, dbtest::engines(), dbtest::engineName);

@@ -160,6 +160,18 @@ class PgScratch {
     return ended;
   }
 
+  // The integers of a query's first column, one per row.
+  std::vector<int> integers(const std::string &sql) {
+    std::vector<int> values;
+    PGresult *result = PQexec(admin_, sql.c_str());
+    if (PQresultStatus(result) == PGRES_TUPLES_OK)
+      for (int row = 0; row < PQntuples(result); ++row) values.push_back(std::atoi(PQgetvalue(result, row, 0)));
+    else
+      error_ = sql + ": " + PQerrorMessage(admin_);
+    PQclear(result);
+    return values;
+  }
+
   // Runs statements on the server outside the table layer; false with error() set when they fail.
   bool run(const std::string &sql) {
     PGresult *result = PQexec(admin_, sql.c_str());
@@ -195,6 +207,8 @@ class DbTest : public ::testing::TestWithParam<Engine> {
       ASSERT_NE(mkdtemp(name.data()), nullptr);
       dir_ = name;
       location_ = dir_ + "/test.db";
+      std::string error;
+      ASSERT_TRUE(vyr::db::initDatabase(location_, &error)) << error;
     }
     context_ = newContext();
     ASSERT_EQ(VDB_InitBhvr(context_, &user_, nullptr, 0), 1u);
@@ -213,7 +227,12 @@ class DbTest : public ::testing::TestWithParam<Engine> {
   bool postgres() const { return GetParam() == Engine::Postgres; }
 
   // Another empty database of the test's engine.
-  std::string otherLocation() { return postgres() ? pg_->newLocation() : dir_ + "/other.db"; }
+  std::string otherLocation() {
+    if (postgres()) return pg_->newLocation();
+    std::string error;
+    EXPECT_TRUE(vyr::db::initDatabase(dir_ + "/other.db", &error)) << error;
+    return dir_ + "/other.db";
+  }
   // A location of the test's engine where no database can be opened.
   std::string unreachableLocation() const {
     return postgres() ? "postgresql://nobody:secret@/nowhere?host=" + std::filesystem::temp_directory_path().string() +

@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "db_fixture.h"
+#include "unicode/jchar_utf8.h"
 
 namespace {
 
@@ -200,6 +201,54 @@ TEST_P(Fetch, RowReadsThatReachTheDatabaseAreCountedPerThread) {
   uint64_t elsewhere = 1;
   std::thread([&] { elsewhere = vyr::db::rowFetchCount(); }).join();
   EXPECT_EQ(elsewhere, 0u);
+}
+
+// Long scans come in pages on a server: each goes on where it was whatever
+// else the handle does meanwhile, survives a commit of its transaction, and
+// starts afresh when abandoned or rolled back.
+TEST_P(Fetch, LongScansGoOnAcrossPagesWhateverElseTheHandleDoes) {
+  constexpr int kRows = 1234;
+  HUSER loader = newUser(1);
+  HREQUEST own = open(u"F00022", 1, {}, loader), outer = open(u"F00022"), inner = open(u"F00022");
+  auto name = [](int i) { return u"N" + vyr::fromUtf8(std::to_string(10000 + i).substr(1)); };
+  for (int i = 1; i <= kRows; ++i) {
+    const dbtest::Counter c = dbtest::counter(name(i), std::to_string(i).c_str());
+    ASSERT_EQ(VDB_InsertTable(own, &c), 1u);
+  }
+  ASSERT_EQ(VDB_CommitUser(loader), 1u);
+  dbtest::Counter c{};
+  // Reads up to `count` rows of a scan (all: -1), checking they follow from row `from`; how many.
+  auto read = [&](HREQUEST request, int from, int count) {
+    int seen = 0;
+    for (; seen != count && VDB_Fetch(request, &c, 0) == 1; ++seen)
+      if (str(c.obnm).substr(0, 5) != name(from + seen)) return -1;
+    return seen;
+  };
+  ASSERT_EQ(VDB_SelectKeyed(outer, 1, nullptr, 0), 1u);
+  EXPECT_EQ(read(outer, 1, 700), 700);
+  ASSERT_EQ(VDB_SelectKeyed(inner, 1, nullptr, 0), 1u);  // a second scan and a fetch between pages
+  EXPECT_EQ(read(inner, 1, 600), 600);
+  EXPECT_EQ(VDB_FetchKeyed(inner, 1, name(1000).c_str(), 1, &c, 0), 1u);
+  EXPECT_EQ(read(outer, 701, -1), kRows - 700);
+  ASSERT_EQ(VDB_SelectKeyed(inner, 1, nullptr, 0), 1u);  // the abandoned one starts over
+  EXPECT_EQ(read(inner, 1, -1), kRows);
+  ASSERT_EQ(VDB_SelectKeyed(own, 1, nullptr, 0), 1u);
+  EXPECT_EQ(read(own, 1, 600), 600);
+  ASSERT_EQ(VDB_CommitUser(loader), 1u);
+  EXPECT_EQ(read(own, 601, 100), 100);
+  ASSERT_EQ(VDB_RollbackUser(loader), 1u);
+  ASSERT_EQ(VDB_SelectKeyed(own, 1, nullptr, 0), 1u);
+  EXPECT_EQ(read(own, 1, -1), kRows);
+  ASSERT_EQ(VDB_CommitUser(loader), 1u);  // SQLite: its transaction holds the write lock
+  // Rows locked page by page are each written back; the writes are committed when the scan ends.
+  ASSERT_EQ(VDB_SelectKeyedForUpdate(outer, 1, nullptr, 0), 1u);
+  int updated = 0;
+  while (VDB_FetchForUpdate(outer, &c, 0) == 1) {
+    c.ukid = number(std::to_string(std::stoi(text(c.ukid)) + 1));
+    updated += VDB_UpdateCurrent(outer, &c) == 1;
+  }
+  EXPECT_EQ(updated, kRows);
+  EXPECT_EQ(committed(name(kRows)), std::to_string(kRows + 1));
 }
 
 INSTANTIATE_TEST_SUITE_P(Engines, Fetch, dbtest::engines(), dbtest::engineName);

@@ -139,6 +139,30 @@ TEST_P(ServerDatabase, TimestampBeyondTheServerRangeFailsAloneInsideATransaction
   }
 }
 
+// A fetch that waits for another session's lock past the lock timeout, or
+// past the statement timeout the "dbtimeout" setting gives, fails as such,
+// with its error: it is not "no row", which a caller may answer with an insert.
+TEST_P(ServerDatabase, FetchThatGivesUpOnALockIsAFailureNotAMissingRow) {
+  ASSERT_EQ(add(open(u"F00022"), u"HELD", "1"), 1u);
+  std::string impatient = location_;
+  impatient.replace(impatient.find("options="), 8, "options=-clock_timeout%3D200%20");
+  ASSERT_TRUE(pg_->run("BEGIN; LOCK TABLE \"" + dbtest::PgScratch::schemaOf(location_) +
+                       "\".\"F00022\" IN ACCESS EXCLUSIVE MODE"))
+      << pg_->error();
+  for (const auto &[settings, error] : {std::pair<std::map<std::string, std::string>, std::u16string>{
+                                            {{"env.TEST", impatient}}, u"DBLK F00022"},
+                                        {{{"dbtimeout", "1"}}, u"DBTO F00022"}}) {
+    LPBHVRCOM context = extraContext(settings);
+    HUSER user = nullptr;
+    ASSERT_EQ(VDB_InitBhvr(context, &user, nullptr, 0), 1u);
+    Counter c{};
+    EXPECT_EQ(VDB_FetchKeyed(open(u"F00022", 1, {}, user), 1, u"NONE", 1, &c, 0), VDB_FAILED);
+    ASSERT_EQ(context->errors.size(), 1u);
+    EXPECT_EQ(context->errors[0].id + u" " + context->errors[0].text, error);
+  }
+  ASSERT_TRUE(pg_->run("ROLLBACK")) << pg_->error();
+}
+
 INSTANTIATE_TEST_SUITE_P(Server, ServerDatabase, ::testing::Values(dbtest::Engine::Postgres), dbtest::engineName);
 
 }  // namespace

@@ -156,6 +156,10 @@ TEST_F(Currency, ReadersAnswerOrReportTheirErrorAndLeaveTheOutputs) {
   for (const auto &c : cases) {
     SCOPED_TRACE(std::string(c.function) + " with " + c.fail);
     const std::string f = c.function;
+    std::string error;
+    if (c.fail == "empty") {
+      ASSERT_TRUE(vyr::db::initDatabase(dir_ + "/empty.db", &error)) << error;
+    }
     LPBHVRCOM context = newContext(c.fail == "empty" ? Settings{{"env.MAIN", dir_ + "/empty.db"}}
                                                      : Settings{{"fail", c.fail}});
     union {

@@ -88,6 +88,7 @@ TEST_F(AddressNumbers, ManualNumbersAgainstAddressBookDistributedAndCurrentNumbe
       {u"4999", "1", "", "2 4999 1 'CRM0071' CRM0071 @1", u'0'},
       {u"5000", "1", "", "0 5000 0 ''", u'0'},
       {u"5000", "1", noF0002, "2 5000 1 '078D' 078D F0002@0", u'0'},
+      {u"5001", "1", "VDB_FetchKeyed:F0101", "2 5001 1 '078D' 078D F0101@0", u'0'},  // unread is not free
       {u"3000", "0", noF0002, "0 3000 0 ''", u'0'},  // switch off: free is enough
       {u"3000", "", noF0002, "2 3000 1 'CRM0071' CRM0071 @1", u'0'},  // empty counts as on
       {u"-5", "1", noF0002, "2 -5 1 '0002' 0002 @1", u'0'},

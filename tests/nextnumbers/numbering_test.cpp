@@ -223,6 +223,7 @@ TEST_F(Numbering, UniqueKeyBlocksAndTheirRefusals) {
       {u"NEWROW", u"999999999999999", u"0", u"none", {"078F F00022@0"}, ""},
       {u"BLOCKS", u"1", u"0", u"8", {"078D F00022@0"}, "VDB_OpenTable:F00022"},
       {u"NEWROW", u"1", u"0", u"none", {"078F F00022@0"}, "VDB_InsertTable:F00022"},
+      {u"NEWROW", u"1", u"0", u"none", {"078H F00022@0"}, "VDB_FetchKeyedForUpdate:F00022"},  // no row is not known
       {u"BLOCKS", u"1", u"0", u"8", {"078S @0"}, "VDB_InitBhvr"},
   };
   for (const auto &s : steps) {
@@ -255,11 +256,13 @@ TEST_F(Numbering, JournalEntryLinesProbeUpwardOrFollowTheHighest) {
       {u"-77", u"0", u"0", 1, {"4363 @2"}, ""},
       {u"77", u"0", u"0", 1, {"078K @0"}, "VDB_SetSequencing:F0911"},
       {u"77", u"0", u"0", 1, {"3143 @0"}, "VDB_OpenTable:F0911"},
+      {u"77", u"1", u"1", 1, {}, "VDB_Fetch:F0911"},  // line 1 is taken: a failed read proves nothing free
+      {u"77", u"0", u"0", 1, {}, "VDB_Fetch:F0911"},
   };
   for (const auto &c : cases) {
     LPBHVRCOM context = newContext({{"fail", c.fail}});
     DSD0000009 ds{u"JE", math(c.doc), u"00001", {2024, 3, c.day}, math(c.from)};
-    EXPECT_EQ(call("GetNextJELineNumber", &ds, context), c.errors.empty() ? ER_SUCCESS : ER_ERROR);
+    EXPECT_EQ(call("GetNextJELineNumber", &ds, context), c.errors.empty() && !*c.fail ? ER_SUCCESS : ER_ERROR);
     EXPECT_EQ(text(ds.mnJELineNumber), c.expected) << toUtf8(c.from) << " " << c.fail;
     EXPECT_EQ(errors(context), c.errors);
     EXPECT_EQ(handlesLeft_, 0u);

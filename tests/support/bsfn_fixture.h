@@ -68,6 +68,9 @@ class BsfnTest : public ::testing::Test {
   void SetUp() override {
     dir_ = (std::filesystem::temp_directory_path() / "bsfntestXXXXXX").string();
     ASSERT_NE(mkdtemp(dir_.data()), nullptr);
+    std::string error;
+    for (const char *database : {"/main.db", "/second.db"})
+      ASSERT_TRUE(vyr::db::initDatabase(dir_ + database, &error)) << error;
     context_ = newContext();
   }
 

@@ -209,9 +209,12 @@ TEST_F(EnvelopeTest, GetUdcReturnsTheRowOrNamesWhatFailed) {
   EXPECT_EQ(errors(), (bsfntest::Strings{"UDCNF @3"}));
   EXPECT_EQ(ask(u"H", u'1'), ER_ERROR);
   EXPECT_TRUE(errors().empty());
-  LPBHVRCOM broken = newContext({{"fail", "VDB_OpenTable:F0005"}});
-  EXPECT_EQ(ask(u"M", u'1', broken), ER_ERROR);
-  EXPECT_EQ(errors(broken), (bsfntest::Strings{"078D F0005@0"}));
+  // A table that cannot be opened or read is no "code not found", even with the message suppressed.
+  for (const char *fault : {"VDB_OpenTable:F0005", "VDB_FetchKeyed:F0005"}) {
+    LPBHVRCOM broken = newContext({{"fail", fault}});
+    EXPECT_EQ(ask(u"M", u'1', broken), ER_ERROR);
+    EXPECT_EQ(errors(broken), (bsfntest::Strings{"078D F0005@0"})) << fault;
+  }
   EXPECT_EQ(handlesLeft_, 0u);
 }
 

@@ -111,6 +111,10 @@ TEST_F(PimSyncTest, RequestsAreRefusedBeforeAnythingRuns) {
 // famoflas sync with the appointment sync of the library.
 class SyncCommandTest : public clitest::CommandTest {
  protected:
+  void SetUp() override {
+    clitest::CommandTest::SetUp();
+    ASSERT_EQ(run({"db", "init", "--db", "sync.db"}).status, 0);
+  }
   void write(const std::string &name, const std::string &text) { std::ofstream(dir / name, std::ios::binary) << text; }
   static std::string request(const std::string &user, const std::string &command, const std::string &child) {
     return "<?xml version=\"1.0\"?>\n<PIMREQ username=\"" + user + "\" command=\"" + command +

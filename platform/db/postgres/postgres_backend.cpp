@@ -2,6 +2,9 @@
 
 #include <libpq-fe.h>
 
+#include <poll.h>
+
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdio>
@@ -31,6 +34,9 @@ constexpr int32_t kDateInfinity = std::numeric_limits<int32_t>::max();
 
 // How long a statement waits for another session's lock before failing (as SQLite's busy wait).
 constexpr int kLockTimeoutMs = 30000;
+
+// Rows a scan's cursor hands over per round trip: what a scan holds in memory, whatever its size.
+constexpr int kScanPage = 500;
 
 // Key of the advisory lock held while tables are created.
 constexpr int64_t kSchemaLockKey = 0x46414d4f464c4153;  // "FAMOFLAS"
@@ -106,6 +112,7 @@ ErrorKind kindOf(const char *state) {
   if (code == "23505") return ErrorKind::Constraint;  // unique violation
   // Deadlock, serialization failure, lock not available.
   if (code == "40P01" || code == "40001" || code == "55P03") return ErrorKind::Busy;
+  if (code == "57014") return ErrorKind::Timeout;  // cancelled: the statement timeout
   return ErrorKind::Other;
 }
 
@@ -124,13 +131,38 @@ std::string messageOf(const PGresult *result) {
   return message;
 }
 
+// A cursor a scan declared on the session. A held one outlives the
+// transaction that declared it if that commits; any other dies with it.
+struct Cursor {
+  std::string name;
+  bool hold = false;
+  bool inTransaction = false;  // declared in the transaction still open
+  bool alive = false;          // exists on the server
+  bool closing = false;        // its CLOSE goes with the next round trip
+};
+
+// One command of a round trip.
+struct Command {
+  enum class Kind { Prepare, Describe, Execute, Query } kind = Kind::Query;
+  const char *name = nullptr;  // statement name (Prepare, Describe, Execute)
+  const char *sql = nullptr;   // text (Prepare, Query: a single statement)
+  int count = 0;
+  const char *const *values = nullptr;
+  const int *lengths = nullptr, *formats = nullptr;
+};
+
+using Clock = std::chrono::steady_clock;
+
 // What a connection and its statements share; the connection owns the PGconn.
+// Everything goes through libpq's asynchronous calls with a deadline, so a
+// server that stops answering fails the statement instead of blocking.
 struct Session {
   PGconn *conn = nullptr;  // null once the connection closed
+  ConnectOptions options;
   std::string error;
   ErrorKind kind = ErrorKind::None;
   uint64_t statementCount = 0;
-  bool unusable = false;  // the protocol state is unknown after a send that failed halfway
+  bool unusable = false;  // the protocol state is unknown after a send that failed halfway, or the server went silent
 
   // Round trips saved on transactions: BEGIN waits for the next statement and
   // goes with it; a COMMIT asked for goes right after the next statement.
@@ -139,9 +171,27 @@ struct Session {
   int commitOutcome = 0;  // of a COMMIT that went along: 1 done, -1 failed (commitError says why), 0 none
   std::string commitError;
 
+  std::vector<std::shared_ptr<Cursor>> transactionCursors;  // declared in the open transaction
+  std::vector<std::shared_ptr<Cursor>> closes;              // to close with the next round trip
+
   void noteError(std::string message, ErrorKind errorKind) {
     error = std::move(message);
     kind = errorKind;
+  }
+
+  // The server cancels a statement at the statement timeout; one that has
+  // said nothing some seconds later is gone (stopped, unreachable).
+  Clock::time_point deadline() const { return Clock::now() + std::chrono::seconds(options.statementSeconds + 5); }
+
+  void transactionEnded(bool committed) {
+    for (const std::shared_ptr<Cursor> &cursor : transactionCursors) {
+      if (committed && cursor->hold)
+        cursor->inTransaction = false;
+      else
+        cursor->alive = false;
+    }
+    transactionCursors.clear();
+    std::erase_if(closes, [](const std::shared_ptr<Cursor> &cursor) { return !cursor->alive; });
   }
 
   // Takes the failure of a result (or of the connection when there is none),
@@ -150,22 +200,92 @@ struct Session {
   void fail(PGresult *result) {
     std::string message = messageOf(result);
     if (!message.empty()) {
-      noteError(std::move(message), kindOf(PQresultErrorField(result, PG_DIAG_SQLSTATE)));
-    } else {
+      const char *state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+      noteError(std::move(message), kindOf(state));
+    } else if (!unusable) {
       message = conn ? trimmed(PQerrorMessage(conn)) : std::string("the connection is closed");
       noteError(message.empty() ? "unknown database error" : message, ErrorKind::Other);
     }
     PQclear(result);
     commitOutcome = 0;
-    if (conn && PQstatus(conn) == CONNECTION_OK && PQtransactionStatus(conn) == PQTRANS_INERROR)
-      PQclear(PQexec(conn, "ROLLBACK"));
+    if (conn && !unusable && PQstatus(conn) == CONNECTION_OK && PQtransactionStatus(conn) == PQTRANS_INERROR) {
+      PQclear(exec("ROLLBACK"));
+      transactionEnded(false);
+    }
+  }
+
+  // Runs one simple query (several statements allowed) outside a pipeline;
+  // its last result, or the first failed one; null when the server did not answer.
+  PGresult *exec(const char *sql) {
+    if (!usable()) return nullptr;
+    if (PQsendQuery(conn, sql) != 1) return sendFailed();
+    return collect(deadline());
+  }
+
+  // Sends the commands in one round trip: the CLOSEs due first (a segment
+  // of their own, so one that fails spoils nothing else), then a pending
+  // BEGIN, the commands, and a pending COMMIT (its outcome in commitOutcome;
+  // neither goes along without `carryTransaction`). Each command's first
+  // result lands in results; false (error noted) when the round trip itself
+  // failed: nothing could be sent or the server went silent.
+  bool roundTrip(const std::vector<Command> &commands, std::vector<PGresult *> &results, bool carryTransaction = true) {
+    results.assign(commands.size(), nullptr);
+    if (!usable()) return false;
+    const bool withBegin = carryTransaction && beginPending, withCommit = carryTransaction && commitPending;
+    if (carryTransaction) beginPending = commitPending = false;
+    std::vector<std::shared_ptr<Cursor>> closing;
+    closing.swap(closes);
+    if (PQenterPipelineMode(conn) != 1) {
+      noteError("cannot talk to the server: " + trimmed(PQerrorMessage(conn)), ErrorKind::Other);
+      return false;
+    }
+    bool sent = true;
+    for (const std::shared_ptr<Cursor> &cursor : closing) sent = sent && sendQuery(("CLOSE " + cursor->name).c_str());
+    if (!closing.empty()) sent = sent && PQpipelineSync(conn) == 1;
+    if (withBegin) sent = sent && sendQuery("BEGIN");
+    for (const Command &command : commands) sent = sent && send(command);
+    if (withCommit) sent = sent && sendQuery("COMMIT");
+    sent = sent && PQpipelineSync(conn) == 1;
+    if (!sent) {
+      sendFailed();
+      return false;
+    }
+    const Clock::time_point until = deadline();
+    // A CLOSE that fails finds the cursor gone already: either way it is no more.
+    for (const std::shared_ptr<Cursor> &cursor : closing) {
+      PQclear(queryResult(until));
+      cursor->alive = cursor->closing = false;
+    }
+    if (!closing.empty()) PQclear(queryResult(until));  // the sync
+    PGresult *begin = withBegin ? queryResult(until) : nullptr;
+    for (PGresult *&result : results) result = queryResult(until);
+    PGresult *commit = withCommit ? queryResult(until) : nullptr;
+    PQclear(queryResult(until));  // the sync
+    if (unusable) {
+      PQclear(begin), PQclear(commit);
+      for (PGresult *&result : results) PQclear(result), result = nullptr;
+      return false;
+    }
+    if (PQexitPipelineMode(conn) != 1) unusable = true;
+    // A BEGIN that failed explains why the commands did not run.
+    if (withBegin && !succeeded(begin) && !results.empty() && !succeeded(results[0])) std::swap(begin, results[0]);
+    PQclear(begin);
+    if (withCommit) {
+      const bool committed = succeeded(commit) && std::strcmp(PQcmdStatus(commit), "COMMIT") == 0;
+      commitOutcome = committed ? 1 : -1;
+      commitError = committed ? std::string() : messageOf(commit);
+      if (!committed && commitError.empty()) commitError = "the transaction had failed and was rolled back";
+      PQclear(commit);
+      transactionEnded(committed);
+    }
+    return true;
   }
 
   // Sends a pending BEGIN on its own (before a statement that cannot go with it).
   bool flushBegin() {
     if (!beginPending) return true;
     beginPending = false;
-    PGresult *result = PQexec(conn, "BEGIN");
+    PGresult *result = exec("BEGIN");
     if (!succeeded(result)) {
       fail(result);
       return false;
@@ -174,73 +294,119 @@ struct Session {
     return true;
   }
 
-  // Runs a prepared statement with binary results, with a pending BEGIN before
-  // it and a pending COMMIT after it in the same round trip.
-  PGresult *execPrepared(const char *name, int count, const char *const *values, const int *lengths,
-                         const int *formats) {
-    const bool withBegin = beginPending, withCommit = commitPending;
-    beginPending = commitPending = false;
-    if (!withBegin && !withCommit) return PQexecPrepared(conn, name, count, values, lengths, formats, 1);
-    if (conn == nullptr || PQenterPipelineMode(conn) == 0) {
-      beginPending = withBegin;
-      if (!flushBegin()) return nullptr;
-      PGresult *result = PQexecPrepared(conn, name, count, values, lengths, formats, 1);
-      if (withCommit && succeeded(result)) commitPending = true;  // commit() sends it
-      return result;
-    }
-    auto sendCommand = [&](const char *sql) {
-      return PQsendQueryParams(conn, sql, 0, nullptr, nullptr, nullptr, nullptr, 1) == 1;
-    };
-    const bool sent = (!withBegin || sendCommand("BEGIN")) &&
-                      PQsendQueryPrepared(conn, name, count, values, lengths, formats, 1) == 1 &&
-                      (!withCommit || sendCommand("COMMIT")) && PQpipelineSync(conn) == 1;
-    if (!sent) {
-      unusable = true;
-      noteError("cannot send to the server: " + trimmed(PQerrorMessage(conn)), ErrorKind::Other);
-      return nullptr;
-    }
-    PGresult *begin = withBegin ? nextResult() : nullptr;
-    PGresult *result = nextResult();
-    PGresult *commit = withCommit ? nextResult() : nullptr;
-    for (PGresult *r; (r = PQgetResult(conn)) != nullptr;) {
-      const bool sync = PQresultStatus(r) == PGRES_PIPELINE_SYNC;
-      PQclear(r);
-      if (sync) break;
-    }
-    if (PQexitPipelineMode(conn) == 0) unusable = true;
-    // A BEGIN that failed explains why the statement did not run.
-    if (withBegin && !succeeded(begin) && !succeeded(result)) {
-      PQclear(result);
-      result = begin;
-      begin = nullptr;
-    }
-    PQclear(begin);
-    if (withCommit) {
-      const bool committed = succeeded(commit) && std::strcmp(PQcmdStatus(commit), "COMMIT") == 0;
-      commitOutcome = committed ? 1 : -1;
-      commitError = committed ? std::string() : messageOf(commit);
-      if (!committed && commitError.empty()) commitError = "the transaction had failed and was rolled back";
-      PQclear(commit);
-    }
-    return result;
+ private:
+  bool usable() {
+    if (conn != nullptr && !unusable) return true;
+    if (!unusable) noteError("the connection is closed", ErrorKind::Other);
+    return false;
   }
 
- private:
+  PGresult *sendFailed() {
+    unusable = true;
+    noteError("cannot send to the server: " + trimmed(PQerrorMessage(conn)), ErrorKind::Other);
+    return nullptr;
+  }
+
+  // The server said nothing in time: the connection is given up.
+  PGresult *silent() {
+    unusable = true;
+    noteError("the database server did not answer within " + std::to_string(options.statementSeconds + 5) +
+                  " s; the connection was given up",
+              ErrorKind::Other);
+    return nullptr;
+  }
+
+  bool sendQuery(const char *sql) {
+    return PQsendQueryParams(conn, sql, 0, nullptr, nullptr, nullptr, nullptr, 1) == 1;
+  }
+
+  bool send(const Command &c) {
+    switch (c.kind) {
+      case Command::Kind::Prepare:
+        return PQsendPrepare(conn, c.name, c.sql, 0, nullptr) == 1;
+      case Command::Kind::Describe:
+        return PQsendDescribePrepared(conn, c.name) == 1;
+      case Command::Kind::Execute:
+        return PQsendQueryPrepared(conn, c.name, c.count, c.values, c.lengths, c.formats, 1) == 1;
+      case Command::Kind::Query:
+        return sendQuery(c.sql);
+    }
+    return false;
+  }
+
+  // Waits until the socket is readable (or writable, with `write`): 1 ready, 0 the deadline passed, -1 it failed.
+  int wait(Clock::time_point until, bool write) {
+    for (;;) {
+      pollfd socket{PQsocket(conn), static_cast<short>(POLLIN | (write ? POLLOUT : 0)), 0};
+      if (socket.fd < 0) return -1;
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now()).count();
+      if (left <= 0) return 0;
+      const int ready = poll(&socket, 1, static_cast<int>(std::min<int64_t>(left, 60000)));
+      if (ready > 0) return 1;
+      if (ready < 0 && errno != EINTR) return -1;
+    }
+  }
+
+  // The next result of what was sent, waiting no longer than until; null at
+  // the end of a query's results, or when the server went silent (unusable).
+  PGresult *next(Clock::time_point until) {
+    for (int flushed; (flushed = PQflush(conn)) != 0;) {
+      if (flushed < 0) break;  // the result says what went wrong
+      const int ready = wait(until, true);
+      if (ready == 0) return silent();
+      if (ready < 0 || PQconsumeInput(conn) != 1) break;
+    }
+    while (PQisBusy(conn) == 1) {
+      const int ready = wait(until, false);
+      if (ready == 0) return silent();
+      if (ready < 0 || PQconsumeInput(conn) != 1) break;
+    }
+    return PQgetResult(conn);
+  }
+
   // The first result of the next query of a pipeline; the rest of its results are dropped.
-  PGresult *nextResult() {
-    PGresult *first = PQgetResult(conn);
-    if (first == nullptr) return nullptr;
-    while (PGresult *more = PQgetResult(conn)) PQclear(more);
+  PGresult *queryResult(Clock::time_point until) {
+    if (unusable) return nullptr;
+    PGresult *first = next(until);
+    if (first == nullptr || PQresultStatus(first) == PGRES_PIPELINE_SYNC) return first;
+    while (PGresult *more = next(until)) PQclear(more);
     return first;
+  }
+
+  // The results of a query sent outside a pipeline: the last one, or the first that failed.
+  PGresult *collect(Clock::time_point until) {
+    PGresult *kept = nullptr;
+    while (PGresult *result = next(until)) {
+      if (kept != nullptr && !succeeded(kept)) {
+        PQclear(result);
+      } else {
+        PQclear(kept);
+        kept = result;
+      }
+    }
+    if (!unusable) return kept;
+    PQclear(kept);
+    return nullptr;
   }
 };
 
 class PgStatement final : public Statement {
  public:
-  PgStatement(std::shared_ptr<Session> session, std::string name, std::vector<Oid> types)
-      : session_(std::move(session)), name_(std::move(name)), types_(std::move(types)), params_(types_.size()) {}
+  // `cursor`: the statement declares it, and its rows come a page at a time.
+  PgStatement(std::shared_ptr<Session> session, std::string name, std::vector<Oid> types,
+              std::shared_ptr<Cursor> cursor = nullptr)
+      : session_(std::move(session)),
+        name_(std::move(name)),
+        types_(std::move(types)),
+        params_(types_.size()),
+        cursor_(std::move(cursor)) {
+    if (cursor_) fetchSql_ = "FETCH " + std::to_string(kScanPage) + " FROM " + cursor_->name;
+  }
   // The server keeps the prepared statement for its session; it goes with the connection.
-  ~PgStatement() override { PQclear(result_); }
+  ~PgStatement() override {
+    PQclear(result_);
+    closeCursor();
+  }
   PgStatement(const PgStatement &) = delete;
   PgStatement &operator=(const PgStatement &) = delete;
 
@@ -367,6 +533,19 @@ class PgStatement final : public Statement {
       ++row_;
       return StepResult::Row;
     }
+    // A full page: the cursor may hold more.
+    if (cursor_ && result_ != nullptr && rows_ == kScanPage) {
+      PQclear(result_);
+      result_ = nullptr;
+      rows_ = 0;
+      row_ = -1;
+      failed_ = !take(Command{Command::Kind::Query, nullptr, fetchSql_.c_str()});
+      if (failed_) return StepResult::Error;
+      if (rows_ > 0) {
+        row_ = 0;
+        return StepResult::Row;
+      }
+    }
     row_ = rows_;
     return StepResult::Done;
   }
@@ -429,6 +608,7 @@ class PgStatement final : public Statement {
   void reset() override {
     PQclear(result_);
     result_ = nullptr;
+    closeCursor();
     executed_ = false;
     failed_ = false;
     rows_ = 0;
@@ -492,8 +672,33 @@ class PgStatement final : public Statement {
       lengths_[i] = static_cast<int>(p.data.size());
       formats_[i] = p.binary ? 1 : 0;
     }
-    result_ =
-        session_->execPrepared(name_.c_str(), static_cast<int>(n), values_.data(), lengths_.data(), formats_.data());
+    const Command run{Command::Kind::Execute, name_.c_str(), nullptr, static_cast<int>(n),
+                      values_.data(),          lengths_.data(), formats_.data()};
+    if (!cursor_) return take(run);
+    // The cursor is declared and its first page fetched in one round trip.
+    closeCursor();
+    std::vector<PGresult *> results;
+    if (!session_->roundTrip({run, Command{Command::Kind::Query, nullptr, fetchSql_.c_str()}}, results)) return false;
+    if (!succeeded(results[0])) {
+      PQclear(results[1]);
+      session_->fail(results[0]);
+      return false;
+    }
+    PQclear(results[0]);
+    cursor_->alive = true;
+    cursor_->inTransaction = PQtransactionStatus(session_->conn) == PQTRANS_INTRANS;
+    if (cursor_->inTransaction) session_->transactionCursors.push_back(cursor_);
+    return took(results[1]);
+  }
+
+  // Runs one command and takes its result.
+  bool take(const Command &command) {
+    std::vector<PGresult *> results;
+    return session_->roundTrip({command}, results) && took(results[0]);
+  }
+
+  bool took(PGresult *result) {
+    result_ = result;
     switch (PQresultStatus(result_)) {
       case PGRES_TUPLES_OK:
         rows_ = PQntuples(result_);
@@ -508,10 +713,19 @@ class PgStatement final : public Statement {
     }
   }
 
+  // A cursor the server still has is closed with the session's next round trip.
+  void closeCursor() {
+    if (!cursor_ || !cursor_->alive || cursor_->closing) return;
+    cursor_->closing = true;
+    session_->closes.push_back(cursor_);
+  }
+
   std::shared_ptr<Session> session_;
   std::string name_;
   std::vector<Oid> types_;
   std::vector<Param> params_;
+  std::shared_ptr<Cursor> cursor_;
+  std::string fetchSql_;
   std::string outOfRange_;
   std::vector<const char *> values_;
   std::vector<int> lengths_, formats_;
@@ -523,7 +737,10 @@ class PgStatement final : public Statement {
 
 class PgConnection final : public Connection {
  public:
-  explicit PgConnection(PGconn *conn) : session_(std::make_shared<Session>()) { session_->conn = conn; }
+  PgConnection(PGconn *conn, const ConnectOptions &options) : session_(std::make_shared<Session>()) {
+    session_->conn = conn;
+    session_->options = options;
+  }
   ~PgConnection() override {
     PQfinish(session_->conn);
     session_->conn = nullptr;
@@ -531,30 +748,23 @@ class PgConnection final : public Connection {
   PgConnection(const PgConnection &) = delete;
   PgConnection &operator=(const PgConnection &) = delete;
 
-  std::unique_ptr<Statement> prepare(const std::string &sql) override {
-    PGconn *conn = session_->conn;
-    const std::string name = "vdb" + std::to_string(++session_->statementCount);
-    PGresult *result = PQprepare(conn, name.c_str(), sql.c_str(), 0, nullptr);
-    if (!succeeded(result)) {
-      session_->fail(result);
-      return nullptr;
-    }
-    PQclear(result);
-    // The parameter types the server inferred decide how each value is sent.
-    result = PQdescribePrepared(conn, name.c_str());
-    if (!succeeded(result)) {
-      session_->fail(result);
-      return nullptr;
-    }
-    std::vector<Oid> types(static_cast<size_t>(PQnparams(result)));
-    for (size_t i = 0; i < types.size(); ++i) types[i] = PQparamtype(result, static_cast<int>(i));
-    PQclear(result);
-    return std::make_unique<PgStatement>(session_, name, std::move(types));
+  std::unique_ptr<Statement> prepare(const std::string &sql) override { return prepared(sql, nullptr); }
+
+  // The select is declared as a cursor: held past commits unless it locks rows (which the server does not allow).
+  std::unique_ptr<Statement> prepareScan(const std::string &sql, bool locksRows) override {
+    auto cursor = std::make_shared<Cursor>();
+    cursor->name = "vdb" + std::to_string(session_->statementCount + 1) + "c";
+    cursor->hold = !locksRows;
+    const std::string declare =
+        "DECLARE " + cursor->name + " NO SCROLL CURSOR " + (cursor->hold ? "WITH HOLD " : "") + "FOR " + sql;
+    return prepared(declare, std::move(cursor));
   }
+
+  bool opened(const ConnectOptions &options) const override { return session_->options == options; }
 
   bool execute(const std::string &sql) override {
     if (!session_->flushBegin()) return false;
-    PGresult *result = PQexec(session_->conn, sql.c_str());
+    PGresult *result = session_->exec(sql.c_str());
     if (!succeeded(result)) {
       session_->fail(result);
       return false;
@@ -588,15 +798,17 @@ class PgConnection final : public Connection {
       s.beginPending = false;
       return true;
     }
-    PGresult *result = PQexec(session_->conn, "COMMIT");
+    PGresult *result = s.exec("COMMIT");
     if (!succeeded(result)) {
-      session_->fail(result);
+      s.fail(result);
+      s.transactionEnded(false);
       return false;
     }
     // COMMIT of a transaction that had failed rolls it back and says so.
     const bool committed = std::strcmp(PQcmdStatus(result), "COMMIT") == 0;
     PQclear(result);
-    if (!committed) session_->noteError("the transaction had failed and was rolled back", ErrorKind::Other);
+    s.transactionEnded(committed);
+    if (!committed) s.noteError("the transaction had failed and was rolled back", ErrorKind::Other);
     return committed;
   }
 
@@ -608,7 +820,9 @@ class PgConnection final : public Connection {
       s.beginPending = false;
       return true;
     }
-    return execute("ROLLBACK");
+    const bool rolledBack = execute("ROLLBACK");
+    s.transactionEnded(false);
+    return rolledBack;
   }
   std::string lastError() override { return session_->error; }
   ErrorKind lastErrorKind() override { return session_->kind; }
@@ -629,7 +843,49 @@ class PgConnection final : public Connection {
     return PQstatus(conn) != CONNECTION_OK;
   }
 
+  // Runs a setting statement right after connecting; false with the reason.
+  bool configure(const std::string &sql, std::string *why) {
+    PGresult *result = session_->exec(sql.c_str());
+    const bool ok = PQresultStatus(result) == PGRES_COMMAND_OK || PQresultStatus(result) == PGRES_TUPLES_OK;
+    if (!ok) *why = result ? messageOf(result) : session_->error;
+    PQclear(result);
+    return ok;
+  }
+  // The value a SHOW of the server's setting gives ("" when it cannot be had).
+  std::string show(const std::string &name) {
+    PGresult *result = session_->exec(("SHOW " + name).c_str());
+    const bool one = PQresultStatus(result) == PGRES_TUPLES_OK && PQntuples(result) == 1;
+    std::string value = one ? PQgetvalue(result, 0, 0) : "";
+    PQclear(result);
+    return value;
+  }
+
  private:
+  // Prepares the statement and learns its parameter types in one round trip.
+  std::unique_ptr<Statement> prepared(const std::string &sql, std::shared_ptr<Cursor> cursor) {
+    const std::string name = "vdb" + std::to_string(++session_->statementCount);
+    std::vector<PGresult *> results;
+    if (!session_->roundTrip({Command{Command::Kind::Prepare, name.c_str(), sql.c_str()},
+                              Command{Command::Kind::Describe, name.c_str()}},
+                             results, false))
+      return nullptr;
+    if (!succeeded(results[0])) {
+      PQclear(results[1]);
+      session_->fail(results[0]);
+      return nullptr;
+    }
+    PQclear(results[0]);
+    if (!succeeded(results[1])) {
+      session_->fail(results[1]);
+      return nullptr;
+    }
+    // The parameter types the server inferred decide how each value is sent.
+    std::vector<Oid> types(static_cast<size_t>(PQnparams(results[1])));
+    for (size_t i = 0; i < types.size(); ++i) types[i] = PQparamtype(results[1], static_cast<int>(i));
+    PQclear(results[1]);
+    return std::make_unique<PgStatement>(session_, name, std::move(types), std::move(cursor));
+  }
+
   std::shared_ptr<Session> session_;
 };
 
@@ -674,10 +930,18 @@ class PgBackend final : public Backend {
  public:
   explicit PgBackend(std::string location) : location_(std::move(location)) {}
 
-  std::unique_ptr<Connection> connect(std::string *error) override {
+  std::unique_ptr<Connection> connect(const ConnectOptions &options, std::string *error) override {
     // Defaults before the location (which may override them), the text encoding after it (which it may not).
-    const char *keywords[] = {"connect_timeout", "application_name", "dbname", "client_encoding", nullptr};
-    const char *values[] = {"10", "famoflas", location_.c_str(), "UTF8", nullptr};
+    // Keepalive probes find a peer that vanished while the connection was idle; a send it does not take
+    // for twice the keepalive time fails.
+    const int idle = options.keepaliveSeconds;
+    const std::string probeEvery = std::to_string(std::max(1, idle / 3)), unacknowledged = std::to_string(2000 * idle);
+    const std::string idleText = std::to_string(idle);
+    const char *keywords[] = {"connect_timeout",    "application_name", "keepalives", "keepalives_idle",
+                              "keepalives_interval", "keepalives_count", "tcp_user_timeout", "dbname",
+                              "client_encoding",    nullptr};
+    const char *values[] = {"10",  "famoflas", "1", idleText.c_str(), probeEvery.c_str(), "3", unacknowledged.c_str(),
+                            location_.c_str(), "UTF8", nullptr};
     PGconn *conn = PQconnectdbParams(keywords, values, 1);
     auto refuse = [&](const std::string &why) -> std::unique_ptr<Connection> {
       if (error) *error = "cannot open database " + redactLocation(location_) + ": " + why;
@@ -691,19 +955,16 @@ class PgBackend final : public Backend {
     const char *integerTimes = PQparameterStatus(conn, "integer_datetimes");
     if (integerTimes == nullptr || std::strcmp(integerTimes, "on") != 0)
       return refuse("the server keeps timestamps as floating point");
-    // A lock wait ends in a failure after a while, as with SQLite, unless the
-    // location or the server already chose a limit.
-    PGresult *timeout = PQexec(conn, "SHOW lock_timeout");
-    const bool unlimited = PQresultStatus(timeout) == PGRES_TUPLES_OK && PQntuples(timeout) == 1 &&
-                           std::strcmp(PQgetvalue(timeout, 0, 0), "0") == 0;
-    PQclear(timeout);
-    if (unlimited) {
-      PGresult *set = PQexec(conn, ("SET lock_timeout = " + std::to_string(kLockTimeoutMs)).c_str());
-      const bool ok = PQresultStatus(set) == PGRES_COMMAND_OK;
-      PQclear(set);
-      if (!ok) return refuse(trimmed(PQerrorMessage(conn)));
-    }
-    return std::make_unique<PgConnection>(conn);
+    if (PQsetnonblocking(conn, 1) != 0) return refuse(trimmed(PQerrorMessage(conn)));
+    auto connection = std::make_unique<PgConnection>(conn, options);
+    conn = nullptr;  // the connection owns it now
+    // A statement ends in a failure after the timeout; a lock wait after a
+    // while too, as with SQLite, unless the location or the server already chose a limit.
+    std::string set = "SET statement_timeout = " + std::to_string(options.statementSeconds * 1000);
+    if (connection->show("lock_timeout") == "0") set += "; SET lock_timeout = " + std::to_string(kLockTimeoutMs);
+    std::string why;
+    if (!connection->configure(set, &why)) return refuse(why.empty() ? "it does not answer" : why);
+    return connection;
   }
 
   const Dialect &dialect() const override { return dialect_; }

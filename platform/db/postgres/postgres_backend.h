@@ -3,7 +3,10 @@
 // the server once per connection and always run with bound parameters; rows
 // come back in binary form. A statement that fails inside a transaction has
 // the server abort it, so the connection rolls it back at once; a connection
-// that broke reports so and is discarded by the layer.
+// that broke reports so and is discarded by the layer. Nothing waits on the
+// server without a deadline (the statement timeout plus a few seconds): a
+// server that stops answering breaks the connection instead. Scans read
+// their rows through a cursor, a page at a time.
 #pragma once
 
 #include <memory>

@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <filesystem>
+
 namespace vyr::db {
 namespace {
 
@@ -35,6 +37,9 @@ class SqliteStatement final : public Statement {
   void bindInt(int position, int64_t value) override { sqlite3_bind_int64(stmt_, position, value); }
   void bindText(int position, std::string_view utf8) override {
     sqlite3_bind_text64(stmt_, position, utf8.data(), utf8.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  }
+  void bindTextUntilReset(int position, std::string_view utf8) override {
+    sqlite3_bind_text64(stmt_, position, utf8.data(), utf8.size(), SQLITE_STATIC, SQLITE_UTF8);
   }
   void bindBlob(int position, const void *data, size_t size) override {
     // A zero-length blob is still a value, not NULL.
@@ -74,7 +79,11 @@ class SqliteStatement final : public Statement {
 class SqliteConnection final : public Connection {
  public:
   explicit SqliteConnection(sqlite3 *db) : db_(db) {}
-  ~SqliteConnection() override { sqlite3_close_v2(db_); }
+  ~SqliteConnection() override {
+    sqlite3_finalize(beginRead_);
+    sqlite3_finalize(endRead_);
+    sqlite3_close_v2(db_);
+  }
   SqliteConnection(const SqliteConnection &) = delete;
   SqliteConnection &operator=(const SqliteConnection &) = delete;
 
@@ -100,8 +109,25 @@ class SqliteConnection final : public Connection {
   bool inTransaction() override { return sqlite3_get_autocommit(db_) == 0; }
   bool broken() override { return false; }
 
+  // A deferred BEGIN: the snapshot is taken by the first read and kept until the COMMIT.
+  bool beginRead() override { return run(beginRead_, "BEGIN"); }
+  void endRead() override {
+    if (!run(endRead_, "COMMIT") && sqlite3_get_autocommit(db_) == 0) execute("ROLLBACK");
+  }
+
  private:
+  // Runs one of the connection's own statements, prepared on first use.
+  bool run(sqlite3_stmt *&statement, const char *sql) {
+    if (statement == nullptr &&
+        sqlite3_prepare_v3(db_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+      return false;
+    const int rc = sqlite3_step(statement);
+    sqlite3_reset(statement);
+    return rc == SQLITE_DONE;
+  }
+
   sqlite3 *db_;
+  sqlite3_stmt *beginRead_ = nullptr, *endRead_ = nullptr;
 };
 
 class SqliteDialect final : public Dialect {
@@ -127,10 +153,25 @@ class SqliteBackend final : public Backend {
  public:
   explicit SqliteBackend(std::string path) : path_(std::move(path)) {}
 
-  std::unique_ptr<Connection> connect(std::string *error) override {
+  bool create(bool *created, std::string *error) override {
+    *created = !std::filesystem::exists(path_);
+    if (!*created) return true;
     sqlite3 *db = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-    if (sqlite3_open_v2(path_.c_str(), &db, flags, nullptr) != SQLITE_OK) {
+    const bool made =
+        sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) == SQLITE_OK;
+    if (!made && error) *error = "cannot create database " + path_ + ": " + (db ? sqlite3_errmsg(db) : "out of memory");
+    sqlite3_close_v2(db);
+    return made;
+  }
+
+  // A mistyped path must not pass for an empty database: a missing file is an error.
+  std::unique_ptr<Connection> connect(const ConnectOptions &, std::string *error) override {
+    sqlite3 *db = nullptr;
+    if (!std::filesystem::exists(path_)) {
+      if (error) *error = "no database at " + path_ + " (it is not created implicitly)";
+      return nullptr;
+    }
+    if (sqlite3_open_v2(path_.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
       if (error) *error = "cannot open database " + path_ + ": " + (db ? sqlite3_errmsg(db) : "out of memory");
       sqlite3_close_v2(db);
       return nullptr;
