@@ -2,23 +2,31 @@
 // decoding of a document's bytes, the transport's reading of the root, the
 // XML wrapper (parse; walk every element with its name, text and attributes;
 // elements by tag name) and the envelope readers (B90CA700_ParseEndSync,
-// B90CA700_getElementAttribute). The bytes go in twice: decoded as a client
+// B90CA700_getElementAttribute) and the appointment sync (beginAppointmentSync
+// on a database loaded with the fuzz user's appointments). The bytes go in twice: decoded as a client
 // sends them (UTF-8, or UTF-16 after a byte-order mark), and taken as they
 // stand as little-endian UTF-16. Any crash or sanitizer report is a find; so
 // is a status the header does not list, an element deeper than the limit, a
 // walk that disagrees with XRCS_getElementsByTagName, an envelope result
-// outside 0 and 1, or a handle or string left unreleased.
+// outside 0 and 1, a sync answer that is neither a well-formed response nor a
+// clean error, or a handle or string left unreleased.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 #include "runtime/context.h"
 #include "runtime/pimsync.h"
 #include "sync/B90CA700.h"
 #include "xml/host.h"
+
+extern "C" const BSFN_CATALOG_ENTRY *famoflasLibraryCatalog(size_t *lpnCount);
+extern "C" const BSFN_CATALOG_ENTRY *famoflasCompanionsCatalog(size_t *lpnCount);
 
 namespace {
 
@@ -100,6 +108,57 @@ void Envelope(XRCS_hElement root) {
   }
 }
 
+// A sync answer: an error stores nothing; otherwise a response document that parses.
+void Answered(const vyr::PimSyncOutcome &outcome) {
+  if (outcome.code != ER_SUCCESS && outcome.code != ER_WARNING && outcome.code != ER_ERROR)
+    Fail("the sync answered a code other than 0, 1 or 2");
+  if (outcome.code == ER_ERROR) {
+    if (!outcome.response.empty()) Fail("the sync failed but stored a response");
+    return;
+  }
+  if (outcome.response.rfind(u"<?xml version=\"1.0\"?> <PIMRESP", 0) != 0) Fail("a response without its envelope");
+  XRCS_hParser parser = nullptr;
+  XRCS_hDocument document = nullptr;
+  if (XRCS_getParser(&parser) != XRCS_SUCCESS) Fail("no parser");
+  // Responses are larger than requests: parsed without the context's limits.
+  if (XRCS_parseXMLString(parser, outcome.response.c_str(), &document) != XRCS_SUCCESS)
+    Fail("the sync answered a document that does not parse");
+  XRCS_freeDocument(document);
+  XRCS_freeParser(parser);
+}
+
+// The fuzz user's database: a few appointments, one recurring with an exclusion, and a task.
+std::string LoadedDatabase() {
+  static char dir[] = "/tmp/xml_fuzz_XXXXXX";
+  if (::mkdtemp(dir) == nullptr) Fail("no scratch folder");
+  std::atexit([] {
+    std::error_code ignored;
+    std::filesystem::remove_all(dir, ignored);
+  });
+  for (auto catalog : {famoflasLibraryCatalog, famoflasCompanionsCatalog}) {
+    size_t count = 0;
+    const BSFN_CATALOG_ENTRY *entries = catalog(&count);
+    vyr::registerCatalog(entries, count);
+  }
+  return std::string(dir) + "/sync.db";
+}
+
+void Seed(LPBHVRCOM context) {
+  const std::u16string put =
+      u"<PIMREQ username=\"FUZZ\" command=\"putnew\" appDataType=\"Appointments\"><PUTINFO numRecsToWrite=\"3\">"
+      u"<APPT uid=\"F1\" subject=\"a &amp; b\" startDate=\"20240105\" startTime=\"0800\" endDate=\"20240105\" "
+      u"endTime=\"0900\" alarmFlag=\"No\"/><APPT uid=\"F2\" startDate=\"20240106\" startTime=\"0800\" "
+      u"endDate=\"20240106\" endTime=\"0800\" repeatType=\"WEEKLY\"><REPEAT startDate=\"20240106\" endDate=\"-1\" "
+      u"dayOfWeek=\"S\" frequency=\"1\" weekOfMonth=\"0\"><EXCLUSION exclusionDate=\"20240113\"/></REPEAT></APPT>"
+      u"<APPT uid=\"F3\"/></PUTINFO></PIMREQ>";
+  const std::u16string task =
+      u"<PIMREQ username=\"FUZZ\" command=\"putnew\" appDataType=\"Tasks\"><PUTINFO numRecsToWrite=\"1\">"
+      u"<TASK uid=\"T1\" dueDate=\"20240110\" completedFlag=\"1\" completedDate=\"20240109\" "
+      u"completedTime=\"1200\"/></PUTINFO></PIMREQ>";
+  for (const std::u16string &document : {put, task})
+    if (vyr::runPimSync(context, document).code != ER_SUCCESS) Fail("the database could not be loaded");
+}
+
 void Parse(LPBHVRCOM context, const std::u16string &text) {
   XRCS_hParser parser = nullptr;
   XRCS_hDocument document = nullptr;
@@ -119,8 +178,9 @@ void Parse(LPBHVRCOM context, const std::u16string &text) {
     XRCS_freeElementArray(all, count);
     Envelope(root);
   }
-  // The transport reads the same text: no sync function is registered, so nothing may run.
-  if (vyr::runPimSync(context, text).status == vyr::PimSyncOutcome::Status::Ran) Fail("a sync function ran");
+  // The transport reads the same text; a document of the fuzz user's appointments or tasks runs the sync.
+  const vyr::PimSyncOutcome outcome = vyr::runPimSync(context, text);
+  if (outcome.status == vyr::PimSyncOutcome::Status::Ran) Answered(outcome);
   XRCS_freeElement(root);
   XRCS_freeDocument(document);
   XRCS_freeParser(parser);
@@ -129,9 +189,15 @@ void Parse(LPBHVRCOM context, const std::u16string &text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  static LPBHVRCOM context =
-      vyr::createContext({{"user", "FUZZ"}, {"xmlmaxdepth", std::to_string(kMaxDepth)}, {"xmlmaxchars", "4000"}});
+  static LPBHVRCOM context = vyr::createContext({{"user", "FUZZ"},
+                                                 {"an8", "1"},
+                                                 {"env", "MAIN"},
+                                                 {"env.MAIN", LoadedDatabase()},
+                                                 {"xmlmaxdepth", std::to_string(kMaxDepth)},
+                                                 {"xmlmaxchars", "4000"}});
   vyr::ContextScope scope(context);
+  static const bool seeded = (Seed(context), true);
+  (void)seeded;
   const vyr::xml::LiveObjects before = vyr::xml::liveObjects();
 
   const std::string_view bytes(reinterpret_cast<const char *>(data), size);

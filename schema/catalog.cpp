@@ -127,33 +127,49 @@ std::vector<TableSpec> declare() {
        {unique(1, {asc(u"DCT"), asc(u"DOC"), asc(u"KCO"), asc(u"DGJ"), asc(u"JELN"), asc(u"LT"), asc(u"EXTL")})}},
 
       // Activity tables: beyond the columns the sync names (INDID, STPIM, UDTTM, TDLDS, ISTODO,
-      // RECURID, TDEX) the layout is chosen here to hold what a PIM record carries.
+      // RECURID, TDEX) the layout is chosen here to hold what a PIM record carries. Every UTIME
+      // column is UTC, to the microsecond: finer than the whole seconds of a sync anchor, so a change
+      // in the anchor's own second sorts after it.
       {u"F01301", "activities (appointments and tasks)",
-       join({{str(u"ACTVID", 36),   // activity id (the uid sent to clients)
+       join({{str(u"ACTVID", 36),   // activity id (the uid sent to clients; a GUID when the server makes it)
               num(u"INDID", 8),     // owner's address number
               str(u"ACTTYP", 10),   // APPOINTMT, TODOTASK, PERSONAL
               str(u"ACTSUBJ", 120), str(u"ACTDSC", 1200), str(u"ACTLOC", 60),
-              chr(u"ALLDAY"), utime(u"BGTM"), utime(u"ENDTM"), date(u"DUEDT"),
-              chr(u"ISTODO"), chr(u"CMPLFL"), utime(u"CMPLTM"),
-              num(u"LEADTM", 5),    // alarm lead time
-              str(u"LEADINC", 10),  // its increment, a code of UDC 01/LT
-              chr(u"ALRMFL"), chr(u"PRIVFL"),
+              chr(u"ALLDAY"),       // "Y"/"N"
+              utime(u"BGTM"), utime(u"ENDTM"), date(u"DUEDT"),
+              chr(u"ISTODO"),       // "1" task, "0" appointment
+              chr(u"CMPLFL"),       // "1"/"0"
+              utime(u"CMPLTM"),
+              num(u"LEADTM", 5),    // alarm lead time, before the start
+              str(u"LEADINC", 10),  // its increment, a code of UDC 01/LT (Minutes, Hours, Days)
+              chr(u"ALRMFL"),       // "1"/"0"
+              chr(u"PRIVFL"),       // "Y"/"N"
               chr(u"STPIM"),        // "1": the activity is synchronised with the PIM client
               str(u"RECURID", 36),  // recurrence pattern in F01331, blank when none
-              utime(u"TDLDS"),      // last time the activity was sent to the PIM client
-              utime(u"UDTTM")},     // last update
+              // The version of the activity the PIM client holds: null never sent; equal to UDTTM the
+              // client wrote this version; later than UDTTM this version was sent to it then.
+              utime(u"TDLDS"),
+              utime(u"UDTTM")},     // last change, stamped by the activity functions, never moving back
              audit()}),
-       {unique(1, {asc(u"ACTVID")}), index(2, {asc(u"INDID"), asc(u"UDTTM")}), index(3, {asc(u"RECURID")})}},
+       {unique(1, {asc(u"ACTVID")}),
+        // A user's activities in the order they changed: the sync's selection.
+        index(2, {asc(u"INDID"), asc(u"UDTTM")}),
+        // Activities sharing a recurrence pattern.
+        index(3, {asc(u"RECURID")})}},
 
+      // One row per deletion the PIM client has not yet taken; the sync clears the rows it reported.
       {u"F01302", "deleted activities not yet taken by the PIM client",
        {str(u"ACTVID", 36), num(u"INDID", 8), chr(u"ISTODO"), utime(u"DLTTM")},
        {unique(1, {asc(u"INDID"), asc(u"ACTVID")}), index(2, {asc(u"ACTVID")})}},
 
       // One row per recurrence pattern (TDEX null) and one per exclusion date of it (TDEX set).
       {u"F01331", "activity recurrence patterns and exclusion dates",
-       join({{str(u"RECURID", 36), date(u"TDEX"), str(u"RCTYP", 10), date(u"RCBGDT"),
-              date(u"RCENDT"),  // null: the pattern has no end
-              str(u"RCDOW", 7), num(u"RCFREQ", 3), num(u"RCWOM", 1)},
+       join({{str(u"RECURID", 36), date(u"TDEX"),
+              str(u"RCTYP", 10),    // the client's repeat type (DAILY, WEEKLY, ...), as it sent it
+              date(u"RCBGDT"),
+              date(u"RCENDT"),      // null: the pattern has no end
+              str(u"RCDOW", 7),     // days of the week, as the client writes them
+              num(u"RCFREQ", 3), num(u"RCWOM", 1)},
              audit()}),
        {unique(1, {asc(u"RECURID"), asc(u"TDEX")})}},
 

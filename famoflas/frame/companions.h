@@ -194,4 +194,188 @@ FAMOFLAS_DS(DSNEXTNUMBER, DSNEXTNUMBER_MEMBERS)
   M(S, CHAR, cValue, 0)
 FAMOFLAS_DS(DSGETENVVALUE, DSGETENVVALUE_MEMBERS)
 
+/*
+ * The activity companions (source objects C0130101, C0133101) keep the
+ * activity tables: F01301 activities, F01331 recurrence patterns (TDEX null)
+ * and their exclusion dates, F01302 deletions the PIM client has not taken.
+ * Every one takes idHUser: 0 works under a handle of its own (each statement
+ * committed on its own, several statements of one call in one transaction);
+ * otherwise the vyrStoreDataPtr index of the caller's user handle, whose
+ * transaction the call joins and which the caller commits. Reads that must
+ * see the caller's uncommitted writes pass it too.
+ *
+ * Errors (each ER_ERROR): "4363" null argument or unusable idHUser, "078S"
+ * behaviour, "078D" (text: the table) table cannot be opened, ACTIVITY_ERROR_*
+ * below (text: the activity or recurrence id). Each data structure ends with
+ * cSuppressErrorMessage ("1": the error is not raised on the context, for a
+ * caller that expects it and decides) and szErrorMessageID (out: the id of
+ * the error, raised or not; blank when none).
+ */
+#define ACTIVITY_ERROR_NOT_FOUND u"ACTNF"      /* no activity (recurrence pattern) of that id */
+#define ACTIVITY_ERROR_DUPLICATE u"ACTDUP"     /* the id is taken */
+#define ACTIVITY_ERROR_CHANGED u"ACTCHG"       /* the stored version is not utUpdateTime */
+#define ACTIVITY_ERROR_COLUMNS u"ACTCOL"       /* szUpdateColumns names a column that cannot be updated */
+#define ACTIVITY_ERROR_TABLE u"ACTDB"          /* the tables refused a read or write */
+
+/*
+ * DSACTIVITY: one activity, its members in F01301's column order (the first
+ * DSACTIVITY_COLUMN_COUNT members are a row record of those columns), then
+ * the members that steer the call. Flags: cAllDayEvent, cPrivateFlag "Y"/"N";
+ * cToDoTask, cCompletedFlag, cAlarmFlag, cPIMFlag "1"/"0". UTIMEs are UTC.
+ *
+ *  szActivityID          ACTVID  the id (InsertActivity makes a GUID when blank)
+ *  mnAddressNumber       INDID   the owner's address number
+ *  szActivityType        ACTTYP  APPOINTMT, TODOTASK, PERSONAL
+ *  szSubject, szDescription, szLocation   ACTSUBJ, ACTDSC, ACTLOC
+ *  cAllDayEvent          ALLDAY
+ *  utStartTime, utEndTime  BGTM, ENDTM
+ *  jdDueDate             DUEDT
+ *  cToDoTask             ISTODO  "1" task, "0" appointment
+ *  cCompletedFlag, utCompletedTime   CMPLFL, CMPLTM
+ *  mnLeadTime, szLeadTimeIncrement   LEADTM, LEADINC: the alarm sounds that
+ *                        many increments (a code of UDC 01/LT) before the start
+ *  cAlarmFlag            ALRMFL
+ *  cPrivateFlag          PRIVFL
+ *  cPIMFlag              STPIM   "1": kept in step with the owner's PIM client
+ *  szRecurrenceID        RECURID the pattern in F01331, blank when none
+ *  utPIMTimestamp        TDLDS   the version the PIM client holds: null never
+ *                        sent; equal to utUpdateTime it wrote this version;
+ *                        later, this version was sent to it at that time
+ *  utUpdateTime          UDTTM   the last change (out of every write); in for
+ *                        UpdateActivityUTC with cCheckVersion "1"
+ *  idHUser               in   see above
+ *  cChangedByPIM         in   "1": the write comes from the PIM client, which
+ *                             therefore holds the new version: utPIMTimestamp
+ *                             takes the new utUpdateTime
+ *  cCheckVersion         in   "1" (UpdateActivityUTC): refuse with
+ *                             ACTIVITY_ERROR_CHANGED unless the stored
+ *                             UDTTM is utUpdateTime (the version the caller read)
+ *  szUpdateColumns       in/out  aliases separated by blanks (UpdateActivityUTC
+ *                             reads, BuildActivityUpdateColumnsString writes)
+ *
+ * InitializeActivity     sets every column member to its default (blank
+ *                        strings and codes, zero numbers, null date and
+ *                        UTIMEs, "N" and "0" flags, cPIMFlag "1") and clears
+ *                        the steering members but idHUser and
+ *                        cSuppressErrorMessage, which it keeps. No table is read.
+ * SelectActivityUTC      reads the row of szActivityID into the column members.
+ * InsertActivity         writes a new row (ACTIVITY_ERROR_DUPLICATE when the id
+ *                        is taken) stamped with a new utUpdateTime; with
+ *                        cChangedByPIM "1" utPIMTimestamp is that stamp, else
+ *                        as given. A deletion of the same owner and id waiting
+ *                        in F01302 is dropped: the activity exists again.
+ * BuildActivityUpdateColumnsString  compares the column members with the
+ *                        stored row and writes the aliases of those that
+ *                        differ (strings ignoring trailing blanks, numbers by
+ *                        value, UTIMEs by instant) into szUpdateColumns, ""
+ *                        when none; ACTVID and UDTTM are never listed.
+ * UpdateActivityUTC      writes the listed columns of the row of szActivityID
+ *                        from the members, under a lock on the row. Any column
+ *                        but TDLDS is a change: UDTTM takes a new stamp (later
+ *                        than the stored UDTTM and TDLDS, so that a version
+ *                        never repeats) and the audit columns are written;
+ *                        "UDTTM" alone in the list marks a change without
+ *                        writing a column. A list of TDLDS alone (a send to
+ *                        the PIM client) stamps nothing. "" writes nothing.
+ *                        The stamps are returned in the members.
+ * DeleteActivity         deletes the activity of szActivityID, with its
+ *                        recurrence pattern and exclusions when no other
+ *                        activity shares them, and when it is kept with the
+ *                        PIM client (STPIM "1") records the deletion in F01302
+ *                        for the next sync; all or nothing.
+ */
+#define DSACTIVITY_COLUMN_COUNT 21
+#define DSACTIVITY_MEMBERS(M, S)               \
+  M(S, STRING, szActivityID, 36)               \
+  M(S, MATH, mnAddressNumber, 0)               \
+  M(S, STRING, szActivityType, 10)             \
+  M(S, STRING, szSubject, 120)                 \
+  M(S, STRING, szDescription, 1200)            \
+  M(S, STRING, szLocation, 60)                 \
+  M(S, CHAR, cAllDayEvent, 0)                  \
+  M(S, UTIME, utStartTime, 0)                  \
+  M(S, UTIME, utEndTime, 0)                    \
+  M(S, DATE, jdDueDate, 0)                     \
+  M(S, CHAR, cToDoTask, 0)                     \
+  M(S, CHAR, cCompletedFlag, 0)                \
+  M(S, UTIME, utCompletedTime, 0)              \
+  M(S, MATH, mnLeadTime, 0)                    \
+  M(S, STRING, szLeadTimeIncrement, 10)        \
+  M(S, CHAR, cAlarmFlag, 0)                    \
+  M(S, CHAR, cPrivateFlag, 0)                  \
+  M(S, CHAR, cPIMFlag, 0)                      \
+  M(S, STRING, szRecurrenceID, 36)             \
+  M(S, UTIME, utPIMTimestamp, 0)               \
+  M(S, UTIME, utUpdateTime, 0)                 \
+  M(S, ID, idHUser, 0)                         \
+  M(S, CHAR, cChangedByPIM, 0)                 \
+  M(S, CHAR, cCheckVersion, 0)                 \
+  M(S, STRING, szUpdateColumns, 200)           \
+  M(S, CHAR, cSuppressErrorMessage, 0)         \
+  M(S, STRING, szErrorMessageID, 10)
+FAMOFLAS_DS(DSACTIVITY, DSACTIVITY_MEMBERS)
+
+/*
+ * DSRECURRENCE: one recurrence pattern, the F01331 row whose TDEX is null,
+ * its members in column order (TDEX left out), then the steering members.
+ *
+ *  szRecurrenceID    RECURID  the id (InsertRecurrence makes a GUID when blank)
+ *  szRecurrenceType  RCTYP    the client's repeat type
+ *  jdStartDate       RCBGDT
+ *  jdEndDate         RCENDT   null: no end
+ *  szDayOfWeek       RCDOW
+ *  mnFrequency       RCFREQ   every how many periods
+ *  mnWeekOfMonth     RCWOM
+ *  idHUser           in   as for activities
+ *  szUpdateColumns   in/out as for activities (RECURID never listed)
+ *
+ * InitializeRecurrence, SelectRecurrenceUTC, InsertRecurrence,
+ * BuildRecurrenceUpdateColsString and UpdateRecurrenceUTC work as their
+ * activity counterparts (without stamps; the audit columns are written).
+ */
+#define DSRECURRENCE_COLUMN_COUNT 7
+#define DSRECURRENCE_MEMBERS(M, S)       \
+  M(S, STRING, szRecurrenceID, 36)       \
+  M(S, STRING, szRecurrenceType, 10)     \
+  M(S, DATE, jdStartDate, 0)             \
+  M(S, DATE, jdEndDate, 0)               \
+  M(S, STRING, szDayOfWeek, 7)           \
+  M(S, MATH, mnFrequency, 0)             \
+  M(S, MATH, mnWeekOfMonth, 0)           \
+  M(S, ID, idHUser, 0)                   \
+  M(S, STRING, szUpdateColumns, 60)     \
+  M(S, CHAR, cSuppressErrorMessage, 0)   \
+  M(S, STRING, szErrorMessageID, 10)
+FAMOFLAS_DS(DSRECURRENCE, DSRECURRENCE_MEMBERS)
+
+/*
+ * DSEXCLUSION: a date on which a recurring activity does not occur (F01331
+ * row with TDEX set). InitializeExclusion blanks it (keeping idHUser);
+ * InsertExclusion writes it (ACTIVITY_ERROR_DUPLICATE when the pattern
+ * already excludes the date).
+ */
+#define DSEXCLUSION_MEMBERS(M, S)        \
+  M(S, STRING, szRecurrenceID, 36)       \
+  M(S, DATE, jdExclusionDate, 0)         \
+  M(S, ID, idHUser, 0)                   \
+  M(S, CHAR, cSuppressErrorMessage, 0)   \
+  M(S, STRING, szErrorMessageID, 10)
+FAMOFLAS_DS(DSEXCLUSION, DSEXCLUSION_MEMBERS)
+
+/*
+ * PpatGetUserIdAddressNumber (source object C0100001): the address number of
+ * the signed-on user, from the user's settings.
+ *
+ *  szUserId         in   blank, or the signed-on user's id
+ *  mnAddressNumber  out  the address number; 0 on error
+ * ER_ERROR with PPAT_ERROR_NO_ADDRESS_NUMBER on item 2 when the user has none
+ * (0), or on item 1 when szUserId names another user (only the signed-on
+ * user's settings are known here).
+ */
+#define PPAT_ERROR_NO_ADDRESS_NUMBER u"USRAN8"
+#define DSPPATUSERADDRESS_MEMBERS(M, S) \
+  M(S, STRING, szUserId, 10)            \
+  M(S, MATH, mnAddressNumber, 0)
+FAMOFLAS_DS(DSPPATUSERADDRESS, DSPPATUSERADDRESS_MEMBERS)
+
 #endif /* FAMOFLAS_FRAME_COMPANIONS_H */

@@ -62,6 +62,11 @@ constexpr ErrorText kErrorTexts[] = {
     {u"4364", "Database access could not be started for the function"},
     {u"4456", "No next number could be assigned"},
     {u"4771", "The expression is not valid"},
+    {u"ACTCHG", "The activity was changed by someone else since it was read"},
+    {u"ACTCOL", "The column list names a column that cannot be changed"},
+    {u"ACTDB", "The activity tables refused the read or write"},
+    {u"ACTDUP", "An activity (or recurrence pattern) of that id already exists"},
+    {u"ACTNF", "No activity (or recurrence pattern) of that id exists"},
     {u"BSFNEX", "The business function stopped on an unexpected exception"},
     {u"BSFNNF", "No business function of that name is registered"},
     {u"BSFNRC", "The business function answered a code other than 0, 1 or 2"},
@@ -73,9 +78,13 @@ constexpr ErrorText kErrorTexts[] = {
     {u"DBLS", "The database connection was lost; the work of the open transaction was rolled back"},
     {u"DBNO", "The database cannot be opened"},
     {u"DBTO", "A database statement ran past its time limit and was cancelled"},
+    {u"PIMREQ", "The PIM sync request is malformed (see the attribute or element named)"},
+    {u"PIMRUN", "The PIM sync could not complete the command on the server"},
+    {u"PIMUSR", "The PIM sync request is for another user than the one signed on"},
     {u"TXIN", "The external tax interface refused to start"},
     {u"TXLB", "The external tax interface library is not configured, cannot be loaded or is incomplete"},
     {u"UDCNF", "The user-defined code is not in the code table"},
+    {u"USRAN8", "The user has no address number in their settings"},
 };
 
 constexpr bool errorTextsSorted() {
