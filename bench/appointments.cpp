@@ -11,8 +11,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -31,13 +31,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-const NID kColumns[DSACTIVITY_COLUMN_COUNT] = {
-    u"ACTVID", u"INDID",  u"ACTTYP", u"ACTSUBJ", u"ACTDSC",  u"ACTLOC",  u"ALLDAY", u"BGTM",  u"ENDTM",  u"DUEDT", u"ISTODO",
-    u"CMPLFL", u"CMPLTM", u"LEADTM", u"LEADINC", u"ALRMFL", u"PRIVFL", u"STPIM",  u"RECURID", u"TDLDS", u"UDTTM"};
+const NID kColumns[DSACTIVITY_COLUMN_COUNT] = {u"ACTVID",  u"INDID",  u"ACTTYP",  u"ACTSUBJ", u"ACTDSC", u"ACTLOC",
+                                               u"ALLDAY",  u"BGTM",   u"ENDTM",   u"DUEDT",   u"ISTODO", u"CMPLFL",
+                                               u"CMPLTM",  u"LEADTM", u"LEADINC", u"ALRMFL",  u"PRIVFL", u"STPIM",
+                                               u"RECURID", u"TDLDS",  u"UDTTM"};
 
 std::string document(const std::string &command, const std::string &child) {
-  return "<?xml version=\"1.0\"?><PIMREQ username=\"U\" command=\"" + command +
-         "\" appDataType=\"Appointments\">" + child + "</PIMREQ>";
+  return "<?xml version=\"1.0\"?><PIMREQ username=\"U\" command=\"" + command + "\" appDataType=\"Appointments\">" +
+         child + "</PIMREQ>";
 }
 const std::string kAllFromStart = "<GETINFO startRec=\"1\" numRecsRequested=\"-1\" syncAnchor=\"19700101000000Z\"/>";
 
@@ -53,8 +54,8 @@ struct Database {
 
 // A fresh database whose user U (address number 100) has n appointments, changed a day ago.
 bool load(Database &db, int n, int round) {
-  db.dir = std::filesystem::temp_directory_path() / ("bench_appointments_" + std::to_string(::getpid()) + "_" +
-                                                     std::to_string(n) + "_" + std::to_string(round));
+  db.dir = std::filesystem::temp_directory_path() /
+           ("bench_appointments_" + std::to_string(::getpid()) + "_" + std::to_string(n) + "_" + std::to_string(round));
   std::filesystem::create_directories(db.dir);
   std::string error;
   db.context = vyr::createContext(
@@ -134,9 +135,9 @@ bool fullSync(int n, FullSync *best, double *putBest) {
       changes += "<APPT uid=\"APPT-" + std::to_string(i * (n / 200)) +
                  "\" requestedEvent=\"Modify\" subject=\"Moved by the client\" startDate=\"20240301\" "
                  "startTime=\"1400\" endDate=\"20240301\" endTime=\"1500\"/>";
-    const double put = timed(db.context, document("putmodified", "<PUTINFO numRecsToWrite=\"200\">" + changes +
-                                                                     "</PUTINFO>"),
-                             "numRecsWritten=\"200\"");
+    const double put =
+        timed(db.context, document("putmodified", "<PUTINFO numRecsToWrite=\"200\">" + changes + "</PUTINFO>"),
+              "numRecsWritten=\"200\"");
     if (put < 0) return false;
     *putBest = std::min(*putBest, put);
   }
@@ -167,8 +168,9 @@ int main(int argc, char **argv) {
     std::printf("%-12d %12.3f %12.3f %12.3f %14.1f\n", n, best.total(), best.count, best.details,
                 best.total() * 1e6 / n);
   }
-  std::printf("getcount reads the tables (the selection and one read per activity); getdetails builds the XML and\n"
-              "writes one update per record sent.\n");
+  std::printf(
+      "getcount reads the tables (the selection and one read per activity); getdetails builds the XML and\n"
+      "writes one update per record sent.\n");
   std::printf("putmodified of 200 changes into 10,000 appointments: %.3f s\n", putBest);
   return 0;
 }

@@ -132,8 +132,9 @@ void RawMonthLookups(benchmark::State &state) {
   sqlite3_stmt *select = nullptr;
   std::string sql = "SELECT MMCU, WDCT, WDCK, YR, MT, SHFT";
   for (int d = 1; d <= 31; ++d) sql += (d < 10 ? ", TD0" : ", TD") + std::to_string(d);
-  sql += ", CTRY FROM F0007 WHERE MMCU = ?1 AND WDCT = '' AND WDCK = '' AND CTRY = ?2 AND YR = ?3 AND MT = ?4 "
-         "AND SHFT = '' LIMIT 1";
+  sql +=
+      ", CTRY FROM F0007 WHERE MMCU = ?1 AND WDCT = '' AND WDCK = '' AND CTRY = ?2 AND YR = ?3 AND MT = ?4 "
+      "AND SHFT = '' LIMIT 1";
   if (sqlite3_open_v2(gDatabase.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK ||
       sqlite3_prepare_v2(db, sql.c_str(), -1, &select, nullptr) != SQLITE_OK)
     fail("raw lookups: " + std::string(sqlite3_errmsg(db)));

@@ -78,8 +78,8 @@ bool EnginesAgree(std::string *why) {
     const double theirs = parser.Eval();
     const double ours = MathNumericToDouble(&ds.mnCalculatedValue);
     if (std::fabs(ours - theirs) > 1e-8 * std::fmax(1.0, std::fabs(theirs))) {
-      *why = std::string("values differ on ") + e.muparser + ": " + std::to_string(ours) + " vs " +
-             std::to_string(theirs);
+      *why =
+          std::string("values differ on ") + e.muparser + ": " + std::to_string(ours) + " vs " + std::to_string(theirs);
       return false;
     }
   }

@@ -55,12 +55,8 @@ void CallByName(benchmark::State &state, const char16_t *name, const char16_t *c
     state.SkipWithError("the call did not take the path it measures");
 }
 
-void PlugAndPlayBlankCountry(benchmark::State &state) {
-  CallByName(state, u"PlugAndPlay_B0400007", u"", false);
-}
-void PlugAndPlayOneCountryFunction(benchmark::State &state) {
-  CallByName(state, u"PlugAndPlay_B0400007", u"JP", true);
-}
+void PlugAndPlayBlankCountry(benchmark::State &state) { CallByName(state, u"PlugAndPlay_B0400007", u"", false); }
+void PlugAndPlayOneCountryFunction(benchmark::State &state) { CallByName(state, u"PlugAndPlay_B0400007", u"JP", true); }
 void CountryFunctionDirect(benchmark::State &state) {
   CallByName(state, u"DraftValueDateCalculationJapan", u"JP", true);
 }
@@ -93,8 +89,7 @@ int main(int argc, char **argv) {
   size_t count = 0;
   const BSFN_CATALOG_ENTRY *entries = famoflasLibraryCatalog(&count);
   vyr::registerCatalog(entries, count);
-  vyr::registerFunction(
-      {"DraftValueDateCalculationJapan", CountryFunctionStandIn, &DSLOCALIZATION_template, "BENCH"});
+  vyr::registerFunction({"DraftValueDateCalculationJapan", CountryFunctionStandIn, &DSLOCALIZATION_template, "BENCH"});
   std::string error;
   gContext = vyr::createContext({}, &error);
   if (gContext == nullptr) {

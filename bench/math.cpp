@@ -69,9 +69,8 @@ struct Operands {
   const char16_t *rate;
 };
 constexpr Operands kOperands[] = {
-    {u"1234567.89", u"1.0825"},   {u"-98765.43", u"0.9214"},  {u"0.05", u"1.1"},
-    {u"450000.00", u"1.0853000"}, {u"17.5", u"-3.25"},        {u"99999999.99", u"0.0000042"},
-    {u"3", u"7"},                 {u"-0.01", u"0.3333333"},
+    {u"1234567.89", u"1.0825"}, {u"-98765.43", u"0.9214"},      {u"0.05", u"1.1"}, {u"450000.00", u"1.0853000"},
+    {u"17.5", u"-3.25"},        {u"99999999.99", u"0.0000042"}, {u"3", u"7"},      {u"-0.01", u"0.3333333"},
 };
 
 struct Formatted {
@@ -152,7 +151,10 @@ void handPipeline(const Operands &in, Formatted &out) {
   const int shift = 9 + rate.scale - amount.scale;
   Wide numerator = amount.units < 0 ? -amount.units : amount.units;
   Wide denominator = rate.units < 0 ? -rate.units : rate.units;
-  if (shift >= 0) numerator *= powerOfTen(shift); else denominator *= powerOfTen(-shift);
+  if (shift >= 0)
+    numerator *= powerOfTen(shift);
+  else
+    denominator *= powerOfTen(-shift);
   Wide units = numerator / denominator;
   if (2 * (numerator % denominator) >= denominator) ++units;
   const Fixed quotient{(amount.units < 0) != (rate.units < 0) ? -units : units, 9};
@@ -196,8 +198,9 @@ int main(int argc, char **argv) {
   if (!pipelinesAgree()) return 1;
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  std::printf("\nParse x2, multiply, divide to 9 decimals, format x2: platform / by hand on __int128 "
-              "(target: 1.5 or less)\n");
+  std::printf(
+      "\nParse x2, multiply, divide to 9 decimals, format x2: platform / by hand on __int128 "
+      "(target: 1.5 or less)\n");
   reporter.printRatio("pipeline", "PipelinePlatform", "PipelineInt128", "platform", "int128");
   benchmark::Shutdown();
   return 0;

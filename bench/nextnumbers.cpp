@@ -191,11 +191,10 @@ int child(const std::string &mode, const char *location) {
 
 // Runs `processes` copies in one mode; blocks per second.
 double round(const std::string &mode, const std::string &location, int processes) {
-  const double seconds =
-      benchprocesses::timedRound("NNBENCH",
-                                 {"NNBENCH_MODE=" + mode, "NNBENCH_LOCATION=" + location,
-                                  "NNBENCH_BLOCKS=" + std::to_string(kPerRound / processes)},
-                                 processes);
+  const double seconds = benchprocesses::timedRound("NNBENCH",
+                                                    {"NNBENCH_MODE=" + mode, "NNBENCH_LOCATION=" + location,
+                                                     "NNBENCH_BLOCKS=" + std::to_string(kPerRound / processes)},
+                                                    processes);
   if (seconds <= 0) die(mode + ": a process failed");
   return kPerRound / seconds;
 }
@@ -238,9 +237,10 @@ struct Counter {
 bool compare(const char *engine, const std::string &rawMode, const std::string &location, int rounds) {
   Counter counter(location);
   long long expected = kCounterStart;
-  std::printf("%s: GetDistributedNextNumber through the whole stack against %s, %d blocks per round, "
-              "median of %d rounds\n",
-              engine, rawMode.c_str(), kPerRound, rounds);
+  std::printf(
+      "%s: GetDistributedNextNumber through the whole stack against %s, %d blocks per round, "
+      "median of %d rounds\n",
+      engine, rawMode.c_str(), kPerRound, rounds);
   for (int processes : kProcessCounts) {
     std::vector<double> stack, raw, ratios;
     for (int r = 0; r < rounds; ++r) {

@@ -79,7 +79,8 @@ int main() {
     die("FAMOFLAS_BENCH_POSTGRES names no server (postgresql://...); scripts/bench-postgres starts one");
   PGconn *admin = PQconnectdb(server);
   if (PQstatus(admin) != CONNECTION_OK) die(std::string("cannot connect: ") + PQerrorMessage(admin));
-  PQsetNoticeProcessor(admin, [](void *, const char *) {}, nullptr);
+  PQsetNoticeProcessor(
+      admin, [](void *, const char *) {}, nullptr);
   const std::string schema = "scanbench_" + std::to_string(getpid());
   const std::string location = std::string(server) + (std::string(server).find('?') == std::string::npos ? "?" : "&") +
                                "options=-csearch_path%3D" + schema;
@@ -99,7 +100,8 @@ int main() {
   for (long rows : {10000L, 1000000L}) {
     // The rows the benchmark rows of vdb_rows.h have, added by the server itself.
     const std::string insert =
-        "INSERT INTO \"" + schema + "\".\"F0101\" (\"AN8\", \"ALKY\", \"TAX\", \"ALPH\", \"AT1\", \"MCU\", \"USER\", "
+        "INSERT INTO \"" + schema +
+        "\".\"F0101\" (\"AN8\", \"ALKY\", \"TAX\", \"ALPH\", \"AT1\", \"MCU\", \"USER\", "
         "\"PID\", \"UPMJ\") SELECT g, 'K' || g, 'TX' || (g * 7), 'Customer number ' || g, 'C', 'BU' || (g % 50), "
         "'LOADER', 'BENCH', date '2024-01-01' + (g % 365) FROM generate_series(" +
         std::to_string(loaded + 1) + ", " + std::to_string(rows) + ") g";

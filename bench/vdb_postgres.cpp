@@ -129,8 +129,8 @@ int incrementChild(const char *mode, const char *location) {
 // Runs the children of one mode and returns transactions per second, from the
 // moment all are ready until the last one ends.
 double incrementRound(const std::string &mode, const std::string &location) {
-  const double seconds = benchprocesses::timedRound(
-      "VDBBENCH", {"VDBBENCH_MODE=" + mode, "VDBBENCH_LOCATION=" + location}, kProcesses);
+  const double seconds =
+      benchprocesses::timedRound("VDBBENCH", {"VDBBENCH_MODE=" + mode, "VDBBENCH_LOCATION=" + location}, kProcesses);
   if (seconds <= 0) die(mode + ": a child failed");
   return kProcesses * kPerProcess / seconds;
 }

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <pugixml.hpp>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
+#include <pugixml.hpp>
 
 #include "unicode/jchar_utf8.h"
 #include "xerceswrapper.h"
@@ -44,10 +44,11 @@ std::u16string syncRequest() {
     const std::u16string n = vyr::fromUtf8(std::to_string(i));
     text += u"\n<APPT uid=\"ACT" + n + u"\" lastEvent=\"New\" requestedEvent=\"Modify\" subject=\"Quarterly review " +
             n + u" with the team &amp; guests\" description=\"Agenda: figures, forecast; bring the minutes (version " +
-            n + u").\" location=\"Building 4, room 2.17 &#x2013; Caf\u00E9 side\" allDayEvent=\"N\" "
-                u"startDate=\"20240105\" startTime=\"0830\" endDate=\"20240105\" endTime=\"1000\" "
-                u"alarmDate=\"20240105\" alarmTime=\"0815\" alarmFlag=\"Yes\" privateFlag=\"N\" "
-                u"category=\"Meetings\" syncAnchor=\"20240105080309Z\"/>";
+            n +
+            u").\" location=\"Building 4, room 2.17 &#x2013; Caf\u00E9 side\" allDayEvent=\"N\" "
+            u"startDate=\"20240105\" startTime=\"0830\" endDate=\"20240105\" endTime=\"1000\" "
+            u"alarmDate=\"20240105\" alarmTime=\"0815\" alarmFlag=\"Yes\" privateFlag=\"N\" "
+            u"category=\"Meetings\" syncAnchor=\"20240105080309Z\"/>";
   }
   return text + u"\n</PUTINFO></PIMREQ>";
 }
@@ -80,8 +81,7 @@ void toJchar(const char *utf8, std::u16string &out) {
 template <bool Keep>
 Tally walkPugixml(const std::u16string &text) {
   pugi::xml_document document;
-  if (!document.load_buffer(text.data(), text.size() * sizeof(char16_t), pugi::parse_default,
-                            pugi::encoding_utf16_le))
+  if (!document.load_buffer(text.data(), text.size() * sizeof(char16_t), pugi::parse_default, pugi::encoding_utf16_le))
     return {};
   Tally tally;
   std::u16string name, value;
@@ -232,9 +232,10 @@ int main(int argc, char **argv) {
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   if (reporter.cpu.count("BM_XrcsParseWalk") && reporter.cpu.count("BM_PugixmlParseWalk"))
-    std::printf("\nparse + walk, CPU time: XRCS %.0f us, pugixml %.0f us; ratio (XRCS / pugixml) %.2f (target 1.3 or less)\n",
-                reporter.cpu["BM_XrcsParseWalk"], reporter.cpu["BM_PugixmlParseWalk"],
-                reporter.cpu["BM_XrcsParseWalk"] / reporter.cpu["BM_PugixmlParseWalk"]);
+    std::printf(
+        "\nparse + walk, CPU time: XRCS %.0f us, pugixml %.0f us; ratio (XRCS / pugixml) %.2f (target 1.3 or less)\n",
+        reporter.cpu["BM_XrcsParseWalk"], reporter.cpu["BM_PugixmlParseWalk"],
+        reporter.cpu["BM_XrcsParseWalk"] / reporter.cpu["BM_PugixmlParseWalk"]);
   benchmark::Shutdown();
   return 0;
 }

@@ -127,8 +127,7 @@ std::optional<std::string> scalarText(const nlohmann::json &value) {
   return std::nullopt;
 }
 
-bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text,
-                   std::string *error) {
+bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text, std::string *error) {
   const DSTMPL_MEMBER *m = findMember(tmpl, member, error);
   if (m == nullptr) return false;
   std::string why;
@@ -149,7 +148,8 @@ bool setMembersJson(const DSTMPL &tmpl, void *ds, const nlohmann::json &members,
     std::string why = std::string("a JSON ") + value.type_name() + " is not a value (give a string or a number)";
     if (value.is_number_float())  // only a document not read by parseJson has these
       why = "a number held in binary floating point is not exact; read the document with parseJson";
-    if (value.is_null() && vyr::parseNullValue(m->nKind, m->nWidth, static_cast<unsigned char *>(ds) + m->nOffset, &why))
+    if (value.is_null() &&
+        vyr::parseNullValue(m->nKind, m->nWidth, static_cast<unsigned char *>(ds) + m->nOffset, &why))
       continue;
     return fail(error, "member " + name + ": " + why);
   }

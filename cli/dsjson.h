@@ -32,8 +32,7 @@ class DataStructure {
 };
 
 // Sets one member from its value text; false with "member NAME: why".
-bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text,
-                   std::string *error);
+bool setMemberText(const DSTMPL &tmpl, void *ds, std::string_view member, std::string_view text, std::string *error);
 // A JSON string or integer as a value text (other numbers are strings once
 // parseJson has read them); nullopt for any other JSON value.
 std::optional<std::string> scalarText(const nlohmann::json &value);

@@ -41,8 +41,8 @@ Logins::Logins() {
   unsigned char random[16];
   randombytes_buf(random, sizeof random);
   char hash[crypto_pwhash_STRBYTES];
-  if (crypto_pwhash_str(hash, reinterpret_cast<const char *>(random), sizeof random,
-                        crypto_pwhash_OPSLIMIT_INTERACTIVE, crypto_pwhash_MEMLIMIT_INTERACTIVE) == 0)
+  if (crypto_pwhash_str(hash, reinterpret_cast<const char *>(random), sizeof random, crypto_pwhash_OPSLIMIT_INTERACTIVE,
+                        crypto_pwhash_MEMLIMIT_INTERACTIVE) == 0)
     dummyHash_ = hash;
 }
 
@@ -124,8 +124,8 @@ LoginOutcome Logins::check(const std::map<std::string, std::string> &settings, c
   }
   Failures &failures = it->second;
   failures.count = std::min(failures.count + 1, 30);
-  const auto block = std::min<std::chrono::steady_clock::duration>(kFirstBlock * (int64_t{1} << std::min(failures.count - 1, 20)),
-                                                                   kLongestBlock);
+  const auto block = std::min<std::chrono::steady_clock::duration>(
+      kFirstBlock * (int64_t{1} << std::min(failures.count - 1, 20)), kLongestBlock);
   failures.until = answered + block;
   return outcome;
 }

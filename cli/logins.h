@@ -31,9 +31,9 @@ enum class LoginVerdict { Accepted, Refused, Throttled, Unavailable };
 
 struct LoginOutcome {
   LoginVerdict verdict = LoginVerdict::Refused;
-  ServiceUser user;     // Accepted: the user with their settings
-  int retryAfter = 0;   // Throttled: seconds until the name may try again
-  std::string error;    // Unavailable: why the users cannot be read
+  ServiceUser user;    // Accepted: the user with their settings
+  int retryAfter = 0;  // Throttled: seconds until the name may try again
+  std::string error;   // Unavailable: why the users cannot be read
 };
 
 class Logins {
@@ -52,8 +52,8 @@ class Logins {
     std::chrono::steady_clock::time_point until;
   };
   struct Verified {
-    std::string hash;           // the stored hash the password matched
-    unsigned char tag[32] = {}; // keyed hash of the password
+    std::string hash;            // the stored hash the password matched
+    unsigned char tag[32] = {};  // keyed hash of the password
   };
 
   bool verify(const std::string &hash, std::string_view password);

@@ -9,13 +9,13 @@
 
 #include "dsjson.h"
 #include "run.h"
+#include "runtime/context.h"
+#include "runtime/valuetext.h"
 #include "serve.h"
 #include "sync.h"
 #include "tables.h"
-#include "users.h"
-#include "runtime/context.h"
-#include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
+#include "users.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ constexpr int kUnavailable = 69;
 struct Arguments {
   std::string command;
   std::optional<std::string> database;
-  std::vector<std::string> settings;   // KEY=VALUE
+  std::vector<std::string> settings;  // KEY=VALUE
   std::vector<std::string> libraries;
   std::vector<std::string> overrides;  // functions a --library may replace
   std::optional<std::string> dsJson;
@@ -221,7 +221,8 @@ void printHelp(std::ostream &out, const std::string &command) {
     return;
   }
   if (command == "user") {
-    out << "Usage: famoflas user add NAME | passwd NAME | remove NAME | list | set NAME KEY=VALUE... [--db LOCATION]\n\n"
+    out << "Usage: famoflas user add NAME | passwd NAME | remove NAME | list | set NAME KEY=VALUE... [--db "
+           "LOCATION]\n\n"
            "Users of famoflas serve, kept in the tables F98SVUSR (name, Argon2id hash) and F98SVSET (settings)\n"
            "of the database. add and passwd read the password from stdin (one line); it must pass the\n"
            "installation's password policy (ValidatePasswordPolicyFromF98QXSEC; famoflas db init installs a\n"
@@ -239,7 +240,8 @@ void printHelp(std::ostream &out, const std::string &command) {
          "  famoflas describe NAME                                     members of a function's data structure\n"
          "  famoflas db init                                           create the database and its tables\n"
          "  famoflas db load FILE|-                                    load rows from JSON {\"F0007\": [{...}, ...]}\n"
-         "                                                             (all or nothing; unnamed columns blank/zero/null)\n"
+         "                                                             (all or nothing; unnamed columns "
+         "blank/zero/null)\n"
          "  famoflas db dump TABLE                                     print a table in the same form, in key order\n"
          "  famoflas db catalog                                        every table's columns and indexes, as JSON\n"
          "  famoflas user add|passwd|remove NAME, list, set NAME K=V   users of the HTTP service (user --help)\n"
@@ -308,8 +310,7 @@ int runCallCommand(const Arguments &args, const std::string &database) {
   if (!outcome.ran) throw UsageError{outcome.error};
   printJsonLine(outcome.result);
   if (!outcome.platformFailures.empty()) {
-    std::cerr << "famoflas: the call could not be carried out: " << printable(outcome.platformFailures.front())
-              << '\n';
+    std::cerr << "famoflas: the call could not be carried out: " << printable(outcome.platformFailures.front()) << '\n';
     return kUnavailable;
   }
   return static_cast<int>(outcome.code);
@@ -336,13 +337,12 @@ int runBatchCommand(const Arguments &args, const std::string &database) {
       std::cerr << "famoflas batch: line " << number << ": " << printable(outcome.error) << '\n';
     } else if (!outcome.platformFailures.empty()) {
       ++failed;
-      std::cerr << "famoflas batch: line " << number << ": could not be carried out: "
-                << printable(outcome.platformFailures.front()) << '\n';
+      std::cerr << "famoflas batch: line " << number
+                << ": could not be carried out: " << printable(outcome.platformFailures.front()) << '\n';
     }
   }
   if (refused + failed == 0) return 0;
-  std::cerr << "famoflas batch: " << failed << " line(s) could not be carried out, " << refused
-            << " line(s) refused\n";
+  std::cerr << "famoflas batch: " << failed << " line(s) could not be carried out, " << refused << " line(s) refused\n";
   return failed > 0 ? kUnavailable : kUsage;
 }
 
@@ -430,7 +430,8 @@ int run(int argc, char **argv) {
   }
   if (command == "call") return runCallCommand(args, database);
   if (command == "batch") return runBatchCommand(args, database);
-  if (command == "sync") return famoflas::runSyncCommand(args.positionals, famoflas::contextSettings(settings, database));
+  if (command == "sync")
+    return famoflas::runSyncCommand(args.positionals, famoflas::contextSettings(settings, database));
   if (command == "describe") return runDescribeCommand(args);
   return runListCommand(args);
 }

@@ -53,8 +53,8 @@ std::string ServiceMetrics::text() const {
       "# HELP famoflas_http_requests_total HTTP requests answered, by endpoint and status.\n"
       "# TYPE famoflas_http_requests_total counter\n";
   for (const auto &[key, count] : requests_)
-    out += "famoflas_http_requests_total{endpoint=\"" + label(key.first) + "\",status=\"" +
-           std::to_string(key.second) + "\"} " + std::to_string(count) + "\n";
+    out += "famoflas_http_requests_total{endpoint=\"" + label(key.first) + "\",status=\"" + std::to_string(key.second) +
+           "\"} " + std::to_string(count) + "\n";
   out +=
       "# HELP famoflas_http_request_duration_seconds Time from a request's head read to its answer, by endpoint.\n"
       "# TYPE famoflas_http_request_duration_seconds histogram\n";

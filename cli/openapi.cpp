@@ -94,20 +94,19 @@ Json fixedSchemas() {
                             {"line", {{"type", "integer"}}}}}};
   schemas["Function"] = {{"type", "object"},
                          {"properties", {{"function", {{"type", "string"}}}, {"source", {{"type", "string"}}}}}};
-  schemas["Description"] = {
-      {"type", "object"},
-      {"properties",
-       {{"function", {{"type", "string"}}},
-        {"source", {{"type", "string"}}},
-        {"members",
-         {{"type", "array"},
-          {"items",
-           {{"type", "object"},
-            {"properties",
-             {{"name", {{"type", "string"}}},
-              {"kind", {{"type", "string"}}},
-              {"width", {{"type", "integer"}}},
-              {"offset", {{"type", "integer"}}}}}}}}}}}};
+  schemas["Description"] = {{"type", "object"},
+                            {"properties",
+                             {{"function", {{"type", "string"}}},
+                              {"source", {{"type", "string"}}},
+                              {"members",
+                               {{"type", "array"},
+                                {"items",
+                                 {{"type", "object"},
+                                  {"properties",
+                                   {{"name", {{"type", "string"}}},
+                                    {"kind", {{"type", "string"}}},
+                                    {"width", {{"type", "integer"}}},
+                                    {"offset", {{"type", "integer"}}}}}}}}}}}};
   return schemas;
 }
 
@@ -119,19 +118,17 @@ void addServicePaths(Json &paths) {
                                 {"summary", "whether the service answers (no authentication)"},
                                 {"security", Json::array()},
                                 {"responses", {{"200", {{"description", "it does"}}}}}};
-  paths["/v1/functions"]["get"] = {
-      {"operationId", "listFunctions"},
-      {"summary", "every business function and its source object"},
-      {"responses",
-       {{"200",
-         {{"description", "the functions by name"},
-          {"content", jsonContent({{"type", "array"}, {"items", ref("Function")}})}}},
-        {"401", errorResponse("unknown user or wrong password")}}}};
+  paths["/v1/functions"]["get"] = {{"operationId", "listFunctions"},
+                                   {"summary", "every business function and its source object"},
+                                   {"responses",
+                                    {{"200",
+                                      {{"description", "the functions by name"},
+                                       {"content", jsonContent({{"type", "array"}, {"items", ref("Function")}})}}},
+                                     {"401", errorResponse("unknown user or wrong password")}}}};
   paths["/v1/functions/{name}"]["get"] = {
       {"operationId", "describeFunction"},
       {"summary", "the members of a function's data structure"},
-      {"parameters",
-       {{{"name", "name"}, {"in", "path"}, {"required", true}, {"schema", {{"type", "string"}}}}}},
+      {"parameters", {{{"name", "name"}, {"in", "path"}, {"required", true}, {"schema", {{"type", "string"}}}}}},
       {"responses",
        {{"200", {{"description", "the description"}, {"content", jsonContent(ref("Description"))}}},
         {"401", errorResponse("unknown user or wrong password")},
@@ -153,8 +150,9 @@ void addServicePaths(Json &paths) {
       {"summary", "a PIM sync request document of the signed-on user; the response document back"},
       {"requestBody", {{"required", true}, {"content", {{"application/xml", {{"schema", {{"type", "string"}}}}}}}}},
       {"responses",
-       {{"200", {{"description", "the response document"},
-                 {"content", {{"application/xml", {{"schema", {{"type", "string"}}}}}}}}},
+       {{"200",
+         {{"description", "the response document"},
+          {"content", {{"application/xml", {{"schema", {{"type", "string"}}}}}}}}},
         {"400", errorResponse("not a well-formed request document")},
         {"401", errorResponse("unknown user or wrong password")},
         {"403", errorResponse("the document names another user; nothing ran")},
@@ -168,7 +166,8 @@ void addServicePaths(Json &paths) {
       {"operationId", "metrics"},
       {"summary", "counters in Prometheus's text format"},
       {"responses",
-       {{"200", {{"description", "the counters"}, {"content", {{"text/plain", {{"schema", {{"type", "string"}}}}}}}}}}}};
+       {{"200",
+         {{"description", "the counters"}, {"content", {{"text/plain", {{"schema", {{"type", "string"}}}}}}}}}}}};
 }
 
 }  // namespace

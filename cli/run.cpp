@@ -163,7 +163,8 @@ bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::s
                   CallRequest *request, std::string *error) {
   if (!line.is_object()) return *error = "a batch line must be a JSON object", false;
   const auto function = line.find("function");
-  if (function == line.end() || !function->is_string()) return *error = "\"function\" must name a business function", false;
+  if (function == line.end() || !function->is_string())
+    return *error = "\"function\" must name a business function", false;
   request->function = function->get<std::string>();
   for (const auto &[key, value] : line.items())
     if (key != "function" && key != "ds" && key != "settings" && key != "report")

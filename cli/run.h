@@ -44,16 +44,16 @@ std::map<std::string, std::string> contextSettings(std::map<std::string, std::st
 struct CallRequest {
   std::string function;
   std::map<std::string, std::string> settings;
-  std::optional<nlohmann::json> members;                     // JSON object of member: value
+  std::optional<nlohmann::json> members;                         // JSON object of member: value
   std::vector<std::pair<std::string, std::string>> assignments;  // MEMBER=VALUE, applied after members
   std::optional<nlohmann::json> report;  // report state attached to the context (docs/report-state.md)
 };
 
 // NOLINTNEXTLINE(bugprone-exception-escape): the implicit move of nlohmann::json is noexcept; tidy reads its internals
 struct CallOutcome {
-  bool ran = false;           // false: refused before the call, see error
+  bool ran = false;  // false: refused before the call, see error
   std::string error;
-  ID code = ER_ERROR;         // the function's return code when it ran
+  ID code = ER_ERROR;  // the function's return code when it ran
   // What the platform itself failed at while the function ran (see
   // vyr::notePlatformFailure): when not empty, the call could not be carried
   // out, whatever code it returned.
@@ -90,9 +90,9 @@ bool readCallLine(const nlohmann::json &line, const std::map<std::string, std::s
 // NOLINTNEXTLINE(bugprone-exception-escape): as CallOutcome
 struct BatchLineOutcome {
   bool ran = false;
-  std::string error;              // why the line did not run
+  std::string error;                          // why the line did not run
   std::vector<std::string> platformFailures;  // of a line that ran: see CallOutcome
-  nlohmann::ordered_json output;  // the call's result, or {"line", "function", "error"}
+  nlohmann::ordered_json output;              // the call's result, or {"line", "function", "error"}
 };
 
 // Runs one line of a batch: parses it, reads the call (settings on top of

@@ -99,7 +99,8 @@ ServeOptions parseOptions(const std::vector<std::pair<std::string, std::string>>
     } else if (name == "--threads") {
       const auto number = parseCount(value);
       if (!number || *number == 0 || *number > kMaxThreads)
-        throw CommandError{"--threads needs a number from 1 to " + std::to_string(kMaxThreads) + ", got '" + value + "'"};
+        throw CommandError{"--threads needs a number from 1 to " + std::to_string(kMaxThreads) + ", got '" + value +
+                           "'"};
       options.threads = static_cast<unsigned>(*number);
     } else if (name == "--tls-cert") {
       options.tlsCert = value;
@@ -111,8 +112,7 @@ ServeOptions parseOptions(const std::vector<std::pair<std::string, std::string>>
       options.insecure = true;
     }
   }
-  if (options.tlsCert.empty() != options.tlsKey.empty())
-    throw CommandError{"--tls-cert and --tls-key go together"};
+  if (options.tlsCert.empty() != options.tlsKey.empty()) throw CommandError{"--tls-cert and --tls-key go together"};
   if (options.threads == 0) options.threads = std::clamp(std::thread::hardware_concurrency(), 1u, kMaxThreads);
   return options;
 }
@@ -128,8 +128,7 @@ bool isLoopback(const std::string &host) {
 std::string isoNow() {
   const auto now = std::chrono::system_clock::now();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto millis =
-      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
+  const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   char text[40];
@@ -219,7 +218,7 @@ class Service {
   void batch(const httplib::Request &req, httplib::Response &res);
   void pim(const httplib::Request &req, httplib::Response &res);
 
-  std::map<std::string, std::string> settings_;      // --setting values
+  std::map<std::string, std::string> settings_;  // --setting values
   std::string database_;
   std::map<std::string, std::string> hostSettings_;  // with the database's location: user lookups
   std::string openapi_;
@@ -243,8 +242,8 @@ std::optional<ServiceUser> Service::authenticate(const httplib::Request &req, ht
       return std::move(login.user);
     case LoginVerdict::Throttled:
       res.set_header("Retry-After", std::to_string(login.retryAfter));
-      answerError(res, 429, "too many failed logins for this user name; retry in " + std::to_string(login.retryAfter) +
-                                " s");
+      answerError(res, 429,
+                  "too many failed logins for this user name; retry in " + std::to_string(login.retryAfter) + " s");
       return std::nullopt;
     case LoginVerdict::Unavailable:
       logLine({{"time", isoNow()}, {"event", "users unavailable"}, {"error", login.error}});

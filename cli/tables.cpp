@@ -8,10 +8,10 @@
 #include "db/values.h"
 #include "dsjson.h"
 #include "run.h"
-#include "users.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
 #include "unicode/jchar_utf8.h"
+#include "users.h"
 #include "vyrdb.h"
 
 namespace famoflas {
@@ -41,13 +41,20 @@ using vyr::db::TableDef;
 // The member kind whose value text a column uses.
 int valueKind(const ColumnDef &column) {
   switch (column.kind) {
-    case ColumnKind::String: return VYR_DSK_STRING;
-    case ColumnKind::Char: return VYR_DSK_CHAR;
-    case ColumnKind::Number: return VYR_DSK_MATH;
-    case ColumnKind::Integer: return VYR_DSK_INT;
-    case ColumnKind::Date: return VYR_DSK_DATE;
-    case ColumnKind::UTime: return VYR_DSK_UTIME;
-    case ColumnKind::Binary: return VYR_DSK_BYTES;
+    case ColumnKind::String:
+      return VYR_DSK_STRING;
+    case ColumnKind::Char:
+      return VYR_DSK_CHAR;
+    case ColumnKind::Number:
+      return VYR_DSK_MATH;
+    case ColumnKind::Integer:
+      return VYR_DSK_INT;
+    case ColumnKind::Date:
+      return VYR_DSK_DATE;
+    case ColumnKind::UTime:
+      return VYR_DSK_UTIME;
+    case ColumnKind::Binary:
+      return VYR_DSK_BYTES;
   }
   return 0;
 }
@@ -77,7 +84,8 @@ bool numberFits(const ColumnDef &column, const unsigned char *field, std::string
   std::memcpy(&number, field, sizeof number);
   int64_t scaled = 0;
   switch (vyr::db::mathToScaled(number, column.width, column.decimals, vyr::db::Rounding::HalfAwayFromZero, &scaled)) {
-    case vyr::db::NumberFit::Exact: return true;
+    case vyr::db::NumberFit::Exact:
+      return true;
     case vyr::db::NumberFit::Rounded:
       *why = "has more decimals than the column's " + std::to_string(column.decimals) + " (it would be rounded)";
       return false;
@@ -200,8 +208,8 @@ int loadCommand(const std::string &source, const std::map<std::string, std::stri
       if (VDB_InsertTable(session.request, records[i].bytes.data()) != VDB_SUCCESS) {
         const std::string why = lastTrace(session.context);
         VDB_RollbackUser(session.user);
-        throw TablesCommandError{"table " + name + ", row " + std::to_string(i + 1) +
-                                 ": not inserted, nothing loaded" + why};
+        throw TablesCommandError{"table " + name + ", row " + std::to_string(i + 1) + ": not inserted, nothing loaded" +
+                                 why};
       }
     }
     session.closeRequest();

@@ -10,9 +10,9 @@
 
 #include "dsjson.h"
 #include "run.h"
-#include "tables.h"
 #include "runtime/context.h"
 #include "runtime/valuetext.h"
+#include "tables.h"
 #include "unicode/jchar_utf8.h"
 
 namespace famoflas {
@@ -123,8 +123,7 @@ std::string readPassword() {
   std::string password = input.value_or("");
   if (password.ends_with('\n')) password.pop_back();
   if (password.ends_with('\r')) password.pop_back();
-  if (password.find_first_of("\r\n") != std::string::npos)
-    throw CommandError{"the password is one line of stdin"};
+  if (password.find_first_of("\r\n") != std::string::npos) throw CommandError{"the password is one line of stdin"};
   std::u16string ignored;
   if (!vyr::decodeUtf8(password, &ignored)) throw CommandError{"the password is not valid UTF-8"};
   return password;
@@ -156,8 +155,9 @@ void checkPolicy(const std::map<std::string, std::string> &settings, const std::
   const std::string applied = outcome.result["ds"].value("cPolicyApplied", "");
   if (outcome.code == ER_SUCCESS && applied == "1") return;
   if (outcome.code == ER_SUCCESS)
-    throw CommandError{"passwords are checked by the directory service here (setting ldap=1); the service keeps "
-                           "no passwords of its own then"};
+    throw CommandError{
+        "passwords are checked by the directory service here (setting ldap=1); the service keeps "
+        "no passwords of its own then"};
   for (const auto &error : outcome.result["errors"]) {
     const std::string id = error.value("id", "");
     throw CommandError{"the password is refused by the password policy: error " + id + " (" + ruleMeaning(id) + ")"};
@@ -210,8 +210,7 @@ void requireUser(TableSession &session, const std::string &name) {
   const ID found = VDB_FetchKeyed(session.request, 1, &key, 1, &row, 0);
   session.closeRequest();
   if (found == VDB_NOT_FOUND) throw CommandError{"no user " + name};
-  if (found != VDB_SUCCESS)
-    throw CommandError{"user: cannot read " + vyr::toUtf8(kUsers) + lastTrace(session.context)};
+  if (found != VDB_SUCCESS) throw CommandError{"user: cannot read " + vyr::toUtf8(kUsers) + lastTrace(session.context)};
 }
 
 void printLine(const nlohmann::ordered_json &value) { std::cout << dumpJson(value) << '\n'; }
@@ -226,7 +225,8 @@ int storePassword(const std::string &name, bool replace, const std::map<std::str
   std::string error;
   if (!openTable(session, kUsers, &error)) throw CommandError{"user: " + error};
   const UserKey key = userKey(name);
-  const ID written = replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) : VDB_InsertTable(session.request, &row);
+  const ID written =
+      replace ? VDB_UpdateTable(session.request, 1, &key, 1, &row) : VDB_InsertTable(session.request, &row);
   if (written != VDB_SUCCESS) {
     // Only a missing row or a key already taken is the user's mistake; any
     // other failure is the database's and says so.

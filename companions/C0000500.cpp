@@ -58,8 +58,7 @@ FAMOFLAS_BSFN ID ReviseDecimalSeparatorInString(LPBHVRCOM lpBhvrCom, LPVOID lpVo
     }
     // "1,5" and "1.5" are one and a half; "1.234,5" and "1,234.5" too; in
     // "1,234,567" the repeated mark can only be grouping.
-    if (nLastMark != (size_t)-1 && (szText[nLastMark] == u'.' ? nPoints : nCommas) == 1)
-      nDecimalAt = nLastMark;
+    if (nLastMark != (size_t)-1 && (szText[nLastMark] == u'.' ? nPoints : nCommas) == 1) nDecimalAt = nLastMark;
   }
 
   JCHAR szRevised[DSREVISEDECSEP_STRING_LENGTH + 1] = {0};

@@ -12,8 +12,9 @@ namespace {
 const char kSource[] = "C0130101";
 
 const NID kActivityAliases[DSACTIVITY_COLUMN_COUNT] = {
-    u"ACTVID", u"INDID",  u"ACTTYP", u"ACTSUBJ", u"ACTDSC",  u"ACTLOC",  u"ALLDAY", u"BGTM",  u"ENDTM",  u"DUEDT", u"ISTODO",
-    u"CMPLFL", u"CMPLTM", u"LEADTM", u"LEADINC", u"ALRMFL", u"PRIVFL", u"STPIM",  u"RECURID", u"TDLDS", u"UDTTM"};
+    u"ACTVID",  u"INDID",  u"ACTTYP", u"ACTSUBJ", u"ACTDSC",  u"ACTLOC", u"ALLDAY",
+    u"BGTM",    u"ENDTM",  u"DUEDT",  u"ISTODO",  u"CMPLFL",  u"CMPLTM", u"LEADTM",
+    u"LEADINC", u"ALRMFL", u"PRIVFL", u"STPIM",   u"RECURID", u"TDLDS",  u"UDTTM"};
 const ACTIVITYCOLUMNS kColumns = {&DSACTIVITY_template, kActivityAliases, DSACTIVITY_COLUMN_COUNT};
 // Members that the functions treat apart: the key, the PIM timestamp and the change stamp.
 const int kIdMember = 0;
@@ -177,14 +178,14 @@ FAMOFLAS_REGISTER(InitializeActivity, &DSACTIVITY_template, "C0130101")
 FAMOFLAS_BSFN ID SelectActivityUTC(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSACTIVITY lpDS = (LPDSACTIVITY)lpVoidDS;
-  const ACTIVITYCALL call = ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID,
-                                           kSource);
+  const ACTIVITYCALL call =
+      ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID, kSource);
   ACTIVITYHANDLE handle;
   HREQUEST hRequest = NULL;
   if (!ActivityHandleOpen(&call, lpDS->idHUser, FALSE, &handle, __LINE__)) return ER_ERROR;
   ActivityRow row;
-  const BOOL bRead = OpenActivities(&call, handle.hUser, &hRequest) &&
-                     FetchActivity(&call, hRequest, lpDS->szActivityID, FALSE, &row);
+  const BOOL bRead =
+      OpenActivities(&call, handle.hUser, &hRequest) && FetchActivity(&call, hRequest, lpDS->szActivityID, FALSE, &row);
   VDB_CloseTable(hRequest);
   ActivityHandleClose(&call, &handle, FALSE, ACTIVITY_TABLE, __LINE__);
   if (!bRead) return ER_ERROR;
@@ -196,8 +197,8 @@ FAMOFLAS_REGISTER(SelectActivityUTC, &DSACTIVITY_template, "C0130101")
 FAMOFLAS_BSFN ID InsertActivity(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSACTIVITY lpDS = (LPDSACTIVITY)lpVoidDS;
-  const ACTIVITYCALL call = ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID,
-                                           kSource);
+  const ACTIVITYCALL call =
+      ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID, kSource);
   ActivityRow row;
   memset(&row, 0, sizeof row);
   if (vyrIsBlankOrNull(lpDS->szActivityID) &&
@@ -240,14 +241,14 @@ FAMOFLAS_REGISTER(InsertActivity, &DSACTIVITY_template, "C0130101")
 FAMOFLAS_BSFN ID BuildActivityUpdateColumnsString(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSACTIVITY lpDS = (LPDSACTIVITY)lpVoidDS;
-  const ACTIVITYCALL call = ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID,
-                                           kSource);
+  const ACTIVITYCALL call =
+      ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID, kSource);
   ACTIVITYHANDLE handle;
   HREQUEST hRequest = NULL;
   if (!ActivityHandleOpen(&call, lpDS->idHUser, FALSE, &handle, __LINE__)) return ER_ERROR;
   ActivityRow row;
-  const BOOL bRead = OpenActivities(&call, handle.hUser, &hRequest) &&
-                     FetchActivity(&call, hRequest, lpDS->szActivityID, FALSE, &row);
+  const BOOL bRead =
+      OpenActivities(&call, handle.hUser, &hRequest) && FetchActivity(&call, hRequest, lpDS->szActivityID, FALSE, &row);
   VDB_CloseTable(hRequest);
   ActivityHandleClose(&call, &handle, FALSE, ACTIVITY_TABLE, __LINE__);
   if (!bRead) return ER_ERROR;
@@ -261,8 +262,8 @@ FAMOFLAS_REGISTER(BuildActivityUpdateColumnsString, &DSACTIVITY_template, "C0130
 FAMOFLAS_BSFN ID UpdateActivityUTC(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSACTIVITY lpDS = (LPDSACTIVITY)lpVoidDS;
-  const ACTIVITYCALL call = ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID,
-                                           kSource);
+  const ACTIVITYCALL call =
+      ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID, kSource);
   int nListed[ACTIVITY_MAX_COLUMNS];
   const int nCount = ActivityParseColumns(&kColumns, lpDS->szUpdateColumns, nListed, DSACTIVITY_COLUMN_COUNT);
   BOOL bChange = FALSE, bListsIdentity = FALSE;
@@ -332,8 +333,8 @@ FAMOFLAS_REGISTER(UpdateActivityUTC, &DSACTIVITY_template, "C0130101")
 FAMOFLAS_BSFN ID DeleteActivity(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
   LPDSACTIVITY lpDS = (LPDSACTIVITY)lpVoidDS;
-  const ACTIVITYCALL call = ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID,
-                                           kSource);
+  const ACTIVITYCALL call =
+      ActivityCallOf(lpBhvrCom, lpVoid, lpDS->cSuppressErrorMessage, lpDS->szErrorMessageID, kSource);
   ACTIVITYHANDLE handle;
   HREQUEST hRequest = NULL;
   if (!ActivityHandleOpen(&call, lpDS->idHUser, TRUE, &handle, __LINE__)) return ER_ERROR;

@@ -61,8 +61,7 @@ RecurrenceKey PatternKey(const JCHAR *lpszRecurrenceID) {
 BOOL FetchPattern(const ACTIVITYCALL *lpCall, HREQUEST hRequest, const JCHAR *lpszRecurrenceID, BOOL bLock,
                   PatternRow *lpRow) {
   const RecurrenceKey key = PatternKey(lpszRecurrenceID);
-  return ActivityFetchRequired(lpCall, hRequest, &key, 2, bLock, lpRow, key.szRecurrenceID, RECURRENCE_TABLE,
-                               __LINE__);
+  return ActivityFetchRequired(lpCall, hRequest, &key, 2, bLock, lpRow, key.szRecurrenceID, RECURRENCE_TABLE, __LINE__);
 }
 
 // Reads the stored pattern of the data structure's id into lpRow.
@@ -191,8 +190,8 @@ FAMOFLAS_BSFN ID UpdateRecurrenceUTC(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID 
     memcpy(record + nBytes, &audit, sizeof audit);
     memcpy(aliases + nCount, kActivityAuditColumns, sizeof kActivityAuditColumns);
     const RecurrenceKey key = PatternKey(lpDS->szRecurrenceID);
-    bDone = VDB_UpdateTableColsExtended(hRequest, 1, &key, 2, aliases, (ID)(nCount + ACTIVITY_AUDIT_COLUMNS),
-                                        record) == 0;
+    bDone =
+        VDB_UpdateTableColsExtended(hRequest, 1, &key, 2, aliases, (ID)(nCount + ACTIVITY_AUDIT_COLUMNS), record) == 0;
     if (!bDone) ActivityError(&call, 1, ACTIVITY_ERROR_TABLE, RECURRENCE_TABLE, __LINE__);
   }
   VDB_CloseTable(hRequest);

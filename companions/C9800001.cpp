@@ -19,8 +19,8 @@ FAMOFLAS_BSFN ID GetAuditInfo(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidD
   if (vyrGetUserInfo(lpBhvrCom, u"USER", lpDS->szUserId, sizeof lpDS->szUserId / sizeof(JCHAR)) != ER_SUCCESS ||
       vyrGetUserInfo(lpBhvrCom, u"PROGRAM", lpDS->szProgramId, sizeof lpDS->szProgramId / sizeof(JCHAR)) !=
           ER_SUCCESS ||
-      vyrGetUserInfo(lpBhvrCom, u"MACHINE", lpDS->szWorkstationId,
-                     sizeof lpDS->szWorkstationId / sizeof(JCHAR)) != ER_SUCCESS) {
+      vyrGetUserInfo(lpBhvrCom, u"MACHINE", lpDS->szWorkstationId, sizeof lpDS->szWorkstationId / sizeof(JCHAR)) !=
+          ER_SUCCESS) {
     memset(lpDS, 0, sizeof *lpDS);
     ZeroMathNumeric(&lpDS->mnTime);
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4363", NULL, kSource, __LINE__);

@@ -17,8 +17,8 @@ FAMOFLAS_BSFN ID X0901TerminateCaches(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID
     idResult = ER_ERROR;
   }
   if (lpDS->cTerminateAccountsByNumber == u'1' &&
-      CompanionEndCache(lpBhvrCom, lpVoid, X0901_ACCOUNTS_BY_NUMBER_CACHE, &lpDS->idRecordsEnded, kSource,
-                        __LINE__) != ER_SUCCESS) {
+      CompanionEndCache(lpBhvrCom, lpVoid, X0901_ACCOUNTS_BY_NUMBER_CACHE, &lpDS->idRecordsEnded, kSource, __LINE__) !=
+          ER_SUCCESS) {
     idResult = ER_ERROR;
   }
   return idResult;

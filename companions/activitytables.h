@@ -48,8 +48,8 @@ static inline ACTIVITYCALL ActivityCallOf(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JC
 }
 
 /* Records the error (text: lpszText, or none) and raises it unless suppressed. */
-static inline void ActivityError(const ACTIVITYCALL *lpCall, ID idItem, const JCHAR *lpszErrorId,
-                                 const JCHAR *lpszText, int nLine) {
+static inline void ActivityError(const ACTIVITYCALL *lpCall, ID idItem, const JCHAR *lpszErrorId, const JCHAR *lpszText,
+                                 int nLine) {
   vyrStrcpyFillAndTerminate(lpCall->lpszErrorId, lpszErrorId, 11, 0);
   if (lpCall->bSuppress) return;
   if (lpszText != NULL)
@@ -125,9 +125,9 @@ static inline BOOL ActivityTableOpen(const ACTIVITYCALL *lpCall, HUSER hUser, co
  * A keyed read that must find its row: TRUE when found; otherwise FALSE with
  * ACTIVITY_ERROR_NOT_FOUND (text: lpszId) or ACTIVITY_ERROR_TABLE.
  */
-static inline BOOL ActivityFetchRequired(const ACTIVITYCALL *lpCall, HREQUEST hRequest, const void *lpKey,
-                                         short nKeys, BOOL bLock, void *lpRow, const JCHAR *lpszId,
-                                         const JCHAR *lpszTable, int nLine) {
+static inline BOOL ActivityFetchRequired(const ACTIVITYCALL *lpCall, HREQUEST hRequest, const void *lpKey, short nKeys,
+                                         BOOL bLock, void *lpRow, const JCHAR *lpszId, const JCHAR *lpszTable,
+                                         int nLine) {
   const ID idFetch = bLock ? VDB_FetchKeyedForUpdate(hRequest, 1, lpKey, nKeys, lpRow, 0)
                            : VDB_FetchKeyed(hRequest, 1, lpKey, nKeys, lpRow, 0);
   switch (ActivityRowLookup(idFetch)) {
@@ -232,8 +232,8 @@ static inline BOOL ActivityColumnEqual(const ACTIVITYCOLUMNS *lpColumns, int i, 
  * members that differ between the records, members lpnSkipped excepted.
  */
 static inline void ActivityListChangedColumns(const ACTIVITYCOLUMNS *lpColumns, const void *lpStored,
-                                              const void *lpWanted, const int *lpnSkipped, int nSkipped,
-                                              JCHAR *lpszOut, size_t nSize) {
+                                              const void *lpWanted, const int *lpnSkipped, int nSkipped, JCHAR *lpszOut,
+                                              size_t nSize) {
   size_t nUsed = 0;
   lpszOut[0] = 0;
   for (int i = 0; i < lpColumns->nColumns; ++i) {
@@ -253,8 +253,7 @@ static inline void ActivityListChangedColumns(const ACTIVITYCOLUMNS *lpColumns, 
  * Reads a list of aliases separated by blanks into member numbers (each once).
  * Returns the count, or -1 when an alias is unknown or more than nMax are named.
  */
-static inline int ActivityParseColumns(const ACTIVITYCOLUMNS *lpColumns, const JCHAR *lpszList, int *lpnOut,
-                                       int nMax) {
+static inline int ActivityParseColumns(const ACTIVITYCOLUMNS *lpColumns, const JCHAR *lpszList, int *lpnOut, int nMax) {
   int nCount = 0;
   const JCHAR *lpszAt = lpszList;
   for (;;) {

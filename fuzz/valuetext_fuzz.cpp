@@ -37,7 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const auto printed = vyr::formatValue(kind, width, bytes.data());
     if (!printed) {
       // Only the null date and time print as null, and they read back from "".
-      if (!vyr::parseValue(kind, width, "", again.data(), &error) || again != bytes) Fail("null does not read back", kind);
+      if (!vyr::parseValue(kind, width, "", again.data(), &error) || again != bytes)
+        Fail("null does not read back", kind);
       continue;
     }
     if (!vyr::parseValue(kind, width, *printed, again.data(), &error)) Fail("the printed text is refused", kind);

@@ -8,9 +8,9 @@
 
 #include "frame/bsfn.h"
 
-#define DSD0000018_MEMBERS(M, S)    \
-  M(S, CHAR, cDatePattern, 0)       \
-  M(S, DATE, jdFiscalYearBegin, 0)  \
+#define DSD0000018_MEMBERS(M, S)   \
+  M(S, CHAR, cDatePattern, 0)      \
+  M(S, DATE, jdFiscalYearBegin, 0) \
   M(S, CHAR, cPatternInUse, 0)
 FAMOFLAS_DS(DSD0000018, DSD0000018_MEMBERS)
 

@@ -91,8 +91,8 @@ FAMOFLAS_BSFN ID AdvanceWorkDays(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVo
 
   fillCalendarColumns(aColumns);
   ID idReturn = ER_SUCCESS;
-  if (VDB_OpenTable(hUser, u"F0007", kCalendarIndex, aColumns, B0000150_F0007_COLUMNS, NULL,
-                    &dsContext.hRequest) != VDB_SUCCESS) {
+  if (VDB_OpenTable(hUser, u"F0007", kCalendarIndex, aColumns, B0000150_F0007_COLUMNS, NULL, &dsContext.hRequest) !=
+      VDB_SUCCESS) {
     dsContext.hRequest = NULL;
     BsfnErrorWithText(lpBhvrCom, lpVoid, 0, u"078D", u"F0007", kSource, __LINE__);
     idReturn = ER_ERROR;

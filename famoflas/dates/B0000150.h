@@ -21,13 +21,13 @@
 #define B0000150_MODE_ROLL_FORWARD u'2'
 #define B0000150_MODE_ROLL_BACKWARD u'3'
 
-#define DSD0000150_MEMBERS(M, S)       \
-  M(S, STRING, szBusinessUnit, 12)     \
-  M(S, DATE, jdWorkDate, 0)            \
-  M(S, CHAR, cAdvanceMode, 0)          \
-  M(S, MATH, mnNumberOfDays, 0)        \
-  M(S, CHAR, cShiftCode, 0)            \
-  M(S, STRING, szCalendarType, 10)     \
+#define DSD0000150_MEMBERS(M, S)   \
+  M(S, STRING, szBusinessUnit, 12) \
+  M(S, DATE, jdWorkDate, 0)        \
+  M(S, CHAR, cAdvanceMode, 0)      \
+  M(S, MATH, mnNumberOfDays, 0)    \
+  M(S, CHAR, cShiftCode, 0)        \
+  M(S, STRING, szCalendarType, 10) \
   M(S, STRING, szCalendarKey, 10)
 FAMOFLAS_DS(DSD0000150, DSD0000150_MEMBERS)
 

@@ -9,10 +9,10 @@
 
 #include "frame/bsfn.h"
 
-#define DSD74U0214_MEMBERS(M, S)  \
-  M(S, DATE, jdFromDate, 0)       \
-  M(S, DATE, jdToDate, 0)         \
-  M(S, MATH, mnDaysBetween, 0)    \
+#define DSD74U0214_MEMBERS(M, S) \
+  M(S, DATE, jdFromDate, 0)      \
+  M(S, DATE, jdToDate, 0)        \
+  M(S, MATH, mnDaysBetween, 0)   \
   M(S, CHAR, cLeapDayIncluded, 0)
 FAMOFLAS_DS(DSD74U0214, DSD74U0214_MEMBERS)
 

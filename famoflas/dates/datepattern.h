@@ -15,8 +15,8 @@
 #pragma pack(push, 1)
 /* The key of both look-ups. */
 typedef struct tagDATEPATTERNKEY {
-  JCHAR cDatePattern;         /* DTPN */
-  VYRDATE jdFiscalYearBegin;  /* DFYJ */
+  JCHAR cDatePattern;        /* DTPN */
+  VYRDATE jdFiscalYearBegin; /* DFYJ */
 } DATEPATTERNKEY;
 VYR_KEY_RECORD(DATEPATTERNKEY, F0008, 1);
 VYR_KEY_RECORD(DATEPATTERNKEY, F0010, 2);

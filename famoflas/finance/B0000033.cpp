@@ -19,16 +19,16 @@ const short kRateKeyFields = 4;
 #pragma pack(push, 1)
 // Every column of F0015, in catalogue order.
 typedef struct {
-  JCHAR szFromCurrency[4];     // CRCD
-  JCHAR szToCurrency[4];       // CRDC
-  MATH_NUMERIC mnAddressNumber; // AN8
-  JCHAR szRateType[3];         // RTTYP
-  VYRDATE jdEffective;         // EFT
-  JCHAR cMethod3;              // CSR: "3" marks method-3 rates
-  JCHAR cConversionMethod;     // CRCM
-  JCHAR szTriangulation[4];    // CRCX
-  MATH_NUMERIC mnMultiplier;   // CRR
-  MATH_NUMERIC mnDivisor;      // CRRD
+  JCHAR szFromCurrency[4];       // CRCD
+  JCHAR szToCurrency[4];         // CRDC
+  MATH_NUMERIC mnAddressNumber;  // AN8
+  JCHAR szRateType[3];           // RTTYP
+  VYRDATE jdEffective;           // EFT
+  JCHAR cMethod3;                // CSR: "3" marks method-3 rates
+  JCHAR cConversionMethod;       // CRCM
+  JCHAR szTriangulation[4];      // CRCX
+  MATH_NUMERIC mnMultiplier;     // CRR
+  MATH_NUMERIC mnDivisor;        // CRRD
 } RateRow;
 VYR_ROW_RECORD(RateRow, F0015);
 VYR_ROW_MEMBER(RateRow, szToCurrency, F0015, CRDC);

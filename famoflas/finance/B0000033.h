@@ -36,18 +36,18 @@
  *  11 cConversionMethod     out  CRCM of the row ("Y" multiply, "Z" divide)
  *  12 jdMethod3EffectiveDate out EFT of a method "3" row, else the null date
  */
-#define DSD0000033_MEMBERS(M, S)          \
-  M(S, STRING, szFromCurrency, 3)         \
-  M(S, STRING, szToCurrency, 3)           \
-  M(S, MATH, mnAddressNumber, 0)          \
-  M(S, DATE, jdEffectiveDate, 0)          \
-  M(S, MATH, mnMultiplier, 0)             \
-  M(S, MATH, mnDivisor, 0)                \
-  M(S, DATE, jdRateEffectiveDate, 0)      \
-  M(S, MATH, mnExchangeRate, 0)           \
-  M(S, MATH, mnMethod3Multiplier, 0)      \
-  M(S, MATH, mnMethod3Divisor, 0)         \
-  M(S, CHAR, cConversionMethod, 0)        \
+#define DSD0000033_MEMBERS(M, S)     \
+  M(S, STRING, szFromCurrency, 3)    \
+  M(S, STRING, szToCurrency, 3)      \
+  M(S, MATH, mnAddressNumber, 0)     \
+  M(S, DATE, jdEffectiveDate, 0)     \
+  M(S, MATH, mnMultiplier, 0)        \
+  M(S, MATH, mnDivisor, 0)           \
+  M(S, DATE, jdRateEffectiveDate, 0) \
+  M(S, MATH, mnExchangeRate, 0)      \
+  M(S, MATH, mnMethod3Multiplier, 0) \
+  M(S, MATH, mnMethod3Divisor, 0)    \
+  M(S, CHAR, cConversionMethod, 0)   \
   M(S, DATE, jdMethod3EffectiveDate, 0)
 FAMOFLAS_DS(DSD0000033, DSD0000033_MEMBERS)
 

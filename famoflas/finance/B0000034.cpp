@@ -32,8 +32,8 @@ VYR_MEMBER_IS(CompanyCurrencyRow, cBKTX, F0010, BKTX);
 VYR_MEMBER_IS(CompanyCurrencyRow, cABIN, F0010, ABIN);
 
 typedef struct {
-  JCHAR szCompany[6];          // CO
-  JCHAR cCurrencyConversion;   // CRYR
+  JCHAR szCompany[6];         // CO
+  JCHAR cCurrencyConversion;  // CRYR
 } ConversionRow;
 VYR_MEMBER_IS(ConversionRow, szCompany, F0010, CO);
 VYR_MEMBER_IS(ConversionRow, cCurrencyConversion, F0010, CRYR);
@@ -115,8 +115,7 @@ ID ReadConversionSwitch(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS, con
 }  // namespace
 
 FAMOFLAS_BSFN ID RetrieveCompanyCurrencyCode(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  static const ReaderErrors errors = {
-      {u"078S", 0, NULL}, {u"078D", 0, kCompanyTable}, {u"0002", 1, NULL}};
+  static const ReaderErrors errors = {{u"078S", 0, NULL}, {u"078D", 0, kCompanyTable}, {u"0002", 1, NULL}};
   CompanyCurrencyRow row;
   memset(&row, 0, sizeof row);
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;
@@ -138,15 +137,13 @@ FAMOFLAS_BSFN ID RetrieveCurrencyConvFlag(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LP
 FAMOFLAS_REGISTER(RetrieveCurrencyConvFlag, &DSD0000034B_template, "B0000034")
 
 FAMOFLAS_BSFN ID RetrieveCurrencyConversion(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  static const ReaderErrors errors = {
-      {u"078S", 0, NULL}, {u"078D", 0, kCompanyTable}, {u"078I", 1, kCompanyTable}};
+  static const ReaderErrors errors = {{u"078S", 0, NULL}, {u"078D", 0, kCompanyTable}, {u"078I", 1, kCompanyTable}};
   return ReadConversionSwitch(lpBhvrCom, lpVoid, lpVoidDS, &errors);
 }
 FAMOFLAS_REGISTER(RetrieveCurrencyConversion, &DSD0000034B_template, "B0000034")
 
 FAMOFLAS_BSFN ID RetrieveCurrencyDecimals(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
-  static const ReaderErrors errors = {
-      {u"078S", 0, NULL}, {u"078D", 0, kCurrencyTable}, {u"0002", 1, NULL}};
+  static const ReaderErrors errors = {{u"078S", 0, NULL}, {u"078D", 0, kCurrencyTable}, {u"0002", 1, NULL}};
   DecimalsRow row;
   memset(&row, 0, sizeof row);
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, kSource, __LINE__)) return ER_ERROR;

@@ -24,10 +24,10 @@
  *   3 cBKTX           out  column BKTX of the company
  *   4 cABIN           out  column ABIN of the company
  */
-#define DSD0000034A_MEMBERS(M, S)   \
-  M(S, STRING, szCompany, 5)        \
-  M(S, STRING, szCurrencyCode, 3)   \
-  M(S, CHAR, cBKTX, 0)              \
+#define DSD0000034A_MEMBERS(M, S) \
+  M(S, STRING, szCompany, 5)      \
+  M(S, STRING, szCurrencyCode, 3) \
+  M(S, CHAR, cBKTX, 0)            \
   M(S, CHAR, cABIN, 0)
 FAMOFLAS_DS(DSD0000034A, DSD0000034A_MEMBERS)
 
@@ -44,8 +44,8 @@ FAMOFLAS_DS(DSD0000034B, DSD0000034B_MEMBERS)
  *   1 szCurrencyCode     in   currency (CRCD)
  *   2 cCurrencyDecimals  out  its number of decimals (CDEC), one character
  */
-#define DSD0000034C_MEMBERS(M, S)   \
-  M(S, STRING, szCurrencyCode, 3)   \
+#define DSD0000034C_MEMBERS(M, S) \
+  M(S, STRING, szCurrencyCode, 3) \
   M(S, CHAR, cCurrencyDecimals, 0)
 FAMOFLAS_DS(DSD0000034C, DSD0000034C_MEMBERS)
 

@@ -60,8 +60,8 @@ static void ReportRefusal(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const char *szEntr
  * already recorded there (hCache then released), VYRCACHE_NOT_FOUND when it
  * still has to be started (hCache open), anything else after "078L".
  */
-static ID OpenInterfaceCache(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName,
-                             HCACHE *lphCache, TAXINTERFACEREC *lpRecord) {
+static ID OpenInterfaceCache(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName, HCACHE *lphCache,
+                             TAXINTERFACEREC *lpRecord) {
   JCHAR szKey[2];
   if (!B0000182_OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, lpszName, lphCache, kSource, __LINE__))
     return VYRCACHE_FAILURE;
@@ -123,8 +123,7 @@ static ID StartInterface(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const 
         (LPFNTAXGEOCODEINITIALIZE)FindEntry(lpBhvrCom, lpVoid, hLibrary, lpInterface->szInitialize, __LINE__);
     BOOL bResolved = lpfnInitialize != NULL;
     if (bResolved && lpInterface->szClose != NULL) {
-      dsRecord.lpfnClose =
-          (LPFNTAXSALESTAXCLOSE)FindEntry(lpBhvrCom, lpVoid, hLibrary, lpInterface->szClose, __LINE__);
+      dsRecord.lpfnClose = (LPFNTAXSALESTAXCLOSE)FindEntry(lpBhvrCom, lpVoid, hLibrary, lpInterface->szClose, __LINE__);
       bResolved = dsRecord.lpfnClose != NULL;
     }
     if (bResolved) {

@@ -42,10 +42,10 @@
  * a close entry, called with each TAXINTERFACE_CLOSE_* selector first).
  */
 typedef struct tagTAXINTERFACEREC {
-  JCHAR szKey[2];                  /* "1" */
-  HMODULE hLibrary;                /* this record's reference to the plug-in */
-  LPFNTAXSALESTAXCLOSE lpfnClose;  /* NULL for the geocode interface */
-  void (*lpfnTerminate)(void);     /* called last */
+  JCHAR szKey[2];                 /* "1" */
+  HMODULE hLibrary;               /* this record's reference to the plug-in */
+  LPFNTAXSALESTAXCLOSE lpfnClose; /* NULL for the geocode interface */
+  void (*lpfnTerminate)(void);    /* called last */
 } TAXINTERFACEREC;
 
 /* Ends a started interface through its entry points; the plug-in stays loaded. */

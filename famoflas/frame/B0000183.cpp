@@ -9,8 +9,8 @@ static const char kSource[] = "B0000183";
  * reported, the cache (and the cursor, when not NULL) still open. Anything
  * else: "078L" reported, nothing open.
  */
-static ID FetchInterfaceRecord(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName,
-                               HCACHE *lphCache, HCUR *lphCursor, TAXINTERFACEREC *lpRecord) {
+static ID FetchInterfaceRecord(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, HUSER hUser, const JCHAR *lpszName, HCACHE *lphCache,
+                               HCUR *lphCursor, TAXINTERFACEREC *lpRecord) {
   JCHAR szKey[2];
   *lphCursor = NULL;
   if (!B0000182_OpenInterfaceCache(lpBhvrCom, lpVoid, hUser, lpszName, lphCache, kSource, __LINE__))
@@ -76,8 +76,7 @@ FAMOFLAS_BSFN ID vyrFreeEnvBSFN(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS)
   if (!EndRecordedInterface(lpBhvrCom, lpVoid, hUser, B0000182_SALESTAX_CACHE)) idResult = ER_ERROR;
 
   dsValidateGeoCode.cProcessingMode = u'1';
-  if (vyrCallObject(u"ValidateGeoCode", NULL, lpBhvrCom, lpVoid, &dsValidateGeoCode, NULL, 0, NULL, 0, 0) ==
-      ER_ERROR) {
+  if (vyrCallObject(u"ValidateGeoCode", NULL, lpBhvrCom, lpVoid, &dsValidateGeoCode, NULL, 0, NULL, 0, 0) == ER_ERROR) {
     idResult = ER_ERROR;
   }
   dsTerminateCaches.cTerminateAccountsById = u'1';

@@ -31,11 +31,10 @@ void FormatDebugDataStructure(const DSD0900102 *lpDS, JCHAR *lpszOut, size_t nSi
   JCHAR szComment[81];
   JCHAR szStrings[5][41];
   JCHAR szDates[5][41];
-  const JCHAR *lpszMembers[5] = {lpDS->szString1, lpDS->szString2, lpDS->szString3, lpDS->szString4,
-                                 lpDS->szString5};
+  const JCHAR *lpszMembers[5] = {lpDS->szString1, lpDS->szString2, lpDS->szString3, lpDS->szString4, lpDS->szString5};
   const VYRDATE *lpDates[5] = {&lpDS->jdDate1, &lpDS->jdDate2, &lpDS->jdDate3, &lpDS->jdDate4, &lpDS->jdDate5};
-  const MATH_NUMERIC *lpNumerics[5] = {&lpDS->mnNumeric1, &lpDS->mnNumeric2, &lpDS->mnNumeric3,
-                                       &lpDS->mnNumeric4, &lpDS->mnNumeric5};
+  const MATH_NUMERIC *lpNumerics[5] = {&lpDS->mnNumeric1, &lpDS->mnNumeric2, &lpDS->mnNumeric3, &lpDS->mnNumeric4,
+                                       &lpDS->mnNumeric5};
   size_t nPos = 0;
   int i;
 
@@ -55,8 +54,8 @@ void FormatDebugDataStructure(const DSD0900102 *lpDS, JCHAR *lpszOut, size_t nSi
              ShownCharacter(lpDS->cCharacter4), ShownCharacter(lpDS->cCharacter5));
   AppendText(lpszOut, nSize, &nPos, u"Value 1:%3d  2:%3d  3:%3d  4:%3d  5:%3d\n", (int)lpDS->nValue1,
              (int)lpDS->nValue2, (int)lpDS->nValue3, (int)lpDS->nValue4, (int)lpDS->nValue5);
-  AppendText(lpszOut, nSize, &nPos, u"Dates:\n1: '%ls' 2: '%ls' 3: '%ls'\n4: '%ls' 5: '%ls'\n", szDates[0],
-             szDates[1], szDates[2], szDates[3], szDates[4]);
+  AppendText(lpszOut, nSize, &nPos, u"Dates:\n1: '%ls' 2: '%ls' 3: '%ls'\n4: '%ls' 5: '%ls'\n", szDates[0], szDates[1],
+             szDates[2], szDates[3], szDates[4]);
   AppendText(lpszOut, nSize, &nPos, u"Math Numeric (Sign   String   DecimalPlace szCurrency CurrencyDecimals)\n");
   for (i = 0; i < 5; ++i) {
     JCHAR szValue[VYR_MATH_TEXT_SIZE];

@@ -10,8 +10,7 @@ static const char kSource[] = "B8000007";
  * Parks the handle of one side and returns its index; 0 when the environment
  * could not be opened or parked (a secondary environment is then freed again).
  */
-static ID ParkEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHAR *lpszEnvironment,
-                          const JCHAR *lpszCurrent) {
+static ID ParkEnvironment(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const JCHAR *lpszEnvironment, const JCHAR *lpszCurrent) {
   HENV hEnv = NULL;
   if (vyrStrncmp(lpszEnvironment, lpszCurrent, ENVIRONMENT_NAME_SIZE) == 0) {
     return vyrStoreDataPtr(lpVoid, vyrGetBhvrEnvironment(lpBhvrCom));
@@ -51,8 +50,7 @@ FAMOFLAS_BSFN ID GetInputOutputEnvHandles(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LP
     return ER_ERROR;
   }
 
-  lpDS->idOutputEnvHandle =
-      ParkEnvironment(lpBhvrCom, lpVoid, lpDS->szOutputEnvironment, lpDS->szCurrentEnvironment);
+  lpDS->idOutputEnvHandle = ParkEnvironment(lpBhvrCom, lpVoid, lpDS->szOutputEnvironment, lpDS->szCurrentEnvironment);
   if (lpDS->idOutputEnvHandle == 0) {
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"078S", NULL, kSource, __LINE__);
     // A half-done pair is of no use to the caller, who will not free it.

@@ -15,11 +15,11 @@
  *  szCurrentEnvironment  in   the environment the process runs in
  * Environment names are compared over all 11 positions.
  */
-#define DSD8000007_MEMBERS(M, S)           \
-  M(S, STRING, szInputEnvironment, 10)     \
-  M(S, ID, idInputEnvHandle, 0)            \
-  M(S, STRING, szOutputEnvironment, 10)    \
-  M(S, ID, idOutputEnvHandle, 0)           \
+#define DSD8000007_MEMBERS(M, S)        \
+  M(S, STRING, szInputEnvironment, 10)  \
+  M(S, ID, idInputEnvHandle, 0)         \
+  M(S, STRING, szOutputEnvironment, 10) \
+  M(S, ID, idOutputEnvHandle, 0)        \
   M(S, STRING, szCurrentEnvironment, 10)
 FAMOFLAS_DS(DSD8000007, DSD8000007_MEMBERS)
 

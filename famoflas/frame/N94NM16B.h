@@ -37,11 +37,11 @@ FAMOFLAS_DS(DSD94NM16B4, DSD94NM16B4_MEMBERS)
 
 /* ubeSectionGetDataSequence: item mnSequenceItem (from 1) of the named
  * section (blank names: the current section), its table and data item out. */
-#define DSD94NM16B5_MEMBERS(M, S)   \
-  M(S, STRING, szSectionName, 40)   \
-  M(S, STRING, szVersion, 10)       \
-  M(S, MATH, mnSequenceItem, 0)     \
-  M(S, STRING, szTableName, 10)     \
+#define DSD94NM16B5_MEMBERS(M, S) \
+  M(S, STRING, szSectionName, 40) \
+  M(S, STRING, szVersion, 10)     \
+  M(S, MATH, mnSequenceItem, 0)   \
+  M(S, STRING, szTableName, 10)   \
   M(S, STRING, szDataItem, 10)
 FAMOFLAS_DS(DSD94NM16B5, DSD94NM16B5_MEMBERS)
 

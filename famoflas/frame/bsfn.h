@@ -35,16 +35,15 @@
  * are usable; otherwise error "4363" on item 0 at the caller's source and line,
  * and FALSE (the caller then returns ER_ERROR and touches nothing else).
  */
-static inline BOOL BsfnArgumentsValid(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS,
-                                      const char *szSource, int nLine) {
+static inline BOOL BsfnArgumentsValid(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS, const char *szSource,
+                                      int nLine) {
   if (lpBhvrCom != NULL && lpVoid != NULL && lpDS != NULL) return TRUE;
   vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4363", NULL, szSource, nLine);
   return FALSE;
 }
 
 /* The same check for functions that take no data structure. */
-static inline BOOL BsfnContextValid(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const char *szSource,
-                                    int nLine) {
+static inline BOOL BsfnContextValid(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const char *szSource, int nLine) {
   if (lpBhvrCom != NULL && lpVoid != NULL) return TRUE;
   vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4363", NULL, szSource, nLine);
   return FALSE;
@@ -56,9 +55,8 @@ typedef struct tagDSDE0022 {
 } DSDE0022;
 
 /* Reports an error whose substitution text is lpszText (cut at 40 characters). */
-static inline void BsfnErrorWithText(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, ID idItem,
-                                     const JCHAR *lpszErrorId, const JCHAR *lpszText,
-                                     const char *szSource, int nLine) {
+static inline void BsfnErrorWithText(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, ID idItem, const JCHAR *lpszErrorId,
+                                     const JCHAR *lpszText, const char *szSource, int nLine) {
   DSDE0022 dsText;
   vyrStrcpyFillAndTerminate(dsText.szErrorText, lpszText, 41, 0);
   vyrErrorSetEx(lpBhvrCom, lpVoid, idItem, lpszErrorId, &dsText, szSource, nLine);

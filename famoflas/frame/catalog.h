@@ -29,21 +29,22 @@
 #define FAMOFLAS_CATALOG_CONCAT2(a, b) a##b
 #define FAMOFLAS_CATALOG_CONCAT(a, b) FAMOFLAS_CATALOG_CONCAT2(a, b)
 
-#define FAMOFLAS_REGISTER(fn, tmpl, source)                                                 \
-  __attribute__((used, section(FAMOFLAS_CATALOG_STRINGIFY(FAMOFLAS_CATALOG_SECTION))))      \
-  static const BSFN_CATALOG_ENTRY famoflasCatalogEntry_##fn = {#fn, fn, tmpl, source};
+#define FAMOFLAS_REGISTER(fn, tmpl, source)                                                                           \
+  __attribute__((used, section(FAMOFLAS_CATALOG_STRINGIFY(                                                            \
+                           FAMOFLAS_CATALOG_SECTION)))) static const BSFN_CATALOG_ENTRY famoflasCatalogEntry_##fn = { \
+      #fn, fn, tmpl, source};
 
 /* The linker defines these bounds of the section (one pair per shared object). */
-#define FAMOFLAS_CATALOG_FUNCTION(linkage, symbol)                                           \
+#define FAMOFLAS_CATALOG_FUNCTION(linkage, symbol)                                                  \
   extern "C" const BSFN_CATALOG_ENTRY FAMOFLAS_CATALOG_CONCAT(__start_, FAMOFLAS_CATALOG_SECTION)[] \
-      __attribute__((weak, visibility("hidden")));                                          \
-  extern "C" const BSFN_CATALOG_ENTRY FAMOFLAS_CATALOG_CONCAT(__stop_, FAMOFLAS_CATALOG_SECTION)[] \
-      __attribute__((weak, visibility("hidden")));                                          \
-  extern "C" linkage VYR_EXPORT const BSFN_CATALOG_ENTRY *symbol(size_t *lpnCount) {        \
-    const BSFN_CATALOG_ENTRY *first = FAMOFLAS_CATALOG_CONCAT(__start_, FAMOFLAS_CATALOG_SECTION); \
-    const BSFN_CATALOG_ENTRY *last = FAMOFLAS_CATALOG_CONCAT(__stop_, FAMOFLAS_CATALOG_SECTION);   \
+      __attribute__((weak, visibility("hidden")));                                                  \
+  extern "C" const BSFN_CATALOG_ENTRY FAMOFLAS_CATALOG_CONCAT(__stop_, FAMOFLAS_CATALOG_SECTION)[]  \
+      __attribute__((weak, visibility("hidden")));                                                  \
+  extern "C" linkage VYR_EXPORT const BSFN_CATALOG_ENTRY *symbol(size_t *lpnCount) {                \
+    const BSFN_CATALOG_ENTRY *first = FAMOFLAS_CATALOG_CONCAT(__start_, FAMOFLAS_CATALOG_SECTION);  \
+    const BSFN_CATALOG_ENTRY *last = FAMOFLAS_CATALOG_CONCAT(__stop_, FAMOFLAS_CATALOG_SECTION);    \
     if (lpnCount != NULL) *lpnCount = (first != NULL && last != NULL) ? (size_t)(last - first) : 0; \
-    return first;                                                                           \
+    return first;                                                                                   \
   }
 #define FAMOFLAS_DEFINE_CATALOG(symbol) FAMOFLAS_CATALOG_FUNCTION(, symbol)
 

@@ -30,11 +30,11 @@
  * usable (null argument, or a context the platform does not know) or the
  * clock cannot be read.
  */
-#define DSGETAUDITINFO_MEMBERS(M, S)     \
-  M(S, STRING, szUserId, 10)             \
-  M(S, STRING, szProgramId, 10)          \
-  M(S, STRING, szWorkstationId, 15)      \
-  M(S, DATE, jdDate, 0)                  \
+#define DSGETAUDITINFO_MEMBERS(M, S) \
+  M(S, STRING, szUserId, 10)         \
+  M(S, STRING, szProgramId, 10)      \
+  M(S, STRING, szWorkstationId, 15)  \
+  M(S, DATE, jdDate, 0)              \
   M(S, MATH, mnTime, 0)
 FAMOFLAS_DS(DSGETAUDITINFO, DSGETAUDITINFO_MEMBERS)
 
@@ -56,13 +56,13 @@ FAMOFLAS_DS(DSGETAUDITINFO, DSGETAUDITINFO_MEMBERS)
  * ("F0005") when the table cannot be opened.
  */
 #define GETUDC_ERROR_NOT_FOUND u"UDCNF"
-#define DSGETUDC_MEMBERS(M, S)               \
-  M(S, STRING, szProductCode, 4)             \
-  M(S, STRING, szRecordType, 2)              \
-  M(S, STRING, szUserDefinedCode, 10)        \
-  M(S, STRING, szDescription001, 30)         \
-  M(S, STRING, szDescription002, 30)         \
-  M(S, STRING, szSpecialHandlingCode, 10)    \
+#define DSGETUDC_MEMBERS(M, S)            \
+  M(S, STRING, szProductCode, 4)          \
+  M(S, STRING, szRecordType, 2)           \
+  M(S, STRING, szUserDefinedCode, 10)     \
+  M(S, STRING, szDescription001, 30)      \
+  M(S, STRING, szDescription002, 30)      \
+  M(S, STRING, szSpecialHandlingCode, 10) \
   M(S, CHAR, cSuppressErrorMessage, 0)
 FAMOFLAS_DS(DSGETUDC, DSGETUDC_MEMBERS)
 
@@ -88,9 +88,9 @@ FAMOFLAS_DS(DSGETUDC, DSGETUDC_MEMBERS)
  * Returns ER_SUCCESS; ER_ERROR with "4363" on item 2 for an unknown mode.
  */
 #define DSREVISEDECSEP_STRING_LENGTH 40
-#define DSREVISEDECSEP_MEMBERS(M, S)                                  \
-  M(S, STRING, szNumericString, DSREVISEDECSEP_STRING_LENGTH)         \
-  M(S, CHAR, cRevisionMode, 0)                                        \
+#define DSREVISEDECSEP_MEMBERS(M, S)                          \
+  M(S, STRING, szNumericString, DSREVISEDECSEP_STRING_LENGTH) \
+  M(S, CHAR, cRevisionMode, 0)                                \
   M(S, CHAR, cEitherMarkIsDecimal, 0)
 FAMOFLAS_DS(DSREVISEDECSEP, DSREVISEDECSEP_MEMBERS)
 
@@ -147,12 +147,12 @@ FAMOFLAS_DS(DSAAIRANGECLEAR, DSAAIRANGECLEAR_MEMBERS)
  *   6 mnFiscalYear            in   fiscal year within the century, 0-99
  *   7 mnNextNumber            out  the next number, 0 when none
  */
-#define DSNEXTNUMBER_KEY_MEMBERS(M, S)      \
-  M(S, STRING, szSystemCode, 4)             \
-  M(S, MATH, mnNextNumberingIndexNo, 0)     \
-  M(S, STRING, szCompany, 5)                \
-  M(S, STRING, szDocumentType, 2)           \
-  M(S, MATH, mnCentury, 0)                  \
+#define DSNEXTNUMBER_KEY_MEMBERS(M, S)  \
+  M(S, STRING, szSystemCode, 4)         \
+  M(S, MATH, mnNextNumberingIndexNo, 0) \
+  M(S, STRING, szCompany, 5)            \
+  M(S, STRING, szDocumentType, 2)       \
+  M(S, MATH, mnCentury, 0)              \
   M(S, MATH, mnFiscalYear, 0)
 #define DSNEXTNUMBER_MEMBERS(M, S) \
   DSNEXTNUMBER_KEY_MEMBERS(M, S)   \
@@ -211,11 +211,11 @@ FAMOFLAS_DS(DSGETENVVALUE, DSGETENVVALUE_MEMBERS)
  * caller that expects it and decides) and szErrorMessageID (out: the id of
  * the error, raised or not; blank when none).
  */
-#define ACTIVITY_ERROR_NOT_FOUND u"ACTNF"      /* no activity (recurrence pattern) of that id */
-#define ACTIVITY_ERROR_DUPLICATE u"ACTDUP"     /* the id is taken */
-#define ACTIVITY_ERROR_CHANGED u"ACTCHG"       /* the stored version is not utUpdateTime */
-#define ACTIVITY_ERROR_COLUMNS u"ACTCOL"       /* szUpdateColumns names a column that cannot be updated */
-#define ACTIVITY_ERROR_TABLE u"ACTDB"          /* the tables refused a read or write */
+#define ACTIVITY_ERROR_NOT_FOUND u"ACTNF"  /* no activity (recurrence pattern) of that id */
+#define ACTIVITY_ERROR_DUPLICATE u"ACTDUP" /* the id is taken */
+#define ACTIVITY_ERROR_CHANGED u"ACTCHG"   /* the stored version is not utUpdateTime */
+#define ACTIVITY_ERROR_COLUMNS u"ACTCOL"   /* szUpdateColumns names a column that cannot be updated */
+#define ACTIVITY_ERROR_TABLE u"ACTDB"      /* the tables refused a read or write */
 
 /*
  * DSACTIVITY: one activity, its members in F01301's column order (the first
@@ -285,33 +285,33 @@ FAMOFLAS_DS(DSGETENVVALUE, DSGETENVVALUE_MEMBERS)
  *                        for the next sync; all or nothing.
  */
 #define DSACTIVITY_COLUMN_COUNT 21
-#define DSACTIVITY_MEMBERS(M, S)               \
-  M(S, STRING, szActivityID, 36)               \
-  M(S, MATH, mnAddressNumber, 0)               \
-  M(S, STRING, szActivityType, 10)             \
-  M(S, STRING, szSubject, 120)                 \
-  M(S, STRING, szDescription, 1200)            \
-  M(S, STRING, szLocation, 60)                 \
-  M(S, CHAR, cAllDayEvent, 0)                  \
-  M(S, UTIME, utStartTime, 0)                  \
-  M(S, UTIME, utEndTime, 0)                    \
-  M(S, DATE, jdDueDate, 0)                     \
-  M(S, CHAR, cToDoTask, 0)                     \
-  M(S, CHAR, cCompletedFlag, 0)                \
-  M(S, UTIME, utCompletedTime, 0)              \
-  M(S, MATH, mnLeadTime, 0)                    \
-  M(S, STRING, szLeadTimeIncrement, 10)        \
-  M(S, CHAR, cAlarmFlag, 0)                    \
-  M(S, CHAR, cPrivateFlag, 0)                  \
-  M(S, CHAR, cPIMFlag, 0)                      \
-  M(S, STRING, szRecurrenceID, 36)             \
-  M(S, UTIME, utPIMTimestamp, 0)               \
-  M(S, UTIME, utUpdateTime, 0)                 \
-  M(S, ID, idHUser, 0)                         \
-  M(S, CHAR, cChangedByPIM, 0)                 \
-  M(S, CHAR, cCheckVersion, 0)                 \
-  M(S, STRING, szUpdateColumns, 200)           \
-  M(S, CHAR, cSuppressErrorMessage, 0)         \
+#define DSACTIVITY_MEMBERS(M, S)        \
+  M(S, STRING, szActivityID, 36)        \
+  M(S, MATH, mnAddressNumber, 0)        \
+  M(S, STRING, szActivityType, 10)      \
+  M(S, STRING, szSubject, 120)          \
+  M(S, STRING, szDescription, 1200)     \
+  M(S, STRING, szLocation, 60)          \
+  M(S, CHAR, cAllDayEvent, 0)           \
+  M(S, UTIME, utStartTime, 0)           \
+  M(S, UTIME, utEndTime, 0)             \
+  M(S, DATE, jdDueDate, 0)              \
+  M(S, CHAR, cToDoTask, 0)              \
+  M(S, CHAR, cCompletedFlag, 0)         \
+  M(S, UTIME, utCompletedTime, 0)       \
+  M(S, MATH, mnLeadTime, 0)             \
+  M(S, STRING, szLeadTimeIncrement, 10) \
+  M(S, CHAR, cAlarmFlag, 0)             \
+  M(S, CHAR, cPrivateFlag, 0)           \
+  M(S, CHAR, cPIMFlag, 0)               \
+  M(S, STRING, szRecurrenceID, 36)      \
+  M(S, UTIME, utPIMTimestamp, 0)        \
+  M(S, UTIME, utUpdateTime, 0)          \
+  M(S, ID, idHUser, 0)                  \
+  M(S, CHAR, cChangedByPIM, 0)          \
+  M(S, CHAR, cCheckVersion, 0)          \
+  M(S, STRING, szUpdateColumns, 200)    \
+  M(S, CHAR, cSuppressErrorMessage, 0)  \
   M(S, STRING, szErrorMessageID, 10)
 FAMOFLAS_DS(DSACTIVITY, DSACTIVITY_MEMBERS)
 
@@ -334,17 +334,17 @@ FAMOFLAS_DS(DSACTIVITY, DSACTIVITY_MEMBERS)
  * activity counterparts (without stamps; the audit columns are written).
  */
 #define DSRECURRENCE_COLUMN_COUNT 7
-#define DSRECURRENCE_MEMBERS(M, S)       \
-  M(S, STRING, szRecurrenceID, 36)       \
-  M(S, STRING, szRecurrenceType, 10)     \
-  M(S, DATE, jdStartDate, 0)             \
-  M(S, DATE, jdEndDate, 0)               \
-  M(S, STRING, szDayOfWeek, 7)           \
-  M(S, MATH, mnFrequency, 0)             \
-  M(S, MATH, mnWeekOfMonth, 0)           \
-  M(S, ID, idHUser, 0)                   \
-  M(S, STRING, szUpdateColumns, 60)     \
-  M(S, CHAR, cSuppressErrorMessage, 0)   \
+#define DSRECURRENCE_MEMBERS(M, S)     \
+  M(S, STRING, szRecurrenceID, 36)     \
+  M(S, STRING, szRecurrenceType, 10)   \
+  M(S, DATE, jdStartDate, 0)           \
+  M(S, DATE, jdEndDate, 0)             \
+  M(S, STRING, szDayOfWeek, 7)         \
+  M(S, MATH, mnFrequency, 0)           \
+  M(S, MATH, mnWeekOfMonth, 0)         \
+  M(S, ID, idHUser, 0)                 \
+  M(S, STRING, szUpdateColumns, 60)    \
+  M(S, CHAR, cSuppressErrorMessage, 0) \
   M(S, STRING, szErrorMessageID, 10)
 FAMOFLAS_DS(DSRECURRENCE, DSRECURRENCE_MEMBERS)
 
@@ -354,11 +354,11 @@ FAMOFLAS_DS(DSRECURRENCE, DSRECURRENCE_MEMBERS)
  * InsertExclusion writes it (ACTIVITY_ERROR_DUPLICATE when the pattern
  * already excludes the date).
  */
-#define DSEXCLUSION_MEMBERS(M, S)        \
-  M(S, STRING, szRecurrenceID, 36)       \
-  M(S, DATE, jdExclusionDate, 0)         \
-  M(S, ID, idHUser, 0)                   \
-  M(S, CHAR, cSuppressErrorMessage, 0)   \
+#define DSEXCLUSION_MEMBERS(M, S)      \
+  M(S, STRING, szRecurrenceID, 36)     \
+  M(S, DATE, jdExclusionDate, 0)       \
+  M(S, ID, idHUser, 0)                 \
+  M(S, CHAR, cSuppressErrorMessage, 0) \
   M(S, STRING, szErrorMessageID, 10)
 FAMOFLAS_DS(DSEXCLUSION, DSEXCLUSION_MEMBERS)
 

@@ -48,8 +48,8 @@ static void CopyLocalizationRecord(LPDSLOCALIZATION lpTo, const DSLOCALIZATION *
 static void TraceDispatch(const LOCENTRY *lpEntry, const JCHAR *lpszCountry, LOC_COUNTRY_SOURCE eSource,
                           const JCHAR *lpszCallee, ID idReturn) {
   DebugTraceFn(u"%ls: country '%ls' from %ls, called %ls, return %u", lpEntry->lpszName, lpszCountry,
-               eSource == LOC_COUNTRY_USER ? u"user CTR" : u"data structure",
-               lpszCallee[0] != 0 ? lpszCallee : u"none", (unsigned)idReturn);
+               eSource == LOC_COUNTRY_USER ? u"user CTR" : u"data structure", lpszCallee[0] != 0 ? lpszCallee : u"none",
+               (unsigned)idReturn);
 }
 
 // The line of a server that called nothing: the countries it compared, each
@@ -201,5 +201,5 @@ ID LocalizationDispatch(const LOCENTRY *lpEntry, LPBHVRCOM lpBhvrCom, LPVOID lpV
   if (!BsfnArgumentsValid(lpBhvrCom, lpVoid, lpVoidDS, lpEntry->szSource, __LINE__)) return ER_ERROR;
   LPDSLOCALIZATION lpDS = (LPDSLOCALIZATION)lpVoidDS;
   return lpEntry->eRole == LOC_ROLE_PLUG_AND_PLAY ? RunPlugAndPlay(lpEntry, lpBhvrCom, lpVoid, lpDS)
-                                                   : RunCountryServer(lpEntry, lpBhvrCom, lpVoid, lpDS);
+                                                  : RunCountryServer(lpEntry, lpBhvrCom, lpVoid, lpDS);
 }

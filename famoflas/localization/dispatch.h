@@ -36,7 +36,7 @@ typedef struct tagLOCBRANCH {
   const JCHAR *lpszMode;   /* "VAL", or "" for any mode */
   const JCHAR *lpszCallee; /* country function, or "" when none is called by name */
   LOC_RECORD eRecord;
-  LOCMAP map;              /* server member - callee member */
+  LOCMAP map; /* server member - callee member */
 } LOCBRANCH;
 
 typedef struct tagLOCENTRY {

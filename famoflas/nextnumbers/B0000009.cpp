@@ -74,8 +74,8 @@ FAMOFLAS_BSFN ID GetNextJELineNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID 
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"078S", NULL, kSource, __LINE__);
     return ER_ERROR;
   }
-  if (VDB_OpenTable(hUser, kTable, 1, kF0911LineColumns, NEXTNUMBER_COLUMN_COUNT(kF0911LineColumns), NULL,
-                    &hRequest) != VDB_SUCCESS) {
+  if (VDB_OpenTable(hUser, kTable, 1, kF0911LineColumns, NEXTNUMBER_COLUMN_COUNT(kF0911LineColumns), NULL, &hRequest) !=
+      VDB_SUCCESS) {
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"3143", NULL, kSource, __LINE__);
     VDB_FreeBhvr(hUser);
     return ER_ERROR;

@@ -28,11 +28,11 @@
  *   4 jdGLDate         in      DGJ
  *   5 mnJELineNumber   in/out  a line number to start from, or 0; the free line number
  */
-#define DSD0000009_MEMBERS(M, S)   \
-  M(S, STRING, szDocumentType, 2)  \
-  M(S, MATH, mnDocumentNumber, 0)  \
-  M(S, STRING, szCompany, 5)       \
-  M(S, DATE, jdGLDate, 0)          \
+#define DSD0000009_MEMBERS(M, S)  \
+  M(S, STRING, szDocumentType, 2) \
+  M(S, MATH, mnDocumentNumber, 0) \
+  M(S, STRING, szCompany, 5)      \
+  M(S, DATE, jdGLDate, 0)         \
   M(S, MATH, mnJELineNumber, 0)
 FAMOFLAS_DS(DSD0000009, DSD0000009_MEMBERS)
 

@@ -247,8 +247,8 @@ FAMOFLAS_INTERNAL ID I0001010_TakeNextNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
   } else if (cMethod == u'1' || cMethod == u'2') {
     if (OpenNextNumberTable(lpBhvrCom, lpVoid, hUser, kSystemTable, &hRequestF0002) &&
         OpenNextNumberTable(lpBhvrCom, lpVoid, hUser, kCompanyTable, &hRequestF00021))
-      idResult = I0001010_TakeNextNumberByCompany(lpBhvrCom, lpVoid, hRequestF0002, hRequestF00021, &request,
-                                                  &f0002Row, &f00021Row);
+      idResult = I0001010_TakeNextNumberByCompany(lpBhvrCom, lpVoid, hRequestF0002, hRequestF00021, &request, &f0002Row,
+                                                  &f00021Row);
   } else {
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4456", NULL, kSource, __LINE__);
   }

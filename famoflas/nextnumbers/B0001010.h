@@ -56,10 +56,10 @@
  *   8 mnNumberOfKeys  in   how many identifiers the caller takes
  *   9 mnNextNumber    out  the first identifier or number handed out; 0 when none
  */
-#define DSD0001010_MEMBERS(M, S)   \
-  DSNEXTNUMBER_KEY_MEMBERS(M, S)   \
-  M(S, STRING, szObjectName, 10)   \
-  M(S, MATH, mnNumberOfKeys, 0)    \
+#define DSD0001010_MEMBERS(M, S) \
+  DSNEXTNUMBER_KEY_MEMBERS(M, S) \
+  M(S, STRING, szObjectName, 10) \
+  M(S, MATH, mnNumberOfKeys, 0)  \
   M(S, MATH, mnNextNumber, 0)
 FAMOFLAS_DS(DSD0001010, DSD0001010_MEMBERS)
 

@@ -40,11 +40,11 @@
  *   4 cErrorCode             out     "0" no error, "1" an error occurred
  *   5 cAssignNextNumber      in      "1": assign a next number when member 1 is 0
  */
-#define DSD0100094_MEMBERS(M, S)        \
-  M(S, MATH, mnAddressNumber, 0)        \
-  M(S, CHAR, cSuppressErrorMessage, 0)  \
-  M(S, STRING, szErrorMessageID, 10)    \
-  M(S, CHAR, cErrorCode, 0)             \
+#define DSD0100094_MEMBERS(M, S)       \
+  M(S, MATH, mnAddressNumber, 0)       \
+  M(S, CHAR, cSuppressErrorMessage, 0) \
+  M(S, STRING, szErrorMessageID, 10)   \
+  M(S, CHAR, cErrorCode, 0)            \
   M(S, CHAR, cAssignNextNumber, 0)
 FAMOFLAS_DS(DSD0100094, DSD0100094_MEMBERS)
 

@@ -186,15 +186,15 @@ FAMOFLAS_INTERNAL void I7400210_FallBackToF0002(const KEY1_F00021 *lpKey, const 
 }
 
 FAMOFLAS_INTERNAL ID I7400210_NextNumberByCompany(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, KEY1_F0002 *lpF0002Key,
-                                                  KEY1_F00021 *lpF00021Key, DSNEXTNUMBER *lpDS,
-                                                  ROW_F0002 *lpF0002Row, ROW_F00021 *lpF00021Row,
-                                                  HREQUEST hRequestF0002, HREQUEST hRequestF00021) {
+                                                  KEY1_F00021 *lpF00021Key, DSNEXTNUMBER *lpDS, ROW_F0002 *lpF0002Row,
+                                                  ROW_F00021 *lpF00021Row, HREQUEST hRequestF0002,
+                                                  HREQUEST hRequestF00021) {
   if (lpBhvrCom == NULL || lpF00021Key == NULL || lpDS == NULL || lpF00021Row == NULL || hRequestF00021 == NULL) {
     vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4363", NULL, kSource, __LINE__);
     return ER_ERROR;
   }
-  switch (I7400210_FindCompanyNextNumber(hRequestF00021, lpDS, I7400210_NextNumberMethod(lpBhvrCom, lpDS),
-                                         lpF00021Key, lpF00021Row)) {
+  switch (I7400210_FindCompanyNextNumber(hRequestF00021, lpDS, I7400210_NextNumberMethod(lpBhvrCom, lpDS), lpF00021Key,
+                                         lpF00021Row)) {
     case I7400210_ROW_FOUND:
       if (!NextNumberFitsDigits(&lpF00021Row->mnNextNumber, MAXLEN_MATH_NUMERIC - 1)) return ER_ERROR;
       MathCopy(&lpDS->mnNextNumber, &lpF00021Row->mnNextNumber);
@@ -254,12 +254,13 @@ FAMOFLAS_INTERNAL ID I7400210_ApplyCheckAndImbedDigits(DSNEXTNUMBER *lpDS, JCHAR
                                                        const ROW_F00021 *lpF00021Row) {
   if (lpDS == NULL) return ER_ERROR;
   const int nIndex = I7400210_NextNumberIndex(lpDS);
-  const BOOL bCheckDigit =
-      cMethod >= u'1' ? lpF00021Row != NULL && lpF00021Row->cCheckDigit == u'Y'
-                      : cMethod == u'0' && nIndex != 0 && lpF0002Row != NULL && lpF0002Row->cCheckDigit[nIndex - 1] == u'Y';
+  const BOOL bCheckDigit = cMethod >= u'1' ? lpF00021Row != NULL && lpF00021Row->cCheckDigit == u'Y'
+                                           : cMethod == u'0' && nIndex != 0 && lpF0002Row != NULL &&
+                                                 lpF0002Row->cCheckDigit[nIndex - 1] == u'Y';
   if (bCheckDigit && I7400210_NextNumberCheckDigit(lpDS) != 0) return ER_ERROR;
   // After the check digit, so that it covers the number before imbedding.
-  if ((cMethod == u'1' || cMethod == u'2') && lpF00021Row != NULL) return I7400210_NextNumberImbedDigit(lpDS, lpF00021Row);
+  if ((cMethod == u'1' || cMethod == u'2') && lpF00021Row != NULL)
+    return I7400210_NextNumberImbedDigit(lpDS, lpF00021Row);
   return 0;
 }
 
@@ -304,8 +305,7 @@ FAMOFLAS_BSFN ID NextNumberInquiry(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lp
       VDB_FreeBhvr(hUser);
       return ER_ERROR;
     } else {
-      bFailed = I7400210_NextNumberByType(lpBhvrCom, lpVoid, &f0002Key, lpDS, &f0002Row, hRequestF0002) !=
-                ER_SUCCESS;
+      bFailed = I7400210_NextNumberByType(lpBhvrCom, lpVoid, &f0002Key, lpDS, &f0002Row, hRequestF0002) != ER_SUCCESS;
     }
   } else if (cMethod == u'1' || cMethod == u'2') {
     if (VDB_OpenTable(hUser, u"F0002", 1, NULL, 0, NULL, &hRequestF0002) != VDB_SUCCESS ||

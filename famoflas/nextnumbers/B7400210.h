@@ -72,9 +72,9 @@ FAMOFLAS_INTERNAL ID I7400210_NextNumberByType(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
  * the check-digit and imbedding steps read. Returns 0 or 2.
  */
 FAMOFLAS_INTERNAL ID I7400210_NextNumberByCompany(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, KEY1_F0002 *lpF0002Key,
-                                                  KEY1_F00021 *lpF00021Key, DSNEXTNUMBER *lpDS,
-                                                  ROW_F0002 *lpF0002Row, ROW_F00021 *lpF00021Row,
-                                                  HREQUEST hRequestF0002, HREQUEST hRequestF00021);
+                                                  KEY1_F00021 *lpF00021Key, DSNEXTNUMBER *lpDS, ROW_F0002 *lpF0002Row,
+                                                  ROW_F00021 *lpF00021Row, HREQUEST hRequestF0002,
+                                                  HREQUEST hRequestF00021);
 
 /*
  * Steps 1 and 2 of the company search on F00021 (hRequest on index 1), without

@@ -23,10 +23,10 @@
 
 /* F0002, every column in catalogue order; index 1 is SY. */
 typedef struct tagROW_F0002 {
-  JCHAR szSystemCode[5];                          /* SY */
-  JCHAR szDescription[NEXTNUMBER_INDEXES][31];    /* UD01-UD10 */
-  MATH_NUMERIC mnNextNumber[NEXTNUMBER_INDEXES];  /* N001-N010 */
-  JCHAR cCheckDigit[NEXTNUMBER_INDEXES];          /* CK01-CK10: "Y" when the index's numbers carry one */
+  JCHAR szSystemCode[5];                         /* SY */
+  JCHAR szDescription[NEXTNUMBER_INDEXES][31];   /* UD01-UD10 */
+  MATH_NUMERIC mnNextNumber[NEXTNUMBER_INDEXES]; /* N001-N010 */
+  JCHAR cCheckDigit[NEXTNUMBER_INDEXES];         /* CK01-CK10: "Y" when the index's numbers carry one */
 } ROW_F0002;
 VYR_ROW_RECORD(ROW_F0002, F0002);
 VYR_ROW_MEMBER(ROW_F0002, szDescription, F0002, UD01);
@@ -40,13 +40,13 @@ VYR_KEY_RECORD(KEY1_F0002, F0002, 1);
 
 /* F00021, every column in catalogue order; its first four columns are index 1. */
 typedef struct tagROW_F00021 {
-  JCHAR szCompany[6];         /* KCO */
-  JCHAR szDocumentType[3];    /* DCT */
-  MATH_NUMERIC mnCentury;     /* CTRY: 20 for 2024; 0 in a row of every year */
-  MATH_NUMERIC mnFiscalYear;  /* FY: 0-99; 0 in a row of every year */
-  MATH_NUMERIC mnNextNumber;  /* N001 */
-  JCHAR cImbedDigits;         /* IMB: "1" or "2" fiscal-year digits to imbed */
-  JCHAR cCheckDigit;          /* CK01: "Y" when the numbers carry a check digit */
+  JCHAR szCompany[6];        /* KCO */
+  JCHAR szDocumentType[3];   /* DCT */
+  MATH_NUMERIC mnCentury;    /* CTRY: 20 for 2024; 0 in a row of every year */
+  MATH_NUMERIC mnFiscalYear; /* FY: 0-99; 0 in a row of every year */
+  MATH_NUMERIC mnNextNumber; /* N001 */
+  JCHAR cImbedDigits;        /* IMB: "1" or "2" fiscal-year digits to imbed */
+  JCHAR cCheckDigit;         /* CK01: "Y" when the numbers carry a check digit */
 } ROW_F00021;
 VYR_ROW_RECORD(ROW_F00021, F00021);
 VYR_ROW_MEMBER(ROW_F00021, szDocumentType, F00021, DCT);
@@ -66,8 +66,8 @@ VYR_KEY_RECORD(KEY1_F00021, F00021, 1);
 
 /* F00022, every column in catalogue order; index 1 is OBNM. */
 typedef struct tagROW_F00022 {
-  JCHAR szObjectName[11];      /* OBNM */
-  MATH_NUMERIC mnUniqueKeyId;  /* UKID: the next free identifier */
+  JCHAR szObjectName[11];     /* OBNM */
+  MATH_NUMERIC mnUniqueKeyId; /* UKID: the next free identifier */
 } ROW_F00022;
 VYR_ROW_RECORD(ROW_F00022, F00022);
 VYR_ROW_MEMBER(ROW_F00022, mnUniqueKeyId, F00022, UKID);
@@ -86,10 +86,10 @@ VYR_KEY_RECORD(KEY1_F0101, F90CA001, 1);
 
 /* F90CA001, every column in catalogue order; index 1 is AN8. */
 typedef struct tagROW_F90CA001 {
-  MATH_NUMERIC mnAddressNumber;  /* AN8 */
-  JCHAR cStatus;                 /* DSTS: "1" distributed */
-  JCHAR szMachineKey[16];        /* MKEY */
-  VYRDATE jdDistributed;         /* DTDS */
+  MATH_NUMERIC mnAddressNumber; /* AN8 */
+  JCHAR cStatus;                /* DSTS: "1" distributed */
+  JCHAR szMachineKey[16];       /* MKEY */
+  VYRDATE jdDistributed;        /* DTDS */
 } ROW_F90CA001;
 VYR_ROW_RECORD(ROW_F90CA001, F90CA001);
 VYR_ROW_MEMBER(ROW_F90CA001, cStatus, F90CA001, DSTS);
@@ -114,9 +114,9 @@ VYR_MEMBER_IS(KEY2_F90CA001, cStatus, F90CA001, DSTS);
  * index 1 (then SFX), so the record serves as the three-field key too.
  */
 typedef struct tagROW_LEDGERDOC {
-  MATH_NUMERIC mnDocument;   /* DOC */
-  JCHAR szDocumentType[3];   /* DCT */
-  JCHAR szCompany[6];        /* KCO */
+  MATH_NUMERIC mnDocument; /* DOC */
+  JCHAR szDocumentType[3]; /* DCT */
+  JCHAR szCompany[6];      /* KCO */
 } ROW_LEDGERDOC;
 VYR_MEMBER_IS(ROW_LEDGERDOC, mnDocument, F0411, DOC);
 VYR_MEMBER_IS(ROW_LEDGERDOC, szDocumentType, F0411, DCT);
@@ -141,13 +141,13 @@ VYR_MEMBER_IS(ROW_F0911DOC, mnDocument, F0911, DOC);
  * found by the first five.
  */
 typedef struct tagKEY1_F0911 {
-  JCHAR szDocumentType[3];  /* DCT */
-  MATH_NUMERIC mnDocument;  /* DOC */
-  JCHAR szCompany[6];       /* KCO */
-  VYRDATE jdGLDate;         /* DGJ */
-  MATH_NUMERIC mnLine;      /* JELN */
-  JCHAR szLedgerType[3];    /* LT */
-  JCHAR szExtension[3];     /* EXTL */
+  JCHAR szDocumentType[3]; /* DCT */
+  MATH_NUMERIC mnDocument; /* DOC */
+  JCHAR szCompany[6];      /* KCO */
+  VYRDATE jdGLDate;        /* DGJ */
+  MATH_NUMERIC mnLine;     /* JELN */
+  JCHAR szLedgerType[3];   /* LT */
+  JCHAR szExtension[3];    /* EXTL */
 } KEY1_F0911;
 VYR_KEY_RECORD(KEY1_F0911, F0911, 1);
 VYR_MEMBER_IS(KEY1_F0911, szDocumentType, F0911, DCT);
@@ -159,7 +159,7 @@ VYR_MEMBER_IS(KEY1_F0911, szExtension, F0911, EXTL);
 
 /* Column lists the requests are opened with, in record order. */
 static const NID kF00022Columns[] = {u"OBNM", u"UKID"};
-static const NID kAddressNumberColumns[] = {u"AN8"};  /* F0101 and F90CA001: the record is KEY1_F0101 */
+static const NID kAddressNumberColumns[] = {u"AN8"}; /* F0101 and F90CA001: the record is KEY1_F0101 */
 static const NID kLedgerDocColumns[] = {u"DOC", u"DCT", u"KCO"};
 static const NID kF0911DocColumns[] = {u"KCO", u"DCT", u"DOC"};
 static const NID kF0911LineColumns[] = {u"DCT", u"DOC", u"KCO", u"DGJ", u"JELN", u"LT", u"EXTL"};

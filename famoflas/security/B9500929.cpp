@@ -26,14 +26,14 @@ const ID kPolicyColumnCount = sizeof kPolicyColumns / sizeof kPolicyColumns[0];
 
 #pragma pack(push, 1)
 typedef struct {
-  JCHAR szUserKey[11];        // QXUSR
-  JCHAR szRecordType[11];     // QXTYP
-  void *lpPolicy;             // SRVBLOBA
-  JCHAR szUserId[11];         // USER
-  JCHAR szProgramId[11];      // PID
-  JCHAR szWorkstationId[11];  // JOBN
-  VYRDATE jdDateUpdated;      // UPMJ
-  MATH_NUMERIC mnTimeUpdated; // UPMT
+  JCHAR szUserKey[11];         // QXUSR
+  JCHAR szRecordType[11];      // QXTYP
+  void *lpPolicy;              // SRVBLOBA
+  JCHAR szUserId[11];          // USER
+  JCHAR szProgramId[11];       // PID
+  JCHAR szWorkstationId[11];   // JOBN
+  VYRDATE jdDateUpdated;       // UPMJ
+  MATH_NUMERIC mnTimeUpdated;  // UPMT
 } PolicyRow;
 VYR_ROW_RECORD(PolicyRow, F98QXSEC);
 VYR_ROW_MEMBER(PolicyRow, szRecordType, F98QXSEC, QXTYP);
@@ -98,8 +98,7 @@ BOOL BuildPolicyRow(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, const PasswordPolicy *lp
   DSGETAUDITINFO dsAudit;
   memset(&dsAudit, 0, sizeof dsAudit);
   memset(lpRow, 0, sizeof *lpRow);
-  if (vyrCallObject(u"GetAuditInfo", NULL, lpBhvrCom, lpVoid, &dsAudit, NULL, 0, NULL, 0, 0) == ER_ERROR)
-    return FALSE;
+  if (vyrCallObject(u"GetAuditInfo", NULL, lpBhvrCom, lpVoid, &dsAudit, NULL, 0, NULL, 0, 0) == ER_ERROR) return FALSE;
 
   vyrStrcpyFillAndTerminate(lpRow->szUserKey, kPolicyUserKey, 11, 0);
   vyrStrcpyFillAndTerminate(lpRow->szRecordType, kRecordType, 11, 0);
@@ -174,9 +173,7 @@ void CountToMath(int nCount, LPMATH_NUMERIC lpValue) {
 
 typedef int (*CharacterTest)(JCHAR cCharacter);
 
-int IsSpecial(JCHAR cCharacter) {
-  return I9500929_isCharacter(cCharacter) == 0 && I9500929_isNumber(cCharacter) == 0;
-}
+int IsSpecial(JCHAR cCharacter) { return I9500929_isCharacter(cCharacter) == 0 && I9500929_isNumber(cCharacter) == 0; }
 
 /*
  * Walks positions 0 to nLast and passes as soon as the characters counted so
@@ -208,9 +205,7 @@ FAMOFLAS_INTERNAL int I9500929_isCharacter(JCHAR cCharacter) {
   return (cCharacter >= 65 && cCharacter <= 90) || (cCharacter >= 97 && cCharacter <= 122) ? 1 : 0;
 }
 
-FAMOFLAS_INTERNAL int I9500929_isNumber(JCHAR cCharacter) {
-  return cCharacter >= 48 && cCharacter <= 57 ? 1 : 0;
-}
+FAMOFLAS_INTERNAL int I9500929_isNumber(JCHAR cCharacter) { return cCharacter >= 48 && cCharacter <= 57 ? 1 : 0; }
 
 FAMOFLAS_INTERNAL int I9500929_CheckMinimumPasswordLength(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit) {
   MATH_NUMERIC mnLengthPlusOne;
@@ -232,8 +227,7 @@ FAMOFLAS_INTERNAL int I9500929_CheckMinimumSpecialCharacters(const JCHAR *lpszPa
   return CountReachesLimit(PasswordText(lpszPassword), PasswordLength(lpszPassword) - 1, &mnLimit, IsSpecial);
 }
 
-FAMOFLAS_INTERNAL int I9500929_CheckMaximumConsecutiveCharacters(const JCHAR *lpszPassword,
-                                                                  MATH_NUMERIC mnLimit) {
+FAMOFLAS_INTERNAL int I9500929_CheckMaximumConsecutiveCharacters(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit) {
   const JCHAR *lpszText = PasswordText(lpszPassword);
   const int nLength = PasswordLength(lpszText);
   MATH_NUMERIC mnPairs;
@@ -279,8 +273,7 @@ FAMOFLAS_BSFN ID GetPasswordPolicyFromF98QXSEC(LPBHVRCOM lpBhvrCom, LPVOID lpVoi
       const unsigned char *lpBlob = (const unsigned char *)row.lpPolicy;
       LPMATH_NUMERIC lpLimits[] = {&lpDS->mnMinimumLength, &lpDS->mnMinimumNumerics, &lpDS->mnMinimumCharacters,
                                    &lpDS->mnMaximumConsecutive, &lpDS->mnMinimumSpecial};
-      for (int i = 0; i < 5; ++i)
-        MathCopy(lpLimits[i], (const MATH_NUMERIC *)(lpBlob + i * sizeof(MATH_NUMERIC)));
+      for (int i = 0; i < 5; ++i) MathCopy(lpLimits[i], (const MATH_NUMERIC *)(lpBlob + i * sizeof(MATH_NUMERIC)));
       idResult = ER_SUCCESS;
     }
   }

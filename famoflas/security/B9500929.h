@@ -27,11 +27,11 @@
  *                         equals the next one            error "187C"
  *   mnMinimumSpecial      fewest other characters        error "187D"
  */
-#define DSD9500929A_MEMBERS(M, S)      \
-  M(S, MATH, mnMinimumLength, 0)       \
-  M(S, MATH, mnMinimumNumerics, 0)     \
-  M(S, MATH, mnMinimumCharacters, 0)   \
-  M(S, MATH, mnMaximumConsecutive, 0)  \
+#define DSD9500929A_MEMBERS(M, S)     \
+  M(S, MATH, mnMinimumLength, 0)      \
+  M(S, MATH, mnMinimumNumerics, 0)    \
+  M(S, MATH, mnMinimumCharacters, 0)  \
+  M(S, MATH, mnMaximumConsecutive, 0) \
   M(S, MATH, mnMinimumSpecial, 0)
 FAMOFLAS_DS(DSD9500929A, DSD9500929A_MEMBERS)
 typedef DSD9500929A PasswordPolicy;
@@ -67,9 +67,9 @@ static_assert(sizeof(PasswordPolicy) == B9500929_POLICY_BLOB_SIZE, "policy recor
  *                           do not walk the error list read the id here.
  *                           10 wide: the platform's error-id width.
  */
-#define DSD9500929B_MEMBERS(M, S)                             \
-  M(S, STRING, szPassword, B9500929_PASSWORD_LENGTH)          \
-  M(S, CHAR, cPolicyApplied, 0)                               \
+#define DSD9500929B_MEMBERS(M, S)                    \
+  M(S, STRING, szPassword, B9500929_PASSWORD_LENGTH) \
+  M(S, CHAR, cPolicyApplied, 0)                      \
   M(S, STRING, szErrorId, 10)
 FAMOFLAS_DS(DSD9500929B, DSD9500929B_MEMBERS)
 
@@ -112,8 +112,7 @@ FAMOFLAS_INTERNAL int I9500929_CheckMinimumCharacters(const JCHAR *lpszPassword,
  * password (runs are not reset: "aabb" counts 2, "aaa" counts 2); breaks the
  * rule as soon as the count exceeds the limit.
  */
-FAMOFLAS_INTERNAL int I9500929_CheckMaximumConsecutiveCharacters(const JCHAR *lpszPassword,
-                                                                  MATH_NUMERIC mnLimit);
+FAMOFLAS_INTERNAL int I9500929_CheckMaximumConsecutiveCharacters(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit);
 /* At least limit characters that are neither letters nor digits (blanks, punctuation, any non-ASCII). */
 FAMOFLAS_INTERNAL int I9500929_CheckMinimumSpecialCharacters(const JCHAR *lpszPassword, MATH_NUMERIC mnLimit);
 /* 1 for code units 65-90 and 97-122, else 0. */

@@ -58,7 +58,8 @@ FAMOFLAS_INTERNAL JCHAR *B90CA700_createXMLPutHeader(LPSYNCCONTEXT lpContext, JC
                                                      int nRecsWritten) {
   if (lpContext == NULL || lpszOut == NULL) return lpszOut;
   lpszOut = WriteResponseRoot(lpContext, lpszOut);
-  return lpszOut + vyrSprintf(lpszOut, u"<PUTRESP numRecsRequested=\"%d\" numRecsWritten=\"%d\" newSyncAnchor=\"%ls\"/>",
+  return lpszOut + vyrSprintf(lpszOut,
+                              u"<PUTRESP numRecsRequested=\"%d\" numRecsWritten=\"%d\" newSyncAnchor=\"%ls\"/>",
                               nRecsRequested, nRecsWritten, lpContext->szSyncAnchor);
 }
 
@@ -84,8 +85,8 @@ FAMOFLAS_INTERNAL int B90CA700_ParseUTime(LPUTIME lpTime, const JCHAR *lpszText)
   int nYear = 0, nMonth = 0, nDay = 0, nHour = 0, nMinute = 0, nSecond = 0;
   // Parts the text does not give stay 0; the platform then judges the values.
   vyrSscanf(lpszText, B90CA700_ANCHOR_SCAN, &nYear, &nMonth, &nDay, &nHour, &nMinute, &nSecond);
-  return vyrUTime_Set(lpTime, (short)nYear, (short)nMonth, (short)nDay, (short)nHour, (short)nMinute,
-                      (short)nSecond, B90CA700_ANCHOR_ZONE) == 0
+  return vyrUTime_Set(lpTime, (short)nYear, (short)nMonth, (short)nDay, (short)nHour, (short)nMinute, (short)nSecond,
+                      B90CA700_ANCHOR_ZONE) == 0
              ? 1
              : 0;
 }
@@ -136,13 +137,12 @@ FAMOFLAS_INTERNAL int B90CA700_ParseEndSync(LPSYNCCONTEXT lpContext, int *lpnSyn
   return 1;
 }
 
-FAMOFLAS_INTERNAL int B90CA700_getUDCByDescription(const B90CA700_UDCKEY *lpKey, JCHAR **lppszCode,
-                                                   int nLineSelector, HUSER hUser) {
+FAMOFLAS_INTERNAL int B90CA700_getUDCByDescription(const B90CA700_UDCKEY *lpKey, JCHAR **lppszCode, int nLineSelector,
+                                                   HUSER hUser) {
   if (lpKey == NULL || lppszCode == NULL || (nLineSelector != 1 && nLineSelector != 2)) return (int)ER_ERROR;
   const ID idIndex = nLineSelector == 1 ? kUdcIndexLineOne : kUdcIndexLineTwo;
   HREQUEST hRequest = NULL;
-  if (VDB_OpenTable(hUser, kUdcTable, idIndex, kUdcCodeColumn, 1, NULL, &hRequest) != VDB_SUCCESS)
-    return (int)ER_ERROR;
+  if (VDB_OpenTable(hUser, kUdcTable, idIndex, kUdcCodeColumn, 1, NULL, &hRequest) != VDB_SUCCESS) return (int)ER_ERROR;
   int nResult = (int)ER_ERROR;
   JCHAR szCode[kUdcCodeSize];
   if (VDB_FetchKeyed(hRequest, idIndex, lpKey, kUdcKeyFields, szCode, 0) == VDB_SUCCESS) {
@@ -168,11 +168,9 @@ FAMOFLAS_INTERNAL int B90CA700_getUDCByDescriptionLineOne(const JCHAR *lpszProdu
 }
 
 FAMOFLAS_INTERNAL int B90CA700_getUDCByDescriptionLineTwo(const JCHAR *lpszProductCode, const JCHAR *lpszRecordType,
-                                                          const JCHAR *lpszDescription, JCHAR *lpszCode,
-                                                          HUSER hUser) {
+                                                          const JCHAR *lpszDescription, JCHAR *lpszCode, HUSER hUser) {
   // Null arguments answer as a successful lookup does; callers rely on it.
-  if (lpszProductCode == NULL || lpszRecordType == NULL || lpszDescription == NULL || lpszCode == NULL ||
-      hUser == NULL)
+  if (lpszProductCode == NULL || lpszRecordType == NULL || lpszDescription == NULL || lpszCode == NULL || hUser == NULL)
     return (int)ER_SUCCESS;
   B90CA700_UDCKEY key;
   BuildUdcKey(&key, lpszProductCode, lpszRecordType, lpszDescription);

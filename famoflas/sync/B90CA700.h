@@ -23,8 +23,8 @@
 #include "xerceswrapper.h"
 
 /* Widths (with terminator) of the texts of the sync context. */
-#define SYNC_USERNAME_SIZE 11     /* a sign-on name (the "user" setting is 1-10 characters) */
-#define SYNC_ANCHOR_SIZE 16       /* a sync timestamp text */
+#define SYNC_USERNAME_SIZE 11 /* a sign-on name (the "user" setting is 1-10 characters) */
+#define SYNC_ANCHOR_SIZE 16   /* a sync timestamp text */
 #define SYNC_APPDATATYPE_SIZE 33
 #define SYNC_COMMAND_SIZE 33
 
@@ -45,17 +45,17 @@
  * hParser, hDocument and hRootElement).
  */
 typedef struct tagSYNCCONTEXT {
-  HUSER hUser;                                  /* read: tables and caches are opened under it */
-  HCACHE hDataCache;                            /* read: records gathered for the client, or NULL */
-  HCACHE hStateCache;                           /* read: the user's sync state, or NULL */
+  HUSER hUser;        /* read: tables and caches are opened under it */
+  HCACHE hDataCache;  /* read: records gathered for the client, or NULL */
+  HCACHE hStateCache; /* read: the user's sync state, or NULL */
   XRCS_hParser hParser;
   XRCS_hDocument hDocument;
-  XRCS_hElement hRootElement;                   /* read: the request's document element */
-  JCHAR szUsername[SYNC_USERNAME_SIZE];         /* read: "username" of the request */
-  JCHAR szClientSyncAnchor[SYNC_ANCHOR_SIZE];   /* "syncAnchor" the client sent in GETINFO */
-  JCHAR szSyncAnchor[SYNC_ANCHOR_SIZE];         /* read: the anchor of this run */
-  JCHAR szAppDataType[SYNC_APPDATATYPE_SIZE];   /* read: "appDataType" of the request */
-  JCHAR szCommand[SYNC_COMMAND_SIZE];           /* "command" of the request */
+  XRCS_hElement hRootElement;                 /* read: the request's document element */
+  JCHAR szUsername[SYNC_USERNAME_SIZE];       /* read: "username" of the request */
+  JCHAR szClientSyncAnchor[SYNC_ANCHOR_SIZE]; /* "syncAnchor" the client sent in GETINFO */
+  JCHAR szSyncAnchor[SYNC_ANCHOR_SIZE];       /* read: the anchor of this run */
+  JCHAR szAppDataType[SYNC_APPDATATYPE_SIZE]; /* read: "appDataType" of the request */
+  JCHAR szCommand[SYNC_COMMAND_SIZE];         /* "command" of the request */
 } SYNCCONTEXT, *LPSYNCCONTEXT;
 
 #pragma pack(push, 1)
@@ -127,20 +127,18 @@ FAMOFLAS_INTERNAL int B90CA700_ParseEndSync(LPSYNCCONTEXT lpContext, int *lpnSyn
  * found, the table cannot be opened, or an argument is unusable; nothing is
  * handed over then.
  */
-FAMOFLAS_INTERNAL int B90CA700_getUDCByDescription(const B90CA700_UDCKEY *lpKey, JCHAR **lppszCode,
-                                                   int nLineSelector, HUSER hUser);
+FAMOFLAS_INTERNAL int B90CA700_getUDCByDescription(const B90CA700_UDCKEY *lpKey, JCHAR **lppszCode, int nLineSelector,
+                                                   HUSER hUser);
 /* The same by description line 1 from three texts; the code handed over has its blanks stripped. */
 FAMOFLAS_INTERNAL int B90CA700_getUDCByDescriptionLineOne(const JCHAR *lpszProductCode, const JCHAR *lpszRecordType,
-                                                          const JCHAR *lpszDescription, JCHAR **lppszCode,
-                                                          HUSER hUser);
+                                                          const JCHAR *lpszDescription, JCHAR **lppszCode, HUSER hUser);
 /*
  * The same by description line 2, the code (blanks stripped, or "" when none
  * was found) copied into lpszCode (11 JCHAR). With any null argument it
  * returns 0 at once, as a successful lookup does, and writes nothing.
  */
 FAMOFLAS_INTERNAL int B90CA700_getUDCByDescriptionLineTwo(const JCHAR *lpszProductCode, const JCHAR *lpszRecordType,
-                                                          const JCHAR *lpszDescription, JCHAR *lpszCode,
-                                                          HUSER hUser);
+                                                          const JCHAR *lpszDescription, JCHAR *lpszCode, HUSER hUser);
 
 /*
  * Writes the attribute " category=\"...\"" (escaped) at lpszOut and returns

@@ -14,8 +14,9 @@ const JCHAR kRecurrenceTable[] = u"F01331";
 
 // F01301's columns as DSACTIVITY's first members hold them.
 const NID kActivityColumns[DSACTIVITY_COLUMN_COUNT] = {
-    u"ACTVID", u"INDID",  u"ACTTYP", u"ACTSUBJ", u"ACTDSC",  u"ACTLOC",  u"ALLDAY", u"BGTM",  u"ENDTM",  u"DUEDT", u"ISTODO",
-    u"CMPLFL", u"CMPLTM", u"LEADTM", u"LEADINC", u"ALRMFL", u"PRIVFL", u"STPIM",  u"RECURID", u"TDLDS", u"UDTTM"};
+    u"ACTVID",  u"INDID",  u"ACTTYP", u"ACTSUBJ", u"ACTDSC",  u"ACTLOC", u"ALLDAY",
+    u"BGTM",    u"ENDTM",  u"DUEDT",  u"ISTODO",  u"CMPLFL",  u"CMPLTM", u"LEADTM",
+    u"LEADINC", u"ALRMFL", u"PRIVFL", u"STPIM",   u"RECURID", u"TDLDS",  u"UDTTM"};
 
 #pragma pack(push, 1)
 typedef struct {  // F01302, every column
@@ -156,14 +157,17 @@ int ReadText(XRCS_hElement hElement, const JCHAR *lpszName, JCHAR *lpszOut, size
 }
 
 // A flag attribute of two forms into '1'/'0' style JCHARs: 1 read, 0 absent, -1 neither form.
-int ReadFlag(XRCS_hElement hElement, const JCHAR *lpszName, const JCHAR *lpszYes, const JCHAR *lpszNo,
-             JCHAR cYes, JCHAR cNo, JCHAR *lpcOut) {
+int ReadFlag(XRCS_hElement hElement, const JCHAR *lpszName, const JCHAR *lpszYes, const JCHAR *lpszNo, JCHAR cYes,
+             JCHAR cNo, JCHAR *lpcOut) {
   JCHAR szValue[8];
   const int nRead = ReadText(hElement, lpszName, szValue, 7);
   if (nRead <= 0) return nRead;
-  if (vyrStrcmp(szValue, lpszYes) == 0) *lpcOut = cYes;
-  else if (vyrStrcmp(szValue, lpszNo) == 0) *lpcOut = cNo;
-  else return -1;
+  if (vyrStrcmp(szValue, lpszYes) == 0)
+    *lpcOut = cYes;
+  else if (vyrStrcmp(szValue, lpszNo) == 0)
+    *lpcOut = cNo;
+  else
+    return -1;
   return 1;
 }
 
@@ -238,9 +242,8 @@ BOOL ReadState(LPB90CA701_CONTEXT lpContext) {
   B90CA701_STATE key;
   memset(&key, 0, sizeof key);
   key.idKey = 1;
-  lpContext->bRunOpen =
-      vyrCacheFetch(lpContext->sync.hStateCache, &key, 1, &lpContext->state, sizeof lpContext->state) ==
-      VYRCACHE_SUCCESS;
+  lpContext->bRunOpen = vyrCacheFetch(lpContext->sync.hStateCache, &key, 1, &lpContext->state,
+                                      sizeof lpContext->state) == VYRCACHE_SUCCESS;
   return lpContext->bRunOpen;
 }
 
@@ -329,9 +332,8 @@ BOOL DropRecurrence(HUSER hUser, const JCHAR *lpszRecurrenceID) {
 
 // Reads the exclusion dates of the pattern into a text of EXCLUSION elements.
 BOOL AppendExclusions(LPB90CA701_CONTEXT lpContext, LPB90CA701_TEXT lpText, const JCHAR *lpszRecurrenceID) {
-  if (lpContext->hExclusions == NULL &&
-      VDB_OpenTable(lpContext->sync.hUser, kRecurrenceTable, 1, NULL, 0, NULL, &lpContext->hExclusions) !=
-          VDB_SUCCESS) {
+  if (lpContext->hExclusions == NULL && VDB_OpenTable(lpContext->sync.hUser, kRecurrenceTable, 1, NULL, 0, NULL,
+                                                      &lpContext->hExclusions) != VDB_SUCCESS) {
     lpContext->hExclusions = NULL;
     return FALSE;
   }
@@ -394,8 +396,8 @@ FAMOFLAS_INTERNAL int B90CA701_InitActivityInfo(LPB90CA701_CONTEXT lpContext) {
   static const struct {
     const JCHAR *lpszName;
     int nCommand;
-  } kCommands[] = {{u"getcount", B90CA701_GETCOUNT},     {u"getdetails", B90CA701_GETDETAILS},
-                   {u"endsync", B90CA701_ENDSYNC},       {u"putnew", B90CA701_PUTNEW},
+  } kCommands[] = {{u"getcount", B90CA701_GETCOUNT},       {u"getdetails", B90CA701_GETDETAILS},
+                   {u"endsync", B90CA701_ENDSYNC},         {u"putnew", B90CA701_PUTNEW},
                    {u"putmodified", B90CA701_PUTMODIFIED}, {u"putdeleted", B90CA701_PUTDELETED}};
   LPSYNCCONTEXT lpSync = &lpContext->sync;
   JCHAR szSignedOn[SYNC_USERNAME_SIZE] = {0};
@@ -439,8 +441,7 @@ FAMOFLAS_INTERNAL int B90CA701_InitActivityInfo(LPB90CA701_CONTEXT lpContext) {
   return 1;
 }
 
-FAMOFLAS_INTERNAL int B90CA701_getGetInformation(LPB90CA701_CONTEXT lpContext, LPB90CA701_GETINFO lpInfo,
-                                                 int nNeeded) {
+FAMOFLAS_INTERNAL int B90CA701_getGetInformation(LPB90CA701_CONTEXT lpContext, LPB90CA701_GETINFO lpInfo, int nNeeded) {
   memset(lpInfo, 0, sizeof *lpInfo);
   lpInfo->nStartRec = 1;
   lpInfo->nNumRecsRequested = -1;
@@ -461,7 +462,8 @@ FAMOFLAS_INTERNAL int B90CA701_getGetInformation(LPB90CA701_CONTEXT lpContext, L
     UTIME utAnchor;
     const int nRead = ReadText(hInfo, u"syncAnchor", lpInfo->szSyncAnchor, SYNC_ANCHOR_SIZE - 1);
     if (nRead < 0 || (nRead == 0 && (nNeeded & B90CA701_NEED_ANCHOR) != 0) ||
-        (nRead == 1 && (vyrStrlen(lpInfo->szSyncAnchor) != 15 || !B90CA700_ParseUTime(&utAnchor, lpInfo->szSyncAnchor))))
+        (nRead == 1 &&
+         (vyrStrlen(lpInfo->szSyncAnchor) != 15 || !B90CA700_ParseUTime(&utAnchor, lpInfo->szSyncAnchor))))
       lpszFault = u"syncAnchor";
   }
   XRCS_freeElement(hInfo);
@@ -524,8 +526,7 @@ FAMOFLAS_INTERNAL int B90CA701_getPutInformation(LPB90CA701_CONTEXT lpContext, L
 }
 
 FAMOFLAS_INTERNAL int B90CA701_encodePIMAlarmValues(LPB90CA701_CONTEXT lpContext, const DSACTIVITY *lpActivity,
-                                                    JCHAR *lpszAlarmDate, JCHAR *lpszAlarmTime,
-                                                    JCHAR *lpszAlarmFlag) {
+                                                    JCHAR *lpszAlarmDate, JCHAR *lpszAlarmTime, JCHAR *lpszAlarmFlag) {
   vyrStrcpy(lpszAlarmDate, B90CA701_EOA);
   vyrStrcpy(lpszAlarmTime, B90CA701_EOA);
   vyrStrcpy(lpszAlarmFlag, u"No");
@@ -664,10 +665,10 @@ FAMOFLAS_INTERNAL int B90CA701_PopulateRecordFromElement(LPB90CA701_CONTEXT lpCo
       ReadText(hRepeat, u"startDate", szStart, 11) == 1 && DecodeDate(szStart, &lpRecurrence->jdStartDate) &&
       ReadText(hRepeat, u"endDate", szEnd, 11) == 1 &&
       (vyrStrcmp(szEnd, u"-1") == 0 ? (memset(&lpRecurrence->jdEndDate, 0, sizeof(VYRDATE)), TRUE)
-                                     : DecodeDate(szEnd, &lpRecurrence->jdEndDate)) &&
+                                    : DecodeDate(szEnd, &lpRecurrence->jdEndDate)) &&
       ReadText(hRepeat, u"dayOfWeek", lpRecurrence->szDayOfWeek, 7) >= 0 &&
-      (!HasAttribute(hRepeat, u"frequency") || ReadInteger(hRepeat, u"frequency", &nFrequency)) &&
-      nFrequency >= 0 && nFrequency <= 999 &&
+      (!HasAttribute(hRepeat, u"frequency") || ReadInteger(hRepeat, u"frequency", &nFrequency)) && nFrequency >= 0 &&
+      nFrequency <= 999 &&
       (!HasAttribute(hRepeat, u"weekOfMonth") || ReadInteger(hRepeat, u"weekOfMonth", &nWeekOfMonth)) &&
       nWeekOfMonth >= 0 && nWeekOfMonth <= 9) {
     vyrStrcpyFillAndTerminate(lpRecurrence->szRecurrenceType, szRepeatType, 11, 0);
@@ -732,9 +733,9 @@ FAMOFLAS_INTERNAL int B90CA701_AddRecordDetailsToXML(LPB90CA701_CONTEXT lpContex
   const JCHAR *lpszName = lpContext->szRecordName;
   JCHAR szId[40], szDate[12], szTime[8], szAlarmDate[12], szAlarmTime[8], szAlarmFlag[8], szFlag[2] = {0, 0};
   CopyTrimmed(szId, lpActivity->szActivityID, 37);
-  const JCHAR *lpszEvent = lpRecord->cKind == B90CA701_STAGED_DELETION           ? u"Delete"
+  const JCHAR *lpszEvent = lpRecord->cKind == B90CA701_STAGED_DELETION    ? u"Delete"
                            : vyrUTime_IsNull(&lpActivity->utPIMTimestamp) ? u"New"
-                                                                                  : u"Modify";
+                                                                          : u"Modify";
   BOOL bDone = TextReserve(lpText, 64) && TextAppend(lpText, u"<") && TextAppend(lpText, lpszName) &&
                TextEscapedAttribute(lpText, u"uid", szId) &&
                TextAttribute(lpText, u"syncAnchor", lpContext->sync.szSyncAnchor) &&
@@ -761,9 +762,10 @@ FAMOFLAS_INTERNAL int B90CA701_AddRecordDetailsToXML(LPB90CA701_CONTEXT lpContex
     bDone = bDone && TextAttribute(lpText, u"allDayEvent", lpActivity->cAllDayEvent == u'Y' ? u"Y" : u"N");
     if (!lpContext->bTasks && (vyrUTime_IsNull(&lpActivity->utStartTime) ||
                                vyrUTime_Compare(&lpActivity->utStartTime, &lpActivity->utEndTime) == 0))
-      DebugTraceFn(u"B90CA701_AddRecordDetailsToXML: Activity %ls invalid for sync: Incorrect times: Either the start "
-                   u"date and end date are the same or null",
-                   szId);
+      DebugTraceFn(
+          u"B90CA701_AddRecordDetailsToXML: Activity %ls invalid for sync: Incorrect times: Either the start "
+          u"date and end date are the same or null",
+          szId);
     FormatDateTime(&lpActivity->utStartTime, szDate, szTime);
     bDone = bDone && TextAttribute(lpText, u"startDate", szDate) && TextAttribute(lpText, u"startTime", szTime);
     FormatDateTime(&lpActivity->utEndTime, szDate, szTime);
@@ -774,8 +776,8 @@ FAMOFLAS_INTERNAL int B90CA701_AddRecordDetailsToXML(LPB90CA701_CONTEXT lpContex
               TextAttribute(lpText, u"completedFlag", lpActivity->cCompletedFlag == u'1' ? u"1" : u"0");
       if (!vyrUTime_IsNull(&lpActivity->utCompletedTime)) {
         FormatDateTime(&lpActivity->utCompletedTime, szDate, szTime);
-        bDone = bDone && TextAttribute(lpText, u"completedDate", szDate) &&
-                TextAttribute(lpText, u"completedTime", szTime);
+        bDone =
+            bDone && TextAttribute(lpText, u"completedDate", szDate) && TextAttribute(lpText, u"completedTime", szTime);
       }
     }
     B90CA701_encodePIMAlarmValues(lpContext, lpActivity, szAlarmDate, szAlarmTime, szAlarmFlag);
@@ -783,7 +785,8 @@ FAMOFLAS_INTERNAL int B90CA701_AddRecordDetailsToXML(LPB90CA701_CONTEXT lpContex
             TextAttribute(lpText, u"alarmTime", szAlarmTime) && TextAttribute(lpText, u"alarmFlag", szAlarmFlag);
     szFlag[0] = lpActivity->cPrivateFlag == u'Y' ? u'Y' : u'N';
     bDone = bDone && TextAttribute(lpText, u"privateFlag", szFlag);
-    if (bDone && !vyrIsBlankOrNull(lpActivity->szRecurrenceID) && !vyrIsBlankOrNull(lpRecord->recurrence.szRecurrenceID))
+    if (bDone && !vyrIsBlankOrNull(lpActivity->szRecurrenceID) &&
+        !vyrIsBlankOrNull(lpRecord->recurrence.szRecurrenceID))
       bDone = B90CA701_GetRecurrenceXML(lpContext, lpText, &lpRecord->recurrence);
     else
       bDone = bDone && TextAppend(lpText, u">");
@@ -825,8 +828,8 @@ FAMOFLAS_INTERNAL ID B90CA701_InsertRecurrence(LPB90CA701_CONTEXT lpContext, LPD
 FAMOFLAS_INTERNAL ID B90CA701_InsertExclusion(LPB90CA701_CONTEXT lpContext, LPDSEXCLUSION lpExclusion) {
   lpExclusion->idHUser = WritesHandle(lpContext);
   lpExclusion->cSuppressErrorMessage = u'1';
-  const ID idResult =
-      vyrCallObject(u"InsertExclusion", NULL, lpContext->lpBhvrCom, lpContext->lpVoid, lpExclusion, NULL, 0, NULL, 0, 0);
+  const ID idResult = vyrCallObject(u"InsertExclusion", NULL, lpContext->lpBhvrCom, lpContext->lpVoid, lpExclusion,
+                                    NULL, 0, NULL, 0, 0);
   if (idResult != ER_SUCCESS) DebugTraceFn(u"B90CA701: InsertExclusion failed: %ls", lpExclusion->szErrorMessageID);
   return idResult;
 }
@@ -835,13 +838,15 @@ FAMOFLAS_INTERNAL ID B90CA701_UpdateActivity(LPB90CA701_CONTEXT lpContext, LPDSA
   if (lpszColumns != NULL) {
     vyrStrcpyFillAndTerminate(lpActivity->szUpdateColumns, lpszColumns, 201, 0);
   } else {
-    const ID idBuilt = CallActivity(lpContext, u"BuildActivityUpdateColumnsString", lpActivity, WritesHandle(lpContext));
+    const ID idBuilt =
+        CallActivity(lpContext, u"BuildActivityUpdateColumnsString", lpActivity, WritesHandle(lpContext));
     if (idBuilt != ER_SUCCESS) return idBuilt;
   }
   return CallActivity(lpContext, u"UpdateActivityUTC", lpActivity, WritesHandle(lpContext));
 }
 FAMOFLAS_INTERNAL ID B90CA701_UpdateRecurrence(LPB90CA701_CONTEXT lpContext, LPDSRECURRENCE lpRecurrence) {
-  const ID idBuilt = CallRecurrence(lpContext, u"BuildRecurrenceUpdateColsString", lpRecurrence, WritesHandle(lpContext));
+  const ID idBuilt =
+      CallRecurrence(lpContext, u"BuildRecurrenceUpdateColsString", lpRecurrence, WritesHandle(lpContext));
   if (idBuilt != ER_SUCCESS) return idBuilt;
   return CallRecurrence(lpContext, u"UpdateRecurrenceUTC", lpRecurrence, WritesHandle(lpContext));
 }
@@ -1102,8 +1107,7 @@ FAMOFLAS_INTERNAL ID B90CA701_getCount(LPB90CA701_CONTEXT lpContext) {
 
 FAMOFLAS_INTERNAL ID B90CA701_getDetails(LPB90CA701_CONTEXT lpContext) {
   B90CA701_GETINFO info;
-  if (!B90CA701_getGetInformation(lpContext, &info, B90CA701_NEED_START_REC | B90CA701_NEED_NUM_RECS))
-    return ER_ERROR;
+  if (!B90CA701_getGetInformation(lpContext, &info, B90CA701_NEED_START_REC | B90CA701_NEED_NUM_RECS)) return ER_ERROR;
   JCHAR szHeader[B90CA701_HEADER_SIZE];
   B90CA701_TEXT body = {NULL, 0, 0};
   if (!lpContext->bRunOpen) {
@@ -1177,8 +1181,8 @@ enum { PUT_NEW, PUT_MODIFY, PUT_DELETE, PUT_HARD_DELETE, PUT_REFUSED };
 enum { RESULT_WRITTEN, RESULT_CHANGED, RESULT_FAILED };
 
 // The recurrence the element sets, with its exclusion dates; FALSE when a write fails.
-BOOL ApplyRecurrence(LPB90CA701_CONTEXT lpContext, LPDSACTIVITY lpActivity, LPDSRECURRENCE lpRecurrence,
-                     BOOL bStored, const B90CA701_EXCLUSIONS *lpExclusions) {
+BOOL ApplyRecurrence(LPB90CA701_CONTEXT lpContext, LPDSACTIVITY lpActivity, LPDSRECURRENCE lpRecurrence, BOOL bStored,
+                     const B90CA701_EXCLUSIONS *lpExclusions) {
   if (bStored) {
     if (B90CA701_UpdateRecurrence(lpContext, lpRecurrence) != ER_SUCCESS) return FALSE;
   } else {
@@ -1222,14 +1226,14 @@ BOOL ApplyElement(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, BOOL bEx
   JCHAR szOldPattern[37];
   vyrStrcpyFillAndTerminate(szOldPattern, lpActivity->szRecurrenceID, 37, 0);
   int nRepeat = B90CA701_REPEAT_KEPT;
-  if (bDone && !B90CA701_PopulateRecordFromElement(lpContext, hElement, lpActivity, lpRecurrence, &exclusions, &nRepeat)) {
+  if (bDone &&
+      !B90CA701_PopulateRecordFromElement(lpContext, hElement, lpActivity, lpRecurrence, &exclusions, &nRepeat)) {
     DebugTraceFn(u"B90CA701: record %ls refused: a value is missing, too long or malformed", lpszId);
     bDone = FALSE;
   }
   if (bDone && nRepeat == B90CA701_REPEAT_SET)
     bDone = ApplyRecurrence(lpContext, lpActivity, lpRecurrence, bPatternStored, &exclusions);
-  if (bDone && nRepeat == B90CA701_REPEAT_REMOVED)
-    vyrStrcpyFillAndTerminate(lpActivity->szRecurrenceID, NULL, 37, 0);
+  if (bDone && nRepeat == B90CA701_REPEAT_REMOVED) vyrStrcpyFillAndTerminate(lpActivity->szRecurrenceID, NULL, 37, 0);
   if (bDone) {
     lpActivity->cChangedByPIM = u'1';
     lpActivity->cCheckVersion = u'0';
@@ -1247,8 +1251,7 @@ BOOL ApplyElement(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, BOOL bEx
 }
 
 // Applies one put record in a transaction of its own; answers its result element into lpBody.
-int ApplyPut(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, int nRequest, int nIndex,
-             LPB90CA701_TEXT lpBody) {
+int ApplyPut(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, int nRequest, int nIndex, LPB90CA701_TEXT lpBody) {
   JCHAR szId[40] = {0};
   int nResult = RESULT_FAILED;
   const int nRead = ReadText(hElement, u"uid", szId, 36);
@@ -1269,9 +1272,9 @@ int ApplyPut(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, int nRequest,
       bForeign = FALSE;
     }
     // The client's change of a version it does not hold: changed on the server since it had it.
-    const BOOL bChanged = nExists == 1 && !bForeign && (nRequest == PUT_MODIFY || nRequest == PUT_DELETE) &&
-                          (vyrUTime_IsNull(&stored.utPIMTimestamp) ||
-                           vyrUTime_Compare(&stored.utPIMTimestamp, &stored.utUpdateTime) < 0);
+    const BOOL bChanged =
+        nExists == 1 && !bForeign && (nRequest == PUT_MODIFY || nRequest == PUT_DELETE) &&
+        (vyrUTime_IsNull(&stored.utPIMTimestamp) || vyrUTime_Compare(&stored.utPIMTimestamp, &stored.utUpdateTime) < 0);
     BOOL bDone = FALSE;
     if (nExists < 0 || bForeign) {
       bDone = FALSE;
@@ -1285,9 +1288,9 @@ int ApplyPut(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, int nRequest,
     }
     if (EndWrites(lpContext, bDone)) nResult = RESULT_WRITTEN;
   }
-  const JCHAR *lpszEvent = nRequest == PUT_NEW                                          ? u"New"
+  const JCHAR *lpszEvent = nRequest == PUT_NEW                                     ? u"New"
                            : nRequest == PUT_DELETE || nRequest == PUT_HARD_DELETE ? u"Delete"
-                                                                                         : u"Modify";
+                                                                                   : u"Modify";
   JCHAR szIndex[16];
   vyrSprintf(szIndex, u"%d", nIndex);
   BOOL bWritten = TextAppend(lpBody, u"<") && TextAppend(lpBody, lpContext->szRecordName) &&
@@ -1298,7 +1301,8 @@ int ApplyPut(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement, int nRequest,
                TextAttribute(lpBody, u"resultSystemMessage", u"Failure") &&
                TextAttribute(lpBody, u"resultUserMessage",
                              nResult == RESULT_CHANGED ? B90CA701_CHANGED_DURING_SYNC : B90CA701_FAILED_TO_CHANGE);
-  bWritten = bWritten && TextAttribute(lpBody, u"syncAnchor", lpContext->sync.szSyncAnchor) && TextAppend(lpBody, u"/>");
+  bWritten =
+      bWritten && TextAttribute(lpBody, u"syncAnchor", lpContext->sync.szSyncAnchor) && TextAppend(lpBody, u"/>");
   return bWritten ? nResult : -1;
 }
 
@@ -1311,10 +1315,14 @@ int ReadRequestedEvent(LPB90CA701_CONTEXT lpContext, XRCS_hElement hElement) {
     return PUT_REFUSED;
   }
   int nRequest = PUT_REFUSED;
-  if (nRead == 1 && vyrStrcmp(szEvent, u"Modify") == 0) nRequest = PUT_MODIFY;
-  else if (nRead == 1 && vyrStrcmp(szEvent, u"Delete") == 0) nRequest = PUT_DELETE;
-  else if (nRead == 1 && vyrStrcmp(szEvent, u"HardDelete") == 0) nRequest = PUT_HARD_DELETE;
-  else DebugTraceFn(u"B90CA701: unknown requestedEvent type");
+  if (nRead == 1 && vyrStrcmp(szEvent, u"Modify") == 0)
+    nRequest = PUT_MODIFY;
+  else if (nRead == 1 && vyrStrcmp(szEvent, u"Delete") == 0)
+    nRequest = PUT_DELETE;
+  else if (nRead == 1 && vyrStrcmp(szEvent, u"HardDelete") == 0)
+    nRequest = PUT_HARD_DELETE;
+  else
+    DebugTraceFn(u"B90CA701: unknown requestedEvent type");
   if (nRequest == PUT_MODIFY && lpContext->nCommand == B90CA701_PUTDELETED) {
     DebugTraceFn(u"B90CA701_putModified: modification type request not recognized");
     return PUT_REFUSED;
@@ -1330,7 +1338,8 @@ ID ApplyPuts(LPB90CA701_CONTEXT lpContext) {
   B90CA701_PUTINFO info;
   if (!B90CA701_getPutInformation(lpContext, &info)) {
     if (lpContext->nCommand != B90CA701_PUTNEW)
-      DebugTraceFn(u"B90CA701_putModified: cannot parse XML request information - returning with no modifications made");
+      DebugTraceFn(
+          u"B90CA701_putModified: cannot parse XML request information - returning with no modifications made");
     return ER_ERROR;
   }
   CurrentAnchor(lpContext);

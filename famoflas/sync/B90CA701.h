@@ -224,12 +224,12 @@ typedef struct tagB90CA701_CONTEXT {
   LPVOID lpVoid;
   int nCommand;
   BOOL bTasks;
-  JCHAR szRecordName[5];                                         /* "APPT" or "TASK" */
-  JCHAR szKeyText[SYNC_USERNAME_SIZE + SYNC_APPDATATYPE_SIZE];  /* "USER:appDataType" */
-  ID idHUser;         /* sync.hUser parked for the companions */
-  HUSER hWrites;      /* the call's transaction (commit mode 1), opened on first use */
+  JCHAR szRecordName[5];                                       /* "APPT" or "TASK" */
+  JCHAR szKeyText[SYNC_USERNAME_SIZE + SYNC_APPDATATYPE_SIZE]; /* "USER:appDataType" */
+  ID idHUser;                                                  /* sync.hUser parked for the companions */
+  HUSER hWrites; /* the call's transaction (commit mode 1), opened on first use */
   ID idWrites;
-  BOOL bRunOpen;      /* the state cache holds the run's state */
+  BOOL bRunOpen; /* the state cache holds the run's state */
   B90CA701_STATE state;
   MATH_NUMERIC mnAddressNumber;
   HREQUEST hExclusions; /* F01331 read for the records written, opened on first use */
@@ -252,8 +252,7 @@ FAMOFLAS_INTERNAL int B90CA701_InitActivityInfo(LPB90CA701_CONTEXT lpContext);
 /* Opens (creating when new) the data and state caches of the key text: 1, or 0. */
 FAMOFLAS_INTERNAL int B90CA701_InitCache(LPB90CA701_CONTEXT lpContext);
 /* Reads "GETINFO" (first child of the root) with the attributes nNeeded names: 1, or 0 traced and raised. */
-FAMOFLAS_INTERNAL int B90CA701_getGetInformation(LPB90CA701_CONTEXT lpContext, LPB90CA701_GETINFO lpInfo,
-                                                 int nNeeded);
+FAMOFLAS_INTERNAL int B90CA701_getGetInformation(LPB90CA701_CONTEXT lpContext, LPB90CA701_GETINFO lpInfo, int nNeeded);
 /* Reads "PUTINFO": "numRecsToWrite" and exactly that many child elements: 1, or 0 traced and raised. */
 FAMOFLAS_INTERNAL int B90CA701_getPutInformation(LPB90CA701_CONTEXT lpContext, LPB90CA701_PUTINFO lpInfo);
 FAMOFLAS_INTERNAL void B90CA701_freePutInformation(LPB90CA701_PUTINFO lpInfo);
@@ -295,8 +294,7 @@ FAMOFLAS_INTERNAL int B90CA701_GetRecurrenceXML(LPB90CA701_CONTEXT lpContext, LP
  * "No" written then, as for an activity without an alarm).
  */
 FAMOFLAS_INTERNAL int B90CA701_encodePIMAlarmValues(LPB90CA701_CONTEXT lpContext, const DSACTIVITY *lpActivity,
-                                                    JCHAR *lpszAlarmDate, JCHAR *lpszAlarmTime,
-                                                    JCHAR *lpszAlarmFlag);
+                                                    JCHAR *lpszAlarmDate, JCHAR *lpszAlarmTime, JCHAR *lpszAlarmFlag);
 /*
  * The client's alarm (each text may be NULL: not sent) into the activity's
  * lead time, increment and flag, against its start as already read: 1, or 0

@@ -50,17 +50,15 @@
 #define FAMOFLAS_DS_WIDTH_POINTER(width) 1
 
 #define FAMOFLAS_DS_FIELD(S, kind, name, width) FAMOFLAS_DS_CTYPE_##kind(name, width)
-#define FAMOFLAS_DS_TEMPLATE_MEMBER(S, kind, name, width)                                      \
+#define FAMOFLAS_DS_TEMPLATE_MEMBER(S, kind, name, width)                                         \
   {#name, VYR_DSK_##kind, (uint32_t)FAMOFLAS_DS_WIDTH_##kind(width), (uint32_t)offsetof(S, name), \
    (uint32_t)sizeof(((S *)0)->name)},
 
-#define FAMOFLAS_DS(S, MEMBERS)                                                    \
-  /* NOLINTNEXTLINE(bugprone-macro-parentheses): S is the type being declared */   \
-  _Pragma("pack(push, 1)") typedef struct tag##S{MEMBERS(FAMOFLAS_DS_FIELD, S)} S, \
-      *LP##S;                                                                      \
-  _Pragma("pack(pop)") inline const DSTMPL_MEMBER S##_members[] = {                \
-      MEMBERS(FAMOFLAS_DS_TEMPLATE_MEMBER, S)};                                    \
-  inline const DSTMPL S##_template = {                                             \
-      #S, (uint32_t)sizeof(S), (uint32_t)(sizeof(S##_members) / sizeof(S##_members[0])), S##_members};
+#define FAMOFLAS_DS(S, MEMBERS)                                                                              \
+  /* NOLINTNEXTLINE(bugprone-macro-parentheses): S is the type being declared */                             \
+  _Pragma("pack(push, 1)") typedef struct tag##S { MEMBERS(FAMOFLAS_DS_FIELD, S) } S, *LP##S;                \
+  _Pragma("pack(pop)") inline const DSTMPL_MEMBER S##_members[] = {MEMBERS(FAMOFLAS_DS_TEMPLATE_MEMBER, S)}; \
+  inline const DSTMPL S##_template = {#S, (uint32_t)sizeof(S),                                               \
+                                      (uint32_t)(sizeof(S##_members) / sizeof(S##_members[0])), S##_members};
 
 #endif /* FAMOFLAS_DSDESC_H */

@@ -39,8 +39,7 @@ const int kExponentCell = 3;
 const int kPendingCells = 3;
 
 void SetErrorId(LPDSD0000500 lpDS, const JCHAR *lpszErrorId) {
-  vyrStrcpyFillAndTerminate(lpDS->szErrorMessageId, lpszErrorId,
-                            sizeof(lpDS->szErrorMessageId) / sizeof(JCHAR), 0);
+  vyrStrcpyFillAndTerminate(lpDS->szErrorMessageId, lpszErrorId, sizeof(lpDS->szErrorMessageId) / sizeof(JCHAR), 0);
 }
 
 // Writes a double with nine decimals, as "%.12f" less its last three digits
@@ -105,8 +104,7 @@ FAMOFLAS_BSFN ID AlgebraicExpressionCalculate(LPBHVRCOM lpBhvrCom, LPVOID lpVoid
   if (lpBhvrCom == NULL || lpVoid == NULL) {
     SetErrorId(lpDS, u"4363");
     ZeroMathNumeric(&lpDS->mnCalculatedValue);
-    if (lpDS->cSuppressErrorMessage != u'1')
-      vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4363", NULL, kSource, __LINE__);
+    if (lpDS->cSuppressErrorMessage != u'1') vyrErrorSetEx(lpBhvrCom, lpVoid, 0, u"4363", NULL, kSource, __LINE__);
     return ER_ERROR;
   }
   if (lpDS->szAlgebraicExpression[0] == 0) {
@@ -203,8 +201,7 @@ FAMOFLAS_INTERNAL JCHAR I0000500_TrigMode(const JCHAR *lpszText) {
   return u'0';
 }
 
-FAMOFLAS_INTERNAL int I0000500_CalBracketTrig(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText,
-                                              BOOL bDecimalComma) {
+FAMOFLAS_INTERNAL int I0000500_CalBracketTrig(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText, BOOL bDecimalComma) {
   if (lpszText == NULL) return 0;
   JCHAR szGroup[I0000500_TEXT_SIZE];
   JCHAR *lpFirst = vyrStrchr(lpszText, u'(');
@@ -247,10 +244,18 @@ FAMOFLAS_INTERNAL int I0000500_Trigonometry(JCHAR *lpszNumber, JCHAR cCode, BOOL
   I0000500_String2Double(lpszNumber, &dArgument, bDecimalComma);
   double dResult = 0.0;
   switch (cCode) {
-    case u'1': dResult = cos(dArgument); break;
-    case u'2': dResult = sin(dArgument); break;
-    case u'3': dResult = tan(dArgument); break;
-    case u'4': dResult = atan(dArgument); break;
+    case u'1':
+      dResult = cos(dArgument);
+      break;
+    case u'2':
+      dResult = sin(dArgument);
+      break;
+    case u'3':
+      dResult = tan(dArgument);
+      break;
+    case u'4':
+      dResult = atan(dArgument);
+      break;
     case u'5':
       if (!(dArgument > 0.0)) return 0;
       dResult = log(dArgument);
@@ -259,22 +264,28 @@ FAMOFLAS_INTERNAL int I0000500_Trigonometry(JCHAR *lpszNumber, JCHAR cCode, BOOL
       if (!(dArgument > 0.0)) return 0;
       dResult = log10(dArgument);
       break;
-    case u'7': dResult = TruncateToInt32(dArgument); break;
-    case u'8': dResult = dArgument * -1.0; break;
+    case u'7':
+      dResult = TruncateToInt32(dArgument);
+      break;
+    case u'8':
+      dResult = dArgument * -1.0;
+      break;
     case u'9':
       if (dArgument < 0.0) return 0;
       dResult = sqrt(dArgument);
       break;
-    case u'|': dResult = fabs(dArgument); break;
-    default: return 0;
+    case u'|':
+      dResult = fabs(dArgument);
+      break;
+    default:
+      return 0;
   }
   return WriteNineDecimals(lpszNumber, I0000500_TEXT_SIZE, dResult, bDecimalComma);
 }
 
 // Two levels of precedence over + and -, all left to right: cells 0-2 hold
 // pending operands, the fourth cell an exponent.
-FAMOFLAS_INTERNAL int I0000500_CalcString(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText,
-                                          BOOL bDecimalComma) {
+FAMOFLAS_INTERNAL int I0000500_CalcString(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText, BOOL bDecimalComma) {
   if (lpszText == NULL) return 0;
   MATH_NUMERIC amnCell[kExponentCell + 1];
   for (MATH_NUMERIC &mnCell : amnCell) ZeroMathNumeric(&mnCell);
@@ -365,8 +376,7 @@ FAMOFLAS_INTERNAL int I0000500_MultiplyDivide(LPMATH_NUMERIC lpLeft, MATH_NUMERI
   }
 }
 
-FAMOFLAS_INTERNAL int I0000500_GetNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText,
-                                         LPMATH_NUMERIC lpValue) {
+FAMOFLAS_INTERNAL int I0000500_GetNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText, LPMATH_NUMERIC lpValue) {
   if (lpszText == NULL || lpValue == NULL) return 0;
   if (lpszText[0] == u'+') lpszText[0] = u' ';
   const JCHAR *lpDigit = vyrStrpbrk(lpszText, kDigits);
@@ -386,8 +396,8 @@ FAMOFLAS_INTERNAL int I0000500_GetNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCH
   memcpy(dsRevise.szNumericString, lpszText, nConsumed * sizeof(JCHAR));
   dsRevise.cRevisionMode = u'1';
   dsRevise.cEitherMarkIsDecimal = u'Y';
-  if (vyrCallObject(u"ReviseDecimalSeparatorInString", NULL, lpBhvrCom, lpVoid, &dsRevise, NULL, 0, NULL, 0,
-                    0) == ER_ERROR)
+  if (vyrCallObject(u"ReviseDecimalSeparatorInString", NULL, lpBhvrCom, lpVoid, &dsRevise, NULL, 0, NULL, 0, 0) ==
+      ER_ERROR)
     return 0;
   dsRevise.szNumericString[DSREVISEDECSEP_STRING_LENGTH] = 0;
 

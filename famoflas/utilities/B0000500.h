@@ -39,10 +39,10 @@
  * caller can hand it to vyrErrorSetEx unchanged. The evaluator writes
  * four-character ids or the three-blank success marker.
  */
-#define DSD0000500_MEMBERS(M, S)                                      \
-  M(S, STRING, szAlgebraicExpression, B0000500_EXPRESSION_LENGTH)     \
-  M(S, MATH, mnCalculatedValue, 0)                                    \
-  M(S, CHAR, cSuppressErrorMessage, 0)                                \
+#define DSD0000500_MEMBERS(M, S)                                  \
+  M(S, STRING, szAlgebraicExpression, B0000500_EXPRESSION_LENGTH) \
+  M(S, MATH, mnCalculatedValue, 0)                                \
+  M(S, CHAR, cSuppressErrorMessage, 0)                            \
   M(S, STRING, szErrorMessageId, 10)
 FAMOFLAS_DS(DSD0000500, DSD0000500_MEMBERS)
 
@@ -63,19 +63,16 @@ FAMOFLAS_INTERNAL int I0000500_InspectCharacters(JCHAR *lpszText);
 /* Code character of the function named at lpszText ("COS(" -> '1' ... "ABS(" -> '|'), '0' when none. */
 FAMOFLAS_INTERNAL JCHAR I0000500_TrigMode(const JCHAR *lpszText);
 /* Evaluates the parenthesised groups innermost first until no parenthesis is left. */
-FAMOFLAS_INTERNAL int I0000500_CalBracketTrig(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText,
-                                              BOOL bDecimalComma);
+FAMOFLAS_INTERNAL int I0000500_CalBracketTrig(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText, BOOL bDecimalComma);
 /* Replaces the number text by the value of function cCode, with nine decimals. */
 FAMOFLAS_INTERNAL int I0000500_Trigonometry(JCHAR *lpszNumber, JCHAR cCode, BOOL bDecimalComma);
 /* Evaluates a flat expression and writes its value (FormatMathNumeric) over the text. */
-FAMOFLAS_INTERNAL int I0000500_CalcString(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText,
-                                          BOOL bDecimalComma);
+FAMOFLAS_INTERNAL int I0000500_CalcString(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText, BOOL bDecimalComma);
 /* *lpLeft = *lpLeft op mnRight for op '*', '/' or '^'. */
 FAMOFLAS_INTERNAL int I0000500_MultiplyDivide(LPMATH_NUMERIC lpLeft, MATH_NUMERIC mnRight, JCHAR cOperator,
                                               BOOL bDecimalComma);
 /* Reads one operand; returns the characters consumed, 0 on failure. */
-FAMOFLAS_INTERNAL int I0000500_GetNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText,
-                                         LPMATH_NUMERIC lpValue);
+FAMOFLAS_INTERNAL int I0000500_GetNumber(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, JCHAR *lpszText, LPMATH_NUMERIC lpValue);
 /* Number text to double; in decimal-comma mode it swaps the separators in the text first. */
 FAMOFLAS_INTERNAL void I0000500_String2Double(JCHAR *lpszText, double *lpdValue, BOOL bDecimalComma);
 /* Cuts (never rounds) a value to at most nine decimals. */

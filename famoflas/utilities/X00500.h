@@ -17,8 +17,8 @@
 /* Amounts of this many digits or more are written as digits. */
 #define X00500_MAX_SPELLED_DIGITS 12
 
-#define DSDX00500_MEMBERS(M, S)  \
-  M(S, MATH, mnAmount, 0)        \
+#define DSDX00500_MEMBERS(M, S) \
+  M(S, MATH, mnAmount, 0)       \
   M(S, STRING, szAmountInWords, X00500_WORDS_LENGTH)
 FAMOFLAS_DS(DSDX00500, DSDX00500_MEMBERS)
 
@@ -70,8 +70,8 @@ static inline void X00500_FillAmountInWords(LPDSDX00500 lpDS, X00500_SPELLER lpf
   int nDecimals = lpDS->mnAmount.nDecimalPosition;
   if (nDecimals < 0) nDecimals = 0;
   if (nDecimals > MAXLEN_MATH_NUMERIC) nDecimals = MAXLEN_MATH_NUMERIC;
-  const bool bSpell = nDigits > 0 && nDigits < X00500_MAX_SPELLED_DIGITS &&
-                      vyrStrspn(szDigits, u"0123456789") == (size_t)nDigits;
+  const bool bSpell =
+      nDigits > 0 && nDigits < X00500_MAX_SPELLED_DIGITS && vyrStrspn(szDigits, u"0123456789") == (size_t)nDigits;
 
   if (!bSpell) {
     X00500_WriteFormatted(szWords, &lpDS->mnAmount);

@@ -62,9 +62,9 @@ void traceUnknown(const char *what, void *block, const char *file, int line) {
   JCHAR text[512];
   JCHAR name[256];
   vyrToUnicode(name, file ? file : "?", sizeof name / sizeof *name);
-  const int n = vyrSnprintf(text, sizeof text / sizeof *text,
-                            u"%s: block %p was not allocated here or is already freed (%ls:%d)",
-                            what, block, name, line);
+  const int n =
+      vyrSnprintf(text, sizeof text / sizeof *text, u"%s: block %p was not allocated here or is already freed (%ls:%d)",
+                  what, block, name, line);
   if (n >= 0) vyr::writeTraceLine(text);
 }
 
@@ -78,8 +78,7 @@ VYR_EXPORT void *vyrMallocInternal(size_t nSize, const char *szFile, int nLine) 
 VYR_EXPORT void *vyrCallocInternal(size_t nCount, size_t nSize, const char *szFile, int nLine) {
   const bool empty = nCount == 0 || nSize == 0;
   if (!empty && nCount > SIZE_MAX / nSize) return nullptr;
-  return track(empty ? std::calloc(1, 1) : std::calloc(nCount, nSize), nCount * nSize, szFile,
-               nLine);
+  return track(empty ? std::calloc(1, 1) : std::calloc(nCount, nSize), nCount * nSize, szFile, nLine);
 }
 
 // A null block allocates; size 0 frees and returns null. The registry lock is
@@ -150,21 +149,17 @@ VYR_EXPORT size_t vyrMemoryReport(void) {
   try {
     std::lock_guard<std::mutex> guard(r.lock);
     live.reserve(r.blocks.size());
-    for (const auto &[block, info] : r.blocks)
-      live.push_back({info.file, info.line, info.size, block});
+    for (const auto &[block, info] : r.blocks) live.push_back({info.file, info.line, info.size, block});
   } catch (...) {
     return 0;
   }
   std::sort(live.begin(), live.end(), [](const Live &a, const Live &b) {
-    return *a.file != *b.file ? *a.file < *b.file
-           : a.line != b.line ? a.line < b.line
-                              : a.block < b.block;
+    return *a.file != *b.file ? *a.file < *b.file : a.line != b.line ? a.line < b.line : a.block < b.block;
   });
   for (const Live &block : live) {
     JCHAR name[256];
     vyrToUnicode(name, block.file->c_str(), sizeof name / sizeof *name);
-    DebugTraceFn(u"Memory not freed: %ls:%d, %zu bytes at %p", name, block.line, block.size,
-                 block.block);
+    DebugTraceFn(u"Memory not freed: %ls:%d, %zu bytes at %p", name, block.line, block.size, block.block);
   }
   return live.size();
 }

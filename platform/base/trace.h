@@ -28,4 +28,4 @@ void writeTraceLine(std::u16string_view line) noexcept;
 // can skip formatting text nobody reads.
 bool traceEnabled() noexcept;
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API

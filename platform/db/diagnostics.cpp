@@ -6,8 +6,8 @@
 #include "db/layer.h"
 #include "db/values.h"
 #include "runtime/context.h"
-#include "vyrl.h"
 #include "vyrbhvr.h"
+#include "vyrl.h"
 
 namespace vyr::db {
 
@@ -38,9 +38,13 @@ void raiseDatabaseError(LPBHVRCOM context, DatabaseFailure failure, std::u16stri
   vyrErrorSetEx(context, userEnvironment(context), 0, kIds[static_cast<int>(failure)], text, "vyrdb", 0);
   // A database that is gone, silent or cannot keep a commit is no answer of
   // the business function: the call could not be carried out.
-  static constexpr const char *kPlatform[] = {"the database cannot be opened", "the database connection was lost",
-                                              "a database statement timed out", nullptr, nullptr,
-                                              "a database commit failed", nullptr};
+  static constexpr const char *kPlatform[] = {"the database cannot be opened",
+                                              "the database connection was lost",
+                                              "a database statement timed out",
+                                              nullptr,
+                                              nullptr,
+                                              "a database commit failed",
+                                              nullptr};
   if (const char *what = kPlatform[static_cast<int>(failure)]) {
     try {
       notePlatformFailure(context, std::string(what) + " (" + toUtf8(detail) + ")");

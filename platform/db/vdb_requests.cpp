@@ -1103,9 +1103,8 @@ ID checkRecordSize(HREQUEST hRequest, ID idIndex, size_t size) {
   }
   request.layoutRefused = true;
   a.fail("key record of " + std::to_string(size) + " bytes does not end at a key field of index " +
-         std::to_string(idIndex) + " of " + nameText(table) + " (all " +
-         std::to_string(index->columns.size()) + " fields: " +
-         std::to_string(keyOffset(table, *index, index->columns.size())) + " bytes)");
+         std::to_string(idIndex) + " of " + nameText(table) + " (all " + std::to_string(index->columns.size()) +
+         " fields: " + std::to_string(keyOffset(table, *index, index->columns.size())) + " bytes)");
   return kFailure;
 }
 

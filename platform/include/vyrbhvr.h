@@ -57,9 +57,9 @@ VYR_EXPORT BOOL vyrErrorGetNextDDItemNameInfoEx(LPBHVRCOM lpBhvrCom, LPVOID lpVo
  * An unknown name sets error "BSFNNF" (substitution: the name), writes a trace
  * line and returns ER_ERROR. The last three arguments are reserved (0).
  */
-VYR_EXPORT ID vyrCallObject(const JCHAR *lpszFunctionName, LPBSFN lpfnEntry, LPBHVRCOM lpBhvrCom,
-                            LPVOID lpVoid, LPVOID lpDS, const CallMapEntry *lpMap, ID nMapEntries,
-                            LPVOID lpReserved, ID idReserved1, ID idReserved2);
+VYR_EXPORT ID vyrCallObject(const JCHAR *lpszFunctionName, LPBSFN lpfnEntry, LPBHVRCOM lpBhvrCom, LPVOID lpVoid,
+                            LPVOID lpDS, const CallMapEntry *lpMap, ID nMapEntries, LPVOID lpReserved, ID idReserved1,
+                            ID idReserved2);
 
 /* The return-code slot of the calling event rule. */
 VYR_EXPORT void vyrSetEventRuleReturnCode(LPBHVRCOM lpBhvrCom, ID idReturnCode);
@@ -80,11 +80,9 @@ VYR_EXPORT HENV vyrGetBhvrEnvironment(LPBHVRCOM lpBhvrCom);
  */
 VYR_EXPORT ID vyrGetUserInfo(LPBHVRCOM lpBhvrCom, const JCHAR *lpszItem, JCHAR *lpszOut, size_t nSize);
 /* System constants, e.g. "NNO" (next-number method). */
-VYR_EXPORT ID vyrGetSystemConstantValues(LPBHVRCOM lpBhvrCom, const JCHAR *lpszConstant, JCHAR *lpszOut,
-                                         size_t nSize);
+VYR_EXPORT ID vyrGetSystemConstantValues(LPBHVRCOM lpBhvrCom, const JCHAR *lpszConstant, JCHAR *lpszOut, size_t nSize);
 /* Environment values by key: "CRMMSL", "TAXPLUGIN" (path of the tax-interface library). */
-VYR_EXPORT ID vyrGetEnvironmentValue(LPBHVRCOM lpBhvrCom, const JCHAR *lpszKey, JCHAR *lpszOut,
-                                     size_t nSize);
+VYR_EXPORT ID vyrGetEnvironmentValue(LPBHVRCOM lpBhvrCom, const JCHAR *lpszKey, JCHAR *lpszOut, size_t nSize);
 /* The installation's domestic currency code. */
 VYR_EXPORT ID vyrGetCurrencyCode(LPBHVRCOM lpBhvrCom, JCHAR *lpszOut, size_t nSize);
 /* Client type of the current context: 1 connected, 2 disconnected (mobile). */
@@ -101,8 +99,8 @@ VYR_EXPORT ID vyrUniqueId(void);
 /* ---- Data dictionary ------------------------------------------------------ */
 
 typedef struct tagDDITEM {
-  JCHAR szDict[11];          /* the item's name */
-  JCHAR szDefaultValue[41];  /* its default value */
+  JCHAR szDict[11];         /* the item's name */
+  JCHAR szDefaultValue[41]; /* its default value */
   JCHAR szDescription[41];
 } DDITEM, *LPDDITEM;
 

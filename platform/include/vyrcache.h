@@ -50,8 +50,7 @@ typedef struct tagVYRCACHE_INDEX {
  * Opens the cache of that name, creating it with the index when it does not
  * exist; an existing cache keeps its own indexes. hUser may be null.
  */
-VYR_EXPORT ID vyrCacheInit(HUSER hUser, HCACHE *lphCache, const JCHAR *lpszCacheName,
-                           const VYRCACHE_INDEX *lpIndex);
+VYR_EXPORT ID vyrCacheInit(HUSER hUser, HCACHE *lphCache, const JCHAR *lpszCacheName, const VYRCACHE_INDEX *lpIndex);
 /* The same with nIndexes indexes (numbered from 1; index 1 is current after opening). */
 VYR_EXPORT ID vyrCacheInitMultipleIndex(HUSER hUser, HCACHE *lphCache, const JCHAR *lpszCacheName,
                                         const VYRCACHE_INDEX *lpIndexes, int nIndexes);
@@ -64,8 +63,7 @@ VYR_EXPORT ID vyrCacheSetIndex(HCACHE hCache, int nIndex);
  */
 VYR_EXPORT ID vyrCacheAdd(HCACHE hCache, const void *lpRecord, size_t nRecordSize);
 /* The first record whose first nKeys segments of the current index equal the key's. */
-VYR_EXPORT ID vyrCacheFetch(HCACHE hCache, const void *lpKey, int nKeys, void *lpRecord,
-                            size_t nRecordSize);
+VYR_EXPORT ID vyrCacheFetch(HCACHE hCache, const void *lpKey, int nKeys, void *lpRecord, size_t nRecordSize);
 /* Replaces the record with the same full key of the current index. */
 VYR_EXPORT ID vyrCacheUpdate(HCACHE hCache, const void *lpRecord, size_t nRecordSize);
 VYR_EXPORT ID vyrCacheDeleteAll(HCACHE hCache);
@@ -84,8 +82,8 @@ VYR_EXPORT ID vyrCacheOpenCursorX(HCACHE hCache, HCUR *lphCursor, const char *sz
  * the record after the cursor's position (the first one after opening or a
  * reset). VYRCACHE_NOT_FOUND at the end.
  */
-VYR_EXPORT ID vyrCacheFetchPosition(HCACHE hCache, HCUR hCursor, const void *lpKey, int nKeys,
-                                    void *lpRecord, size_t nRecordSize);
+VYR_EXPORT ID vyrCacheFetchPosition(HCACHE hCache, HCUR hCursor, const void *lpKey, int nKeys, void *lpRecord,
+                                    size_t nRecordSize);
 /* Deletes the record the cursor last fetched; the next fetch returns the one after it. */
 VYR_EXPORT ID vyrCacheDelete(HCACHE hCache, HCUR hCursor);
 VYR_EXPORT ID vyrCacheResetCursor(HCACHE hCache, HCUR hCursor);

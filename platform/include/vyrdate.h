@@ -61,9 +61,11 @@ VYR_EXPORT BOOL IsLeapYear(short nYear);
 VYR_EXPORT int NumberOfDays(short nMonth, short nYear);
 /* Serial day number: days since 1900-01-01 (which is 0); 0 for the null date. */
 VYR_EXPORT long CalcN(const VYRDATE *lpDate);
-/* Display text through a mask (see above); at most 40 JCHAR plus terminator; "" for the null date. Returns the count. */
+/* Display text through a mask (see above); at most 40 JCHAR plus terminator; "" for the null date. Returns the count.
+ */
 VYR_EXPORT int FormatDate(JCHAR *lpszOut, const VYRDATE *lpDate, const JCHAR *lpszMask);
-/* Reads display text through a mask; 0 when read, 1 when not (lpDate is then null). Blank text gives the null date and 0. */
+/* Reads display text through a mask; 0 when read, 1 when not (lpDate is then null). Blank text gives the null date and
+ * 0. */
 VYR_EXPORT int DeformatDate(LPVYRDATE lpDate, const JCHAR *lpszText, const JCHAR *lpszMask);
 
 /* ---- UTIME -------------------------------------------------------------- */
@@ -76,11 +78,11 @@ VYR_EXPORT BOOL vyrUTime_IsValid(const UTIME *lpTime);
 /* The current time (microsecond resolution), shown in UTC. */
 VYR_EXPORT int vyrUTime_SetToNow(LPUTIME lpTime);
 /* Calendar fields in the given zone (null: the display zone); null outputs are skipped. */
-VYR_EXPORT int vyrUTime_Get(const UTIME *lpTime, short *lpnYear, short *lpnMonth, short *lpnDay,
-                            short *lpnHour, short *lpnMinute, short *lpnSecond, const JCHAR *lpszZone);
+VYR_EXPORT int vyrUTime_Get(const UTIME *lpTime, short *lpnYear, short *lpnMonth, short *lpnDay, short *lpnHour,
+                            short *lpnMinute, short *lpnSecond, const JCHAR *lpszZone);
 /* Sets from calendar fields (years 1-9999) read in the given zone (null: UTC), also the display zone. */
-VYR_EXPORT int vyrUTime_Set(LPUTIME lpTime, short nYear, short nMonth, short nDay, short nHour,
-                            short nMinute, short nSecond, const JCHAR *lpszZone);
+VYR_EXPORT int vyrUTime_Set(LPUTIME lpTime, short nYear, short nMonth, short nDay, short nHour, short nMinute,
+                            short nSecond, const JCHAR *lpszZone);
 /* -1, 0 or 1 by instant; null sorts before every value. */
 VYR_EXPORT int vyrUTime_Compare(const UTIME *lpTime1, const UTIME *lpTime2);
 /*

@@ -63,7 +63,8 @@ typedef JCHAR NID[11];
 
 /* ---- Behaviour and user handles ------------------------------------------- */
 
-/* A behaviour handle on the context's environment; each statement commits on its own. Pass (lpBhvrCom, &hUser, NULL, 0). */
+/* A behaviour handle on the context's environment; each statement commits on its own. Pass (lpBhvrCom, &hUser, NULL,
+ * 0). */
 VYR_EXPORT ID VDB_InitBhvr(LPBHVRCOM lpBhvrCom, HUSER *lphUser, const JCHAR *lpszReserved, int nReserved);
 /* Closes every request still open under the handle, then frees it. */
 VYR_EXPORT ID VDB_FreeBhvr(HUSER hUser);
@@ -108,8 +109,8 @@ VYR_EXPORT ID VDB_GetEnvironment(HENV hEnv, JCHAR *lpszName, size_t nSize);
  * Opens a request on a table. idIndex is the index fetches use by default (0: index 1);
  * lpColumns lists nColumns columns (null / 0: all). Pass NULL for lpszReserved.
  */
-VYR_EXPORT ID VDB_OpenTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns,
-                            ID nColumns, const JCHAR *lpszReserved, HREQUEST *lphRequest);
+VYR_EXPORT ID VDB_OpenTable(HUSER hUser, const JCHAR *lpszTable, ID idIndex, const NID *lpColumns, ID nColumns,
+                            const JCHAR *lpszReserved, HREQUEST *lphRequest);
 VYR_EXPORT ID VDB_CloseTable(HREQUEST hRequest);
 
 /*
@@ -117,8 +118,7 @@ VYR_EXPORT ID VDB_CloseTable(HREQUEST hRequest);
  * request's index) equal the key, among rows the selection admits. 1 = found,
  * VDB_NOT_FOUND = no such row. nKeys 0 or a null key: the first row of all.
  */
-VYR_EXPORT ID VDB_FetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow,
-                             int nReserved);
+VYR_EXPORT ID VDB_FetchKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow, int nReserved);
 /* Starts a scan of the rows matching the key (nKeys 0 or a null key: all rows) and the selection. */
 VYR_EXPORT ID VDB_SelectKeyed(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys);
 /* The next row of the scan; VDB_NOT_FOUND at its end. */
@@ -170,8 +170,7 @@ VYR_EXPORT ID VDB_InsertTable(HREQUEST hRequest, const void *lpRow);
 VYR_EXPORT ID VDB_InsertTableCols(HREQUEST hRequest, const NID *lpColumns, ID nColumns, const void *lpRow);
 /* Writes the request's columns of every row matching the key; 1 when at least one row changed,
    VDB_NOT_FOUND when none matched. */
-VYR_EXPORT ID VDB_UpdateTable(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
-                              const void *lpRow);
+VYR_EXPORT ID VDB_UpdateTable(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, const void *lpRow);
 /* Writes the listed columns of every row matching the key; 0 when at least one row changed, else VDB_FAILED. */
 VYR_EXPORT ID VDB_UpdateTableColsExtended(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
                                           const NID *lpColumns, ID nColumns, const void *lpRow);
@@ -191,8 +190,8 @@ VYR_EXPORT ID VDB_DeleteTable(HREQUEST hRequest, ID idIndex, const void *lpKey, 
  * do not write through a second handle while holding a lock. A handle with
  * commit mode 1 holds its locks until commit or rollback.
  */
-VYR_EXPORT ID VDB_FetchKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys,
-                                      void *lpRow, int nReserved);
+VYR_EXPORT ID VDB_FetchKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys, void *lpRow,
+                                      int nReserved);
 VYR_EXPORT ID VDB_SelectKeyedForUpdate(HREQUEST hRequest, ID idIndex, const void *lpKey, short nKeys);
 VYR_EXPORT ID VDB_FetchForUpdate(HREQUEST hRequest, void *lpRow, int nReserved);
 /* Writes the request's columns of the row last fetched for update. */

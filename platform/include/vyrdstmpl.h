@@ -37,8 +37,8 @@ typedef struct tagDSTMPL_MEMBER {
 } DSTMPL_MEMBER;
 
 typedef struct tagDSTMPL {
-  const char *szName;      /* the data structure's name, e.g. "DSD0000500" */
-  uint32_t nSize;          /* sizeof the packed struct */
+  const char *szName; /* the data structure's name, e.g. "DSD0000500" */
+  uint32_t nSize;     /* sizeof the packed struct */
   uint32_t nMembers;
   const DSTMPL_MEMBER *lpMembers; /* in declaration order; member n is lpMembers[n - 1] */
 } DSTMPL;
@@ -58,8 +58,7 @@ typedef const BSFN_CATALOG_ENTRY *(*LPFNBSFNCATALOG)(size_t *lpnCount);
  * The template of a data structure by its name, from every catalogue the
  * runtime knows. Returns 1 and sets *lppTemplate when found, else 0.
  */
-VYR_EXPORT int VDBRS_GetDSTMPLSpecs(HUSER hUser, const JCHAR *lpszTemplateName,
-                                    const DSTMPL **lppTemplate);
+VYR_EXPORT int VDBRS_GetDSTMPLSpecs(HUSER hUser, const JCHAR *lpszTemplateName, const DSTMPL **lppTemplate);
 
 VYR_END_DECLS
 

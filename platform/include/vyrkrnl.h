@@ -5,14 +5,14 @@
 #ifndef VYRKRNL_H
 #define VYRKRNL_H
 
-#include "vyrtypes.h"
-#include "vyrmath.h"
-#include "vyrdate.h"
 #include "vyrbhvr.h"
-#include "vyrdstmpl.h"
-#include "vyrdb.h"
 #include "vyrcache.h"
-#include "vyrreport.h"
+#include "vyrdate.h"
+#include "vyrdb.h"
+#include "vyrdstmpl.h"
+#include "vyrmath.h"
 #include "vyros.h"
+#include "vyrreport.h"
+#include "vyrtypes.h"
 
 #endif /* VYRKRNL_H */

@@ -18,8 +18,7 @@ VYR_BEGIN_DECLS
  * With cFill 0 the tail is zero-filled. nSize 0 writes nothing; a null source
  * copies as the empty string. Returns lpszDest.
  */
-VYR_EXPORT JCHAR *vyrStrcpyFillAndTerminate(JCHAR *lpszDest, const JCHAR *lpszSrc, size_t nSize,
-                                            JCHAR cFill);
+VYR_EXPORT JCHAR *vyrStrcpyFillAndTerminate(JCHAR *lpszDest, const JCHAR *lpszSrc, size_t nSize, JCHAR cFill);
 /* vyrStrcmp that accepts null on either side; null compares as the empty string. */
 VYR_EXPORT int vyrstrcmpwithnull(const JCHAR *lpsz1, const JCHAR *lpsz2);
 /* vyrStrncmp that accepts null on either side, as vyrstrcmpwithnull. */

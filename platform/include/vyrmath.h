@@ -77,10 +77,8 @@ VYR_EXPORT int FormatMathNumericWithMask(JCHAR *lpszOut, size_t nSize, const MAT
                                          const JCHAR *lpszMask);
 
 VYR_EXPORT ID MathAdd(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft, const MATH_NUMERIC *lpRight);
-VYR_EXPORT ID MathSubtract(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft,
-                           const MATH_NUMERIC *lpRight);
-VYR_EXPORT ID MathMultiply(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft,
-                           const MATH_NUMERIC *lpRight);
+VYR_EXPORT ID MathSubtract(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft, const MATH_NUMERIC *lpRight);
+VYR_EXPORT ID MathMultiply(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft, const MATH_NUMERIC *lpRight);
 /*
  * Quotient of dividend by divisor with nPlaces decimals (0-32; negative: as
  * many as fit in 32 digits). nRound 1 rounds half away from zero at the last
@@ -88,9 +86,8 @@ VYR_EXPORT ID MathMultiply(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft,
  * dividend - quotient * divisor exactly. A zero divisor sets both to zero and
  * returns ER_ERROR.
  */
-VYR_EXPORT ID MathDivide(LPMATH_NUMERIC lpQuotient, LPMATH_NUMERIC lpRemainder,
-                         const MATH_NUMERIC *lpDividend, const MATH_NUMERIC *lpDivisor, int nPlaces,
-                         int nRound);
+VYR_EXPORT ID MathDivide(LPMATH_NUMERIC lpQuotient, LPMATH_NUMERIC lpRemainder, const MATH_NUMERIC *lpDividend,
+                         const MATH_NUMERIC *lpDivisor, int nPlaces, int nRound);
 /* Rounds half away from zero to exactly nPlaces decimals (0-32; padding when it has fewer). */
 VYR_EXPORT ID MathRound(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue, int nPlaces);
 /*
@@ -98,8 +95,7 @@ VYR_EXPORT ID MathRound(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue, in
  * from zero, 2 up (away from zero), 3 half to even. Other rules: ER_ERROR,
  * result unchanged.
  */
-VYR_EXPORT ID MathExecuteRoundingRuleEx(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue,
-                                        int nPlaces, int nRule);
+VYR_EXPORT ID MathExecuteRoundingRuleEx(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue, int nPlaces, int nRule);
 /* Largest integer not above the value; no decimals. */
 VYR_EXPORT ID MathFloor(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue);
 VYR_EXPORT ID MathAbs(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue);

@@ -18,7 +18,8 @@ VYR_BEGIN_DECLS
 typedef struct tagHMODULE *HMODULE; /* a loaded library */
 typedef void (*FARPROC)(void);      /* an entry point; cast to its real type before calling */
 
-/* Loads the shared library at lpszPath (UTF-16). NULL when the path is null or empty or the library cannot be loaded. */
+/* Loads the shared library at lpszPath (UTF-16). NULL when the path is null or empty or the library cannot be loaded.
+ */
 VYR_EXPORT HMODULE LoadLibraryW(const JCHAR *lpszPath);
 /* The exported entry point named lpszName (8-bit text) of a loaded library, NULL when it has none. */
 VYR_EXPORT FARPROC GetProcAddress(HMODULE hModule, const char *lpszName);

@@ -32,15 +32,15 @@
 
 #define VYR_ROW_RECORD(Type, TABLE) \
   VYR_STATIC_ASSERT(sizeof(Type) == VYRROW_##TABLE##_SIZE, #Type " is not a " #TABLE " row of the catalogue")
-#define VYR_ROW_MEMBER(Type, member, TABLE, ALIAS)                 \
+#define VYR_ROW_MEMBER(Type, member, TABLE, ALIAS)                      \
   VYR_STATIC_ASSERT(offsetof(Type, member) == VYROFF_##TABLE##_##ALIAS, \
                     #Type "." #member " is not where the catalogue puts " #TABLE "." #ALIAS)
 #define VYR_KEY_RECORD(Type, TABLE, n) \
   VYR_STATIC_ASSERT(sizeof(Type) == VYRKEY_##TABLE##_##n##_SIZE, #Type " is not the key of " #TABLE " index " #n)
-#define VYR_MEMBER_IS(Type, member, TABLE, ALIAS)                                         \
+#define VYR_MEMBER_IS(Type, member, TABLE, ALIAS)                                    \
   VYR_STATIC_ASSERT(sizeof(((Type *)0)->member) == sizeof(VYRCOL_##TABLE##_##ALIAS), \
                     #Type "." #member " does not have the catalogue's form of " #TABLE "." #ALIAS)
-#define VYR_MEMBERS_ARE(Type, member, TABLE, ALIAS, n)                                          \
+#define VYR_MEMBERS_ARE(Type, member, TABLE, ALIAS, n)                                     \
   VYR_STATIC_ASSERT(sizeof(((Type *)0)->member) == (n) * sizeof(VYRCOL_##TABLE##_##ALIAS), \
                     #Type "." #member " does not hold " #n " columns of the form of " #TABLE "." #ALIAS)
 

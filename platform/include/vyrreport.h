@@ -27,11 +27,11 @@
 VYR_BEGIN_DECLS
 
 /* Widths, terminator included. */
-#define UBE_NAME_SIZE 11          /* report, version and environment names */
-#define UBE_SECTION_NAME_SIZE 41  /* section names */
-#define UBE_TABLE_SIZE 11         /* table names */
-#define UBE_DATA_ITEM_SIZE 11     /* data-item aliases */
-#define UBE_VALUE_SIZE 41         /* comparison values of data selections */
+#define UBE_NAME_SIZE 11         /* report, version and environment names */
+#define UBE_SECTION_NAME_SIZE 41 /* section names */
+#define UBE_TABLE_SIZE 11        /* table names */
+#define UBE_DATA_ITEM_SIZE 11    /* data-item aliases */
+#define UBE_VALUE_SIZE 41        /* comparison values of data selections */
 
 /* Comparisons and connectors of data-selection entries (as table selections). */
 #define UBE_CMP_LT 0
@@ -92,8 +92,8 @@ VYR_EXPORT BOOL ubeReport_StopBatchProcess(HREPORT hReport);
 /* The same, ending in error with lpszMessage (null: no text) in the job's log. */
 VYR_EXPORT BOOL ubeReport_StopBatchProcessWithError(HREPORT hReport, const JCHAR *lpszMessage);
 /* Queues a record (key text) for the subsystem job of report lpszReport, version lpszVersion. */
-VYR_EXPORT BOOL ubeReport_AddSubsystemRecord(HREPORT hReport, const JCHAR *lpszReport,
-                                             const JCHAR *lpszVersion, const JCHAR *lpszKey);
+VYR_EXPORT BOOL ubeReport_AddSubsystemRecord(HREPORT hReport, const JCHAR *lpszReport, const JCHAR *lpszVersion,
+                                             const JCHAR *lpszKey);
 
 /* ---- The current section ---------------------------------------------------- */
 
@@ -106,8 +106,7 @@ VYR_EXPORT BOOL ubeSection_IsBalanceAuditorDefined(HREPORT hReport);
 /* The table (or view) the section reads. */
 VYR_EXPORT BOOL ubeSection_GetTableInfo(HREPORT hReport, JCHAR *lpszTable, size_t nSize);
 /* The data item of sequence item nItem (from 1); FALSE when there is none. */
-VYR_EXPORT BOOL ubeSection_GetDataSequenceItem(HREPORT hReport, int32_t nItem, JCHAR *lpszDataItem,
-                                               size_t nSize);
+VYR_EXPORT BOOL ubeSection_GetDataSequenceItem(HREPORT hReport, int32_t nItem, JCHAR *lpszDataItem, size_t nSize);
 /* Number of level breaks and the id of level nLevel (from 1). */
 VYR_EXPORT BOOL ubeSection_GetNumberLevelBreaks(HREPORT hReport, int32_t *lpnCount);
 VYR_EXPORT BOOL ubeSection_GetLevelNID(HREPORT hReport, int16_t nLevel, int32_t *lpnLevelId);
@@ -119,15 +118,14 @@ VYR_EXPORT BOOL ubeSection_GetLevelNID(HREPORT hReport, int16_t nLevel, int32_t 
  */
 
 /* Sequence item nItem (from 1) of the section; *lpItem is zeroed first. */
-VYR_EXPORT BOOL ubeSection_GetDataSequence(HREPORT hReport, const JCHAR *lpszSection,
-                                           const JCHAR *lpszVersion, int32_t nItem,
-                                           LPUBE_SEQUENCE_ITEM lpItem);
+VYR_EXPORT BOOL ubeSection_GetDataSequence(HREPORT hReport, const JCHAR *lpszSection, const JCHAR *lpszVersion,
+                                           int32_t nItem, LPUBE_SEQUENCE_ITEM lpItem);
 /* Makes the section use its data selection nSelection (from 1; 0 none). */
-VYR_EXPORT BOOL ubeSection_UseDataSelection(HREPORT hReport, const JCHAR *lpszSection,
-                                            const JCHAR *lpszVersion, int32_t nSelection);
+VYR_EXPORT BOOL ubeSection_UseDataSelection(HREPORT hReport, const JCHAR *lpszSection, const JCHAR *lpszVersion,
+                                            int32_t nSelection);
 /* A copy of the data selection the section uses, into *lppSelection (NULL when refused). */
-VYR_EXPORT BOOL ubeSection_GetDataSelection(HREPORT hReport, const JCHAR *lpszSection,
-                                            const JCHAR *lpszVersion, LPUBE_DATA_SELECTION *lppSelection);
+VYR_EXPORT BOOL ubeSection_GetDataSelection(HREPORT hReport, const JCHAR *lpszSection, const JCHAR *lpszVersion,
+                                            LPUBE_DATA_SELECTION *lppSelection);
 /* Gives back a selection from ubeSection_GetDataSelection; NULL does nothing. */
 VYR_EXPORT void ubeSection_FreeDataSelection(LPUBE_DATA_SELECTION lpSelection);
 

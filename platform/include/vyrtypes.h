@@ -19,8 +19,8 @@
 #include <stddef.h>
 #include <stdint.h>
 #ifndef __cplusplus
-#include <uchar.h>
 #include <assert.h>
+#include <uchar.h>
 #endif
 
 #ifdef __cplusplus
@@ -75,19 +75,19 @@ typedef void *LPVOID;
  */
 typedef struct tagMATH_NUMERIC {
   char String[MAXLEN_MATH_NUMERIC + 1];
-  char Sign;                 /* '-' negative; 0 (or anything else) non-negative */
-  unsigned char nLength;     /* number of digits in String */
-  short nDecimalPosition;    /* digits after the decimal point */
-  JCHAR szCurrency[4];       /* currency code, read through vyrMath*CurrencyCode* */
-  short nCurrencyDecimals;   /* decimals of that currency */
-  short nPrecision;          /* digit positions available (MAXLEN_MATH_NUMERIC when set) */
+  char Sign;               /* '-' negative; 0 (or anything else) non-negative */
+  unsigned char nLength;   /* number of digits in String */
+  short nDecimalPosition;  /* digits after the decimal point */
+  JCHAR szCurrency[4];     /* currency code, read through vyrMath*CurrencyCode* */
+  short nCurrencyDecimals; /* decimals of that currency */
+  short nPrecision;        /* digit positions available (MAXLEN_MATH_NUMERIC when set) */
 } MATH_NUMERIC, *LPMATH_NUMERIC;
 
 /* Calendar date; all zero is the null date. */
 typedef struct tagVYRDATE {
-  short nYear;   /* four digits */
-  short nMonth;  /* 1-12 */
-  short nDay;    /* 1-31 */
+  short nYear;  /* four digits */
+  short nMonth; /* 1-12 */
+  short nDay;   /* 1-31 */
 } VYRDATE, *LPVYRDATE;
 
 /*
@@ -125,15 +125,15 @@ static_assert(sizeof(JCHAR) == 2, "JCHAR is one UTF-16 code unit");
 #endif
 
 /* Opaque handles issued by the platform. */
-typedef struct tagBHVRCOM *LPBHVRCOM;       /* behaviour context of a running application */
-typedef struct tagHUSER *HUSER;             /* table behaviour (user) handle */
-typedef struct tagHREQUEST *HREQUEST;       /* request on one open table */
-typedef struct tagHENV *HENV;               /* database environment */
-typedef struct tagHCACHE *HCACHE;           /* named cache */
-typedef struct tagHCURSOR *HCUR;            /* cursor over a cache */
-typedef struct tagLINKLIST *LPLINKLIST;     /* linked list of the base library */
-typedef struct tagDDDICT *LPDDDICT;         /* open data dictionary */
-typedef struct tagHREPORT *HREPORT;         /* running batch report (its behaviour context) */
+typedef struct tagBHVRCOM *LPBHVRCOM;   /* behaviour context of a running application */
+typedef struct tagHUSER *HUSER;         /* table behaviour (user) handle */
+typedef struct tagHREQUEST *HREQUEST;   /* request on one open table */
+typedef struct tagHENV *HENV;           /* database environment */
+typedef struct tagHCACHE *HCACHE;       /* named cache */
+typedef struct tagHCURSOR *HCUR;        /* cursor over a cache */
+typedef struct tagLINKLIST *LPLINKLIST; /* linked list of the base library */
+typedef struct tagDDDICT *LPDDDICT;     /* open data dictionary */
+typedef struct tagHREPORT *HREPORT;     /* running batch report (its behaviour context) */
 
 /* Shape of every business function. */
 typedef ID (*LPBSFN)(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpDS);

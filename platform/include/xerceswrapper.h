@@ -73,8 +73,7 @@ VYR_EXPORT XRCS_Status XRCS_getParser(XRCS_hParser *phParser);
 VYR_EXPORT void XRCS_freeParser(XRCS_hParser hParser);
 
 /* Parses terminated JCHAR text (an optional byte-order mark U+FEFF first) into a new document. */
-VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lpszXML,
-                                           XRCS_hDocument *phDocument);
+VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lpszXML, XRCS_hDocument *phDocument);
 VYR_EXPORT void XRCS_freeDocument(XRCS_hDocument hDocument);
 
 /* The document element (the root). */

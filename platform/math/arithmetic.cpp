@@ -52,8 +52,7 @@ int compareValues(const Decimal &a, const Decimal &b) {
 Decimal readOrZero(const MATH_NUMERIC *value) { return value ? read(*value) : Decimal{}; }
 
 template <class Operation>
-ID binary(LPMATH_NUMERIC result, const MATH_NUMERIC *left, const MATH_NUMERIC *right,
-          Operation operation) noexcept {
+ID binary(LPMATH_NUMERIC result, const MATH_NUMERIC *left, const MATH_NUMERIC *right, Operation operation) noexcept {
   if (!result || !left || !right) return ER_ERROR;
   return guarded([&] {
     const Currency c = resultCurrency(*left, *right);
@@ -106,13 +105,11 @@ ID MathAdd(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft, const MATH_NUMER
 }
 
 ID MathSubtract(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft, const MATH_NUMERIC *lpRight) {
-  return binary(lpResult, lpLeft, lpRight,
-                [](const Decimal &a, const Decimal &b) { return subtract(a, b); });
+  return binary(lpResult, lpLeft, lpRight, [](const Decimal &a, const Decimal &b) { return subtract(a, b); });
 }
 
 ID MathMultiply(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpLeft, const MATH_NUMERIC *lpRight) {
-  return binary(lpResult, lpLeft, lpRight,
-                [](const Decimal &a, const Decimal &b) { return multiply(a, b); });
+  return binary(lpResult, lpLeft, lpRight, [](const Decimal &a, const Decimal &b) { return multiply(a, b); });
 }
 
 ID MathDivide(LPMATH_NUMERIC lpQuotient, LPMATH_NUMERIC lpRemainder, const MATH_NUMERIC *lpDividend,
@@ -132,10 +129,9 @@ ID MathRound(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue, int nPlaces) 
   return roundValue(lpResult, lpValue, nPlaces, Rounding::HalfAwayFromZero);
 }
 
-ID MathExecuteRoundingRuleEx(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue, int nPlaces,
-                             int nRule) {
-  static constexpr Rounding kRules[] = {Rounding::TowardZero, Rounding::HalfAwayFromZero,
-                                        Rounding::AwayFromZero, Rounding::HalfEven};
+ID MathExecuteRoundingRuleEx(LPMATH_NUMERIC lpResult, const MATH_NUMERIC *lpValue, int nPlaces, int nRule) {
+  static constexpr Rounding kRules[] = {Rounding::TowardZero, Rounding::HalfAwayFromZero, Rounding::AwayFromZero,
+                                        Rounding::HalfEven};
   if (nRule < 0 || nRule > 3) return ER_ERROR;
   return roundValue(lpResult, lpValue, nPlaces, kRules[nRule]);
 }

@@ -36,10 +36,14 @@ struct Decimal {
 enum class Rounding { TowardZero, HalfAwayFromZero, AwayFromZero, HalfEven, Floor };
 
 // Largest power of ten each magnitude type holds.
-template <class U> inline constexpr int kMaxPow10 = 0;
-template <> inline constexpr int kMaxPow10<u128> = 38;
-template <> inline constexpr int kMaxPow10<U256> = 77;
-template <> inline constexpr int kMaxPow10<U512> = 154;
+template <class U>
+inline constexpr int kMaxPow10 = 0;
+template <>
+inline constexpr int kMaxPow10<u128> = 38;
+template <>
+inline constexpr int kMaxPow10<U256> = 77;
+template <>
+inline constexpr int kMaxPow10<U512> = 154;
 
 // 10^0 .. 10^(N-1).
 template <class U, size_t N>
@@ -73,8 +77,7 @@ int digitCount(const U &value) noexcept {
     // is the count or one less.
     // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a 64-bit shift of a 128-bit value is defined
     const uint64_t high = static_cast<uint64_t>(value >> 64);
-    const int bits = high != 0 ? 128 - __builtin_clzll(high)
-                               : 64 - __builtin_clzll(static_cast<uint64_t>(value) | 1);
+    const int bits = high != 0 ? 128 - __builtin_clzll(high) : 64 - __builtin_clzll(static_cast<uint64_t>(value) | 1);
     const int estimate = (bits * 1233) >> 12;
     return estimate + (value >= kPow10Narrow[static_cast<size_t>(estimate)] ? 1 : 0) - (value == 0 ? 1 : 0);
   } else {
@@ -119,11 +122,21 @@ U divideRounded(const U &numerator, const U &divisor, Rounding mode, bool negati
   const U rest = divisor - remainder;  // compare 2r with d without overflow
   bool up = false;
   switch (mode) {
-    case Rounding::TowardZero: up = false; break;
-    case Rounding::AwayFromZero: up = true; break;
-    case Rounding::HalfAwayFromZero: up = remainder >= rest; break;
-    case Rounding::HalfEven: up = remainder > rest || (remainder == rest && (quotient & 1) != 0); break;
-    case Rounding::Floor: up = negative; break;
+    case Rounding::TowardZero:
+      up = false;
+      break;
+    case Rounding::AwayFromZero:
+      up = true;
+      break;
+    case Rounding::HalfAwayFromZero:
+      up = remainder >= rest;
+      break;
+    case Rounding::HalfEven:
+      up = remainder > rest || (remainder == rest && (quotient & 1) != 0);
+      break;
+    case Rounding::Floor:
+      up = negative;
+      break;
   }
   if (up) ++quotient;
   return quotient;
@@ -178,7 +191,8 @@ inline uint64_t eightDigitValue(uint64_t word) noexcept {
   word -= 0x3030303030303030;
   word = (word * 10) + (word >> 8);
   return (((word & 0x000000FF000000FF) * (100 + (1000000ULL << 32))) +
-          (((word >> 16) & 0x000000FF000000FF) * (1 + (10000ULL << 32)))) >> 32;
+          (((word >> 16) & 0x000000FF000000FF) * (1 + (10000ULL << 32)))) >>
+         32;
 }
 
 // The digits of a value as it is stored: the String up to its terminator (at
@@ -391,8 +405,8 @@ Result add(const Decimal &a, const Decimal &b) {
   const int shiftB = scale - b.scale;
   // Two addends below 10^37 cannot leave 128 bits, nor reach 10^38.
   if (kNarrow && a.magnitude < pow10<u128>(37 - shiftA) && b.magnitude < pow10<u128>(37 - shiftB)) {
-    return addAligned(a.magnitude * pow10<u128>(shiftA), a.negative,
-                      b.magnitude * pow10<u128>(shiftB), b.negative, scale);
+    return addAligned(a.magnitude * pow10<u128>(shiftA), a.negative, b.magnitude * pow10<u128>(shiftB), b.negative,
+                      scale);
   }
   return addAligned(U256(widen<U256>(a.magnitude) * pow10<U256>(shiftA)), a.negative,
                     U256(widen<U256>(b.magnitude) * pow10<U256>(shiftB)), b.negative, scale);
@@ -436,11 +450,9 @@ inline int compareMagnitude(const Decimal &a, const Decimal &b) {
 inline Result roundTo(const Decimal &value, int places, Rounding mode) {
   places = std::clamp(places, 0, kDigits);
   if (places >= value.scale) {
-    return fitted(U256(widen<U256>(value.magnitude) * pow10<U256>(places - value.scale)), places,
-                  value.negative);
+    return fitted(U256(widen<U256>(value.magnitude) * pow10<U256>(places - value.scale)), places, value.negative);
   }
-  return fitted(rescale(value.magnitude, value.scale, places, mode, value.negative), places,
-                value.negative);
+  return fitted(rescale(value.magnitude, value.scale, places, mode, value.negative), places, value.negative);
 }
 
 // magnitude * 10^shift, in U.
@@ -497,13 +509,13 @@ Division divide(const Decimal &dividend, const Decimal &divisor, int places, boo
   const int up = std::max(divisor.scale - dividend.scale + places, 0);
   const int down = std::max(dividend.scale - divisor.scale - places, 0);
   if (kNarrow && fitsNarrow(dividend.magnitude, up) && fitsNarrow(divisor.magnitude, down)) {
-    out.quotient = fitted(divideRounded(scaled<u128>(dividend.magnitude, up),
-                                        scaled<u128>(divisor.magnitude, down), mode, negative),
-                          places, negative);
+    out.quotient = fitted(
+        divideRounded(scaled<u128>(dividend.magnitude, up), scaled<u128>(divisor.magnitude, down), mode, negative),
+        places, negative);
   } else {
-    out.quotient = fitted(divideRounded(scaled<U512>(dividend.magnitude, up),
-                                        scaled<U512>(divisor.magnitude, down), mode, negative),
-                          places, negative);
+    out.quotient = fitted(
+        divideRounded(scaled<U512>(dividend.magnitude, up), scaled<U512>(divisor.magnitude, down), mode, negative),
+        places, negative);
   }
 
   if (!withRemainder) return out;

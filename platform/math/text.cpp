@@ -149,7 +149,7 @@ void widenIntegerMask(std::u16string &mask, int extra) {
   if (first == std::u16string::npos) first = mask.size();
   auto placesIn = [&](size_t from, size_t to) {
     return static_cast<int>(std::count_if(mask.begin() + static_cast<std::ptrdiff_t>(from),
-                                           mask.begin() + static_cast<std::ptrdiff_t>(to), isPlaceholder));
+                                          mask.begin() + static_cast<std::ptrdiff_t>(to), isPlaceholder));
   };
   std::u16string insert;
   const size_t comma = mask.find(u',', first);
@@ -286,8 +286,7 @@ int FormatMathNumericDefault(JCHAR *lpszOut, const MATH_NUMERIC *lpValue) {
   return formatOrEmpty(lpszOut, lpValue, vyr::currentSettings().thousandsSeparator);
 }
 
-int FormatMathNumericWithMask(JCHAR *lpszOut, size_t nSize, const MATH_NUMERIC *lpValue,
-                              const JCHAR *lpszMask) {
+int FormatMathNumericWithMask(JCHAR *lpszOut, size_t nSize, const MATH_NUMERIC *lpValue, const JCHAR *lpszMask) {
   if (!lpszOut || nSize == 0) return 0;
   BoundedText text{lpszOut, nSize};
   if (!lpValue || !lpszMask) return text.finish();

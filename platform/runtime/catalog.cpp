@@ -123,8 +123,8 @@ bool sameLayout(const DSTMPL &a, const DSTMPL &b) {
   if (a.nSize != b.nSize || a.nMembers != b.nMembers) return false;
   for (uint32_t i = 0; i < a.nMembers; ++i) {
     const DSTMPL_MEMBER &x = a.lpMembers[i], &y = b.lpMembers[i];
-    if (std::strcmp(x.szName, y.szName) != 0 || x.nKind != y.nKind || x.nWidth != y.nWidth ||
-        x.nOffset != y.nOffset || x.nSize != y.nSize)
+    if (std::strcmp(x.szName, y.szName) != 0 || x.nKind != y.nKind || x.nWidth != y.nWidth || x.nOffset != y.nOffset ||
+        x.nSize != y.nSize)
       return false;
   }
   return true;
@@ -146,8 +146,8 @@ std::string catalogProblem(Registry &r, const BSFN_CATALOG_ENTRY *entries, size_
     const auto known = r.byName.find(name);
     if (known != r.byName.end() && !overrides.count(name))
       return std::string(name) + " is already registered (from " + known->second->source +
-             (known->second->origin.library.empty() ? "" : " in " + known->second->origin.library) +
-             "); --override " + std::string(name) + " replaces it";
+             (known->second->origin.library.empty() ? "" : " in " + known->second->origin.library) + "); --override " +
+             std::string(name) + " replaces it";
     const DSTMPL *tmpl = entry.lpTemplate;
     if (tmpl == nullptr) continue;
     if (!sameLayout(*templates.emplace(tmpl->szName, tmpl).first->second, *tmpl))
@@ -167,7 +167,8 @@ std::string templateProblem(const DSTMPL &tmpl) {
   if (tmpl.nSize > kMaxRecordSize)
     return "data structure " + name + " claims " + std::to_string(tmpl.nSize) + " bytes (at most " +
            std::to_string(kMaxRecordSize) + ")";
-  if (tmpl.nMembers > kMaxMembers) return "data structure " + name + " claims " + std::to_string(tmpl.nMembers) + " members";
+  if (tmpl.nMembers > kMaxMembers)
+    return "data structure " + name + " claims " + std::to_string(tmpl.nMembers) + " members";
   if (tmpl.nMembers > 0 && tmpl.lpMembers == nullptr) return "data structure " + name + " has no member list";
   std::set<std::string_view> members;
   uint64_t end = 0;  // of the member before: members follow one another
@@ -244,9 +245,9 @@ bool loadLibrary(const std::string &path, const char *catalogSymbol, std::string
   for (size_t i = 0; i < count; ++i) {
     FunctionOrigin origin{path, {}};
     if (const auto known = r.byName.find(std::string_view(entries[i].szFunction)); known != r.byName.end())
-      origin.replaced = known->second->source + (known->second->origin.library.empty()
-                                                      ? std::string()
-                                                      : " of " + known->second->origin.library);
+      origin.replaced =
+          known->second->source +
+          (known->second->origin.library.empty() ? std::string() : " of " + known->second->origin.library);
     addLocked(r, entries[i], std::move(origin));
   }
   return true;

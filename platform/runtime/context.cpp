@@ -133,7 +133,8 @@ const SettingForm kForms[] = {
     {"clienttype", [](std::string_view v) { return v == "1" || v == "2"; }, "1 or 2"},
     {"decimal", [](std::string_view v) { return v == "point" || v == "comma"; }, "point or comma"},
     {"dateformat", [](std::string_view v) { return printable(v, 1, 20); }, "a mask of 1 to 20 characters"},
-    {"currency", [](std::string_view v) { return v.empty() || capitals(v, 3); }, "three capital letters (EUR), or blank"},
+    {"currency", [](std::string_view v) { return v.empty() || capitals(v, 3); },
+     "three capital letters (EUR), or blank"},
     {"ldap", [](std::string_view v) { return v == "0" || v == "1"; }, "0 or 1"},
     {"taxplugin", [](std::string_view v) { return printable(v, 0, 4096); }, "a file path"},
     {"fail", [](std::string_view v) { return printable(v, 0, 4096); }, "a list of operations"},
@@ -250,8 +251,8 @@ void registerResource(LPBHVRCOM context, ContextResource resource) {
 void unregisterResource(LPBHVRCOM context, void *handle) noexcept {
   if (context == nullptr) return;
   auto &list = context->resources;
-  const auto it = std::find_if(list.rbegin(), list.rend(),
-                               [handle](const ContextResource &r) { return r.handle == handle; });
+  const auto it =
+      std::find_if(list.rbegin(), list.rend(), [handle](const ContextResource &r) { return r.handle == handle; });
   if (it != list.rend()) list.erase(std::next(it).base());
 }
 

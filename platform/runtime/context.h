@@ -40,21 +40,21 @@ struct UserEnvironment {
   tagBHVRCOM *context = nullptr;
 };
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API
 
 struct tagBHVRCOM {
-  vyr::UserEnvironment user;              // what lpVoid points at
+  vyr::UserEnvironment user;                    // what lpVoid points at
   std::map<std::string, std::string> settings;  // by key (see settingKeys())
-  vyr::ThreadSettings threadSettings;     // number and date format derived from settings
+  vyr::ThreadSettings threadSettings;           // number and date format derived from settings
   std::vector<vyr::ErrorRecord> errors;
-  size_t errorWalk = 0;                   // position of vyrErrorGetNextDDItemNameInfoEx
+  size_t errorWalk = 0;  // position of vyrErrorGetNextDDItemNameInfoEx
   ID eventRuleReturnCode = 0;
-  HENV environment = nullptr;             // database environment, owned by the host
-  std::vector<std::u16string> trace;      // debug-trace lines written while a call of this context ran
+  HENV environment = nullptr;         // database environment, owned by the host
+  std::vector<std::u16string> trace;  // debug-trace lines written while a call of this context ran
   std::vector<vyr::ContextResource> resources;
-  void *report = nullptr;                 // vyr::ReportState of the running batch report (runtime/report.h)
-  std::u16string pimRequest;              // request text of a sync call
-  std::u16string pimResponse;             // response text stored by the sync call
+  void *report = nullptr;      // vyr::ReportState of the running batch report (runtime/report.h)
+  std::u16string pimRequest;   // request text of a sync call
+  std::u16string pimResponse;  // response text stored by the sync call
   bool pimResponseStored = false;
   std::vector<std::string> platformFailures;  // see notePlatformFailure
 };
@@ -77,8 +77,7 @@ bool validSetting(std::string_view key, std::string_view value, std::string *err
 
 // A new context with the defaults, then the given settings applied (invalid
 // ones are refused: returns NULL and explains in *error).
-LPBHVRCOM createContext(const std::map<std::string, std::string> &settings = {},
-                        std::string *error = nullptr);
+LPBHVRCOM createContext(const std::map<std::string, std::string> &settings = {}, std::string *error = nullptr);
 // Releases resources still registered, then the context.
 void freeContext(LPBHVRCOM context) noexcept;
 // TRUE when the pointer is a context created here and not yet freed. Operations
@@ -179,4 +178,4 @@ using MessageBoxHandler = void (*)(std::u16string_view text, std::u16string_view
 // Installs the process's handler (the default writes "caption: text" to stderr).
 void setMessageBoxHandler(MessageBoxHandler handler) noexcept;
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API

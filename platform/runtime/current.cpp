@@ -10,8 +10,7 @@ thread_local const ThreadSettings *tCurrent __attribute__((tls_model("initial-ex
 
 const ThreadSettings &currentSettings() noexcept { return tCurrent ? *tCurrent : kDefaults; }
 
-CurrentSettingsScope::CurrentSettingsScope(const ThreadSettings *settings) noexcept
-    : previous_(tCurrent) {
+CurrentSettingsScope::CurrentSettingsScope(const ThreadSettings *settings) noexcept : previous_(tCurrent) {
   tCurrent = settings;
 }
 

@@ -32,4 +32,4 @@ class CurrentSettingsScope {
   const ThreadSettings *previous_;
 };
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API

@@ -17,7 +17,7 @@ namespace {
 struct DictionaryItem {
   std::u16string_view name;
   std::u16string_view description;
-  const char *settingKey;       // the default comes from this setting when not null
+  const char *settingKey;  // the default comes from this setting when not null
   std::u16string_view fixedDefault;
 };
 
@@ -120,8 +120,9 @@ void closeLeftOpen(void *handle) noexcept { vyrCloseDictionary(static_cast<LPDDD
 
 std::string_view errorMessage(std::u16string_view id) noexcept {
   const auto *end = std::end(kErrorTexts);
-  const auto *found = std::lower_bound(std::begin(kErrorTexts), end, id,
-                                       [](const ErrorText &text, std::u16string_view wanted) { return text.id < wanted; });
+  const auto *found =
+      std::lower_bound(std::begin(kErrorTexts), end, id,
+                       [](const ErrorText &text, std::u16string_view wanted) { return text.id < wanted; });
   return found != end && found->id == id ? found->message : std::string_view();
 }
 

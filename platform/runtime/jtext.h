@@ -38,8 +38,6 @@ inline bool copyOut(std::u16string_view value, JCHAR *out, size_t nSize) noexcep
 }
 
 // ASCII text as JCHAR (names, ids and numbers the runtime produces itself).
-inline std::u16string asciiToJchar(std::string_view text) {
-  return std::u16string(text.begin(), text.end());
-}
+inline std::u16string asciiToJchar(std::string_view text) { return std::u16string(text.begin(), text.end()); }
 
 }  // namespace vyr

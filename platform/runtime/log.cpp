@@ -2,9 +2,9 @@
 // a host routes wherever it shows text.
 #include <algorithm>
 #include <atomic>
-#include <iterator>
 #include <cstdarg>
 #include <cstdio>
+#include <iterator>
 #include <string>
 
 #include "runtime/context.h"

@@ -11,9 +11,9 @@ namespace vyr VYR_HOST_API {
 
 struct PimSyncOutcome {
   enum class Status { Ran, WrongUser, NoSyncFunction, BadRequest } status = Status::BadRequest;
-  ID code = ER_ERROR;        // the sync function's return code (Ran)
-  std::u16string response;   // the response document it stored (Ran; empty when it stored none)
-  std::string error;         // why, when not Ran
+  ID code = ER_ERROR;       // the sync function's return code (Ran)
+  std::u16string response;  // the response document it stored (Ran; empty when it stored none)
+  std::string error;        // why, when not Ran
 };
 
 // Runs one request document on the context:
@@ -31,4 +31,4 @@ struct PimSyncOutcome {
 // The request is detached again before returning. Nothing throws.
 PimSyncOutcome runPimSync(LPBHVRCOM context, std::u16string_view request);
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API

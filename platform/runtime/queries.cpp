@@ -66,8 +66,7 @@ VYR_EXPORT ID vyrGetUserInfo(LPBHVRCOM lpBhvrCom, const JCHAR *lpszItem, JCHAR *
   return vyr::answer(lpBhvrCom, vyr::kUserItems, lpszItem, lpszOut, nSize);
 }
 
-VYR_EXPORT ID vyrGetSystemConstantValues(LPBHVRCOM lpBhvrCom, const JCHAR *lpszConstant, JCHAR *lpszOut,
-                                         size_t nSize) {
+VYR_EXPORT ID vyrGetSystemConstantValues(LPBHVRCOM lpBhvrCom, const JCHAR *lpszConstant, JCHAR *lpszOut, size_t nSize) {
   return vyr::answer(lpBhvrCom, vyr::kSystemConstants, lpszConstant, lpszOut, nSize);
 }
 

@@ -44,10 +44,10 @@ struct ReportSection {
   std::u16string tableInfo;
   std::vector<ReportSequenceItem> dataSequence;
   std::vector<ReportSelection> dataSelections;  // selection n is dataSelections[n - 1]
-  int32_t dataSelectionInUse = 0;                // 0: none
-  std::vector<int32_t> levelBreaks;              // level ids, level n is levelBreaks[n - 1]
+  int32_t dataSelectionInUse = 0;               // 0: none
+  std::vector<int32_t> levelBreaks;             // level ids, level n is levelBreaks[n - 1]
   int32_t levelNumber = 0;
-  int32_t levelBreak = 0;                        // level whose break is processed now, 0 none
+  int32_t levelBreak = 0;  // level whose break is processed now, 0 none
   bool levelBreakHeaderActive = false;
 };
 
@@ -93,4 +93,4 @@ ReportState *attachedReport(LPBHVRCOM context) noexcept;
 // Releases the attached report, if any.
 void detachReport(LPBHVRCOM context) noexcept;
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API

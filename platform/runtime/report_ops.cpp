@@ -48,8 +48,7 @@ ReportSection *currentSection(HREPORT handle, const char *operation) noexcept {
 
 // The section a name and version pick: null name, the current one; a null
 // version with a name matches any version.
-ReportSection *sectionNamed(HREPORT handle, const JCHAR *name, const JCHAR *version,
-                            const char *operation) noexcept {
+ReportSection *sectionNamed(HREPORT handle, const JCHAR *name, const JCHAR *version, const char *operation) noexcept {
   if (name == nullptr) return currentSection(handle, operation);
   ReportState *report = reportOf(handle, operation);
   if (report == nullptr) return nullptr;
@@ -229,8 +228,8 @@ BOOL ubeSection_GetLevelNID(HREPORT hReport, int16_t nLevel, int32_t *lpnLevelId
   return vyr::numberAnswer(known ? &section->levelBreaks[nLevel - 1] : nullptr, lpnLevelId);
 }
 
-BOOL ubeSection_GetDataSequence(HREPORT hReport, const JCHAR *lpszSection, const JCHAR *lpszVersion,
-                                int32_t nItem, LPUBE_SEQUENCE_ITEM lpItem) {
+BOOL ubeSection_GetDataSequence(HREPORT hReport, const JCHAR *lpszSection, const JCHAR *lpszVersion, int32_t nItem,
+                                LPUBE_SEQUENCE_ITEM lpItem) {
   if (lpItem == nullptr) return FALSE;
   std::memset(lpItem, 0, sizeof *lpItem);
   const ReportSection *section = vyr::sectionNamed(hReport, lpszSection, lpszVersion, __func__);

@@ -32,7 +32,7 @@ std::u16string textOf(std::string_view in, const std::string &path) {
 }
 
 const char *const kComparisons[] = {"<", "<=", "=", ">=", ">", "<>"};  // indexed by UBE_CMP_*
-const char *const kConnectors[] = {"AND", "OR"};                        // indexed by UBE_AND, UBE_OR
+const char *const kConnectors[] = {"AND", "OR"};                       // indexed by UBE_AND, UBE_OR
 
 // Reads the members of one JSON object, each by its rules, and refuses keys it does not know.
 class ObjectReader {
@@ -60,9 +60,11 @@ class ObjectReader {
     if (!value->is_string()) fail(pathOf(key), "must be a string");
     std::u16string out = textOf(value->get_ref<const std::string &>(), pathOf(key));
     if (out.size() > maxWidth) {
-      const bool surrogates = std::any_of(out.begin(), out.end(), [](char16_t u) { return u >= 0xD800 && u <= 0xDFFF; });
-      fail(pathOf(key), "is longer than " + std::to_string(maxWidth) +
-                            (surrogates ? " UTF-16 code units (a character beyond U+FFFF counts as two)" : " characters"));
+      const bool surrogates =
+          std::any_of(out.begin(), out.end(), [](char16_t u) { return u >= 0xD800 && u <= 0xDFFF; });
+      fail(pathOf(key),
+           "is longer than " + std::to_string(maxWidth) +
+               (surrogates ? " UTF-16 code units (a character beyond U+FFFF counts as two)" : " characters"));
     }
     return out;
   }
@@ -96,8 +98,7 @@ class ObjectReader {
     if (!value.is_number_integer()) fail(path, "must be an integer");
     const bool tooLarge = value.is_number_unsigned() && value.get<uint64_t>() > static_cast<uint64_t>(max);
     const int64_t number = tooLarge ? int64_t{max} + 1 : value.get<int64_t>();
-    if (number < min || number > max)
-      fail(path, "must be from " + std::to_string(min) + " to " + std::to_string(max));
+    if (number < min || number > max) fail(path, "must be from " + std::to_string(min) + " to " + std::to_string(max));
     return static_cast<int32_t>(number);
   }
 
@@ -137,10 +138,10 @@ ReportSelection readSelection(const json &array, const std::string &path) {
 }
 
 ReportSection readSection(const json &object, const std::string &path) {
-  ObjectReader in(object, path,
-                  {"id", "name", "version", "row", "column", "reverseSign", "balanceAuditor", "tableInfo",
-                   "dataSequence", "dataSelections", "dataSelectionInUse", "levelBreaks", "levelNumber",
-                   "levelBreak", "levelBreakHeaderActive"});
+  ObjectReader in(
+      object, path,
+      {"id", "name", "version", "row", "column", "reverseSign", "balanceAuditor", "tableInfo", "dataSequence",
+       "dataSelections", "dataSelectionInUse", "levelBreaks", "levelNumber", "levelBreak", "levelBreakHeaderActive"});
   ReportSection section;
   section.id = in.integer("id", INT32_MIN, INT32_MAX, 0, true);
   section.name = in.text("name", UBE_SECTION_NAME_SIZE - 1);
@@ -155,9 +156,8 @@ ReportSection readSection(const json &object, const std::string &path) {
   for (size_t i = 0; i < sequence.size(); ++i) {
     ObjectReader item(sequence[i], in.pathOf("dataSequence") + "[" + std::to_string(i) + "]",
                       {"table", "item", "descending"});
-    section.dataSequence.push_back(
-        {item.text("table", UBE_TABLE_SIZE - 1), item.text("item", UBE_DATA_ITEM_SIZE - 1, true),
-         item.flag("descending")});
+    section.dataSequence.push_back({item.text("table", UBE_TABLE_SIZE - 1),
+                                    item.text("item", UBE_DATA_ITEM_SIZE - 1, true), item.flag("descending")});
   }
 
   const json &selections = in.array("dataSelections");
@@ -206,8 +206,7 @@ ReportState readReport(const json &object) {
   const json *current = in.find("currentSection");
   if (current != nullptr && !current->is_null()) {
     const int32_t id = ObjectReader::integerValue(*current, in.pathOf("currentSection"), INT32_MIN, INT32_MAX);
-    if (std::none_of(state.sections.begin(), state.sections.end(),
-                     [id](const ReportSection &s) { return s.id == id; }))
+    if (std::none_of(state.sections.begin(), state.sections.end(), [id](const ReportSection &s) { return s.id == id; }))
       fail(in.pathOf("currentSection"), "names no section of the report");
     state.currentSection = id;
   } else if (current == nullptr && !state.sections.empty()) {
@@ -219,8 +218,7 @@ ReportState readReport(const json &object) {
     ObjectReader record(records[i], in.pathOf("subsystemRecords") + "[" + std::to_string(i) + "]",
                         {"report", "version", "key"});
     state.subsystemRecords.push_back({record.text("report", UBE_NAME_SIZE - 1, true),
-                                      record.text("version", UBE_NAME_SIZE - 1),
-                                      record.text("key", SIZE_MAX)});
+                                      record.text("version", UBE_NAME_SIZE - 1), record.text("key", SIZE_MAX)});
   }
 
   const json *stop = in.find("stop");
@@ -300,8 +298,7 @@ nlohmann::ordered_json reportToJson(const ReportState &state) {
               {"sections", std::move(sections)},
               {"currentSection", state.currentSection ? json(*state.currentSection) : json(nullptr)},
               {"subsystemRecords", std::move(records)},
-              {"stop", state.stop ? json{{"withError", state.stop->withError},
-                                         {"message", toUtf8(state.stop->message)}}
+              {"stop", state.stop ? json{{"withError", state.stop->withError}, {"message", toUtf8(state.stop->message)}}
                                   : json(nullptr)}};
   return out;
 }

@@ -52,7 +52,8 @@ bool parseString(uint32_t width, std::string_view text, void *bytes, std::string
   if (units.find(u'\0') != std::u16string::npos) return fail(error, "the text contains a NUL character");
   if (units.size() > width) {
     // The width counts UTF-16 code units: say so when they are not characters.
-    const size_t characters = size_t(std::count_if(units.begin(), units.end(), [](char16_t u) { return u < 0xDC00 || u > 0xDFFF; }));
+    const size_t characters =
+        size_t(std::count_if(units.begin(), units.end(), [](char16_t u) { return u < 0xDC00 || u > 0xDFFF; }));
     if (characters == units.size())
       return fail(error, quoted(text) + " is " + std::to_string(characters) + " characters; the member holds " +
                              std::to_string(width));
@@ -191,11 +192,11 @@ bool digitsAt(std::string_view text, size_t pos, size_t count, int *value) {
 // "YYYY-MM-DD" of a real calendar date in years 1..9999.
 bool readCalendarDate(std::string_view text, std::chrono::year_month_day *date) {
   int y, m, d;
-  if (text.size() < 10 || !digitsAt(text, 0, 4, &y) || text[4] != '-' || !digitsAt(text, 5, 2, &m) ||
-      text[7] != '-' || !digitsAt(text, 8, 2, &d))
+  if (text.size() < 10 || !digitsAt(text, 0, 4, &y) || text[4] != '-' || !digitsAt(text, 5, 2, &m) || text[7] != '-' ||
+      !digitsAt(text, 8, 2, &d))
     return false;
-  *date = std::chrono::year_month_day{std::chrono::year{y}, std::chrono::month{unsigned(m)},
-                                      std::chrono::day{unsigned(d)}};
+  *date =
+      std::chrono::year_month_day{std::chrono::year{y}, std::chrono::month{unsigned(m)}, std::chrono::day{unsigned(d)}};
   return y >= 1 && date->ok();
 }
 
@@ -224,7 +225,7 @@ bool parseDate(std::string_view text, void *bytes, std::string *error) {
 
 using Micros = std::chrono::sys_time<std::chrono::microseconds>;
 // Years 1..9999, the span texts can show.
-constexpr int64_t kFirstMicros = -62135596800LL * 1000000;           // 0001-01-01T00:00:00Z
+constexpr int64_t kFirstMicros = -62135596800LL * 1000000;          // 0001-01-01T00:00:00Z
 constexpr int64_t kLastMicros = 253402300799LL * 1000000 + 999999;  // 9999-12-31T23:59:59.999999Z
 
 std::optional<std::string> formatUtime(const void *bytes) {
@@ -232,8 +233,7 @@ std::optional<std::string> formatUtime(const void *bytes) {
   std::memcpy(&value, bytes, sizeof value);
   if (value.cSet == 0) return std::nullopt;
   const int64_t us = value.llMicroseconds;
-  if (us < kFirstMicros || us > kLastMicros)
-    return "out of range (" + std::to_string(us) + " microseconds since 1970)";
+  if (us < kFirstMicros || us > kLastMicros) return "out of range (" + std::to_string(us) + " microseconds since 1970)";
   const Micros when{std::chrono::microseconds{us}};
   const auto day = std::chrono::floor<std::chrono::days>(when);
   const std::chrono::year_month_day ymd{day};
@@ -353,51 +353,79 @@ bool parseBytes(uint32_t width, std::string_view text, void *bytes, std::string 
 
 const char *valueKindName(int kind) noexcept {
   switch (kind) {
-    case VYR_DSK_STRING: return "string";
-    case VYR_DSK_CHAR: return "char";
-    case VYR_DSK_MATH: return "math";
-    case VYR_DSK_DATE: return "date";
-    case VYR_DSK_UTIME: return "utime";
-    case VYR_DSK_INT: return "int";
-    case VYR_DSK_ID: return "id";
-    case VYR_DSK_SHORT: return "short";
-    case VYR_DSK_POINTER: return "pointer";
-    case VYR_DSK_BYTES: return "bytes";
-    default: return nullptr;
+    case VYR_DSK_STRING:
+      return "string";
+    case VYR_DSK_CHAR:
+      return "char";
+    case VYR_DSK_MATH:
+      return "math";
+    case VYR_DSK_DATE:
+      return "date";
+    case VYR_DSK_UTIME:
+      return "utime";
+    case VYR_DSK_INT:
+      return "int";
+    case VYR_DSK_ID:
+      return "id";
+    case VYR_DSK_SHORT:
+      return "short";
+    case VYR_DSK_POINTER:
+      return "pointer";
+    case VYR_DSK_BYTES:
+      return "bytes";
+    default:
+      return nullptr;
   }
 }
 
 size_t valueSize(int kind, uint32_t width) noexcept {
   switch (kind) {
-    case VYR_DSK_STRING: return (size_t(width) + 1) * sizeof(JCHAR);
-    case VYR_DSK_CHAR: return sizeof(JCHAR);
-    case VYR_DSK_MATH: return sizeof(MATH_NUMERIC);
-    case VYR_DSK_DATE: return sizeof(VYRDATE);
-    case VYR_DSK_UTIME: return sizeof(UTIME);
-    case VYR_DSK_INT: return sizeof(int32_t);
-    case VYR_DSK_ID: return sizeof(ID);
-    case VYR_DSK_SHORT: return sizeof(int16_t);
-    case VYR_DSK_POINTER: return sizeof(void *);
-    case VYR_DSK_BYTES: return width;
-    default: return 0;
+    case VYR_DSK_STRING:
+      return (size_t(width) + 1) * sizeof(JCHAR);
+    case VYR_DSK_CHAR:
+      return sizeof(JCHAR);
+    case VYR_DSK_MATH:
+      return sizeof(MATH_NUMERIC);
+    case VYR_DSK_DATE:
+      return sizeof(VYRDATE);
+    case VYR_DSK_UTIME:
+      return sizeof(UTIME);
+    case VYR_DSK_INT:
+      return sizeof(int32_t);
+    case VYR_DSK_ID:
+      return sizeof(ID);
+    case VYR_DSK_SHORT:
+      return sizeof(int16_t);
+    case VYR_DSK_POINTER:
+      return sizeof(void *);
+    case VYR_DSK_BYTES:
+      return width;
+    default:
+      return 0;
   }
 }
 
-bool valueIsInteger(int kind) noexcept {
-  return kind == VYR_DSK_INT || kind == VYR_DSK_ID || kind == VYR_DSK_SHORT;
-}
+bool valueIsInteger(int kind) noexcept { return kind == VYR_DSK_INT || kind == VYR_DSK_ID || kind == VYR_DSK_SHORT; }
 
 std::optional<std::string> formatValue(int kind, uint32_t width, const void *bytes) {
   if (bytes == nullptr) return std::nullopt;
   switch (kind) {
-    case VYR_DSK_STRING: return formatString(width, bytes);
-    case VYR_DSK_CHAR: return formatChar(bytes);
-    case VYR_DSK_MATH: return formatMath(bytes);
-    case VYR_DSK_DATE: return formatDate(bytes);
-    case VYR_DSK_UTIME: return formatUtime(bytes);
-    case VYR_DSK_INT: return std::to_string(loadAs<int32_t>(bytes));
-    case VYR_DSK_ID: return std::to_string(loadAs<ID>(bytes));
-    case VYR_DSK_SHORT: return std::to_string(loadAs<int16_t>(bytes));
+    case VYR_DSK_STRING:
+      return formatString(width, bytes);
+    case VYR_DSK_CHAR:
+      return formatChar(bytes);
+    case VYR_DSK_MATH:
+      return formatMath(bytes);
+    case VYR_DSK_DATE:
+      return formatDate(bytes);
+    case VYR_DSK_UTIME:
+      return formatUtime(bytes);
+    case VYR_DSK_INT:
+      return std::to_string(loadAs<int32_t>(bytes));
+    case VYR_DSK_ID:
+      return std::to_string(loadAs<ID>(bytes));
+    case VYR_DSK_SHORT:
+      return std::to_string(loadAs<int16_t>(bytes));
     case VYR_DSK_POINTER: {
       const auto address = reinterpret_cast<uintptr_t>(loadAs<void *>(bytes));
       if (address == 0) return std::nullopt;
@@ -405,25 +433,38 @@ std::optional<std::string> formatValue(int kind, uint32_t width, const void *byt
       std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(address));
       return std::string(text);
     }
-    case VYR_DSK_BYTES: return formatBytes(width, bytes);
-    default: return std::nullopt;
+    case VYR_DSK_BYTES:
+      return formatBytes(width, bytes);
+    default:
+      return std::nullopt;
   }
 }
 
 bool parseValue(int kind, uint32_t width, std::string_view text, void *bytes, std::string *error) {
   if (bytes == nullptr) return fail(error, "no place for the value");
   switch (kind) {
-    case VYR_DSK_STRING: return parseString(width, text, bytes, error);
-    case VYR_DSK_CHAR: return parseChar(text, bytes, error);
-    case VYR_DSK_MATH: return parseMath(text, bytes, error);
-    case VYR_DSK_DATE: return parseDate(text, bytes, error);
-    case VYR_DSK_UTIME: return parseUtime(text, bytes, error);
-    case VYR_DSK_INT: return parseIntegerAs<int32_t>(text, "a 32-bit integer", bytes, error);
-    case VYR_DSK_ID: return parseIntegerAs<ID>(text, "an id", bytes, error);
-    case VYR_DSK_SHORT: return parseIntegerAs<int16_t>(text, "a 16-bit integer", bytes, error);
-    case VYR_DSK_POINTER: return fail(error, "a pointer cannot be set from text");
-    case VYR_DSK_BYTES: return parseBytes(width, text, bytes, error);
-    default: return fail(error, "unknown member kind " + std::to_string(kind));
+    case VYR_DSK_STRING:
+      return parseString(width, text, bytes, error);
+    case VYR_DSK_CHAR:
+      return parseChar(text, bytes, error);
+    case VYR_DSK_MATH:
+      return parseMath(text, bytes, error);
+    case VYR_DSK_DATE:
+      return parseDate(text, bytes, error);
+    case VYR_DSK_UTIME:
+      return parseUtime(text, bytes, error);
+    case VYR_DSK_INT:
+      return parseIntegerAs<int32_t>(text, "a 32-bit integer", bytes, error);
+    case VYR_DSK_ID:
+      return parseIntegerAs<ID>(text, "an id", bytes, error);
+    case VYR_DSK_SHORT:
+      return parseIntegerAs<int16_t>(text, "a 16-bit integer", bytes, error);
+    case VYR_DSK_POINTER:
+      return fail(error, "a pointer cannot be set from text");
+    case VYR_DSK_BYTES:
+      return parseBytes(width, text, bytes, error);
+    default:
+      return fail(error, "unknown member kind " + std::to_string(kind));
   }
 }
 

@@ -38,4 +38,4 @@ bool parseValue(int kind, uint32_t width, std::string_view text, void *bytes, st
 // Sets the null value; only dates and UTIMEs have one.
 bool parseNullValue(int kind, uint32_t width, void *bytes, std::string *error);
 
-}  // namespace vyr
+}  // namespace VYR_HOST_API

@@ -31,8 +31,8 @@ sys_days dayFromFields(int64_t y, int64_t m, int64_t d) {
   const unsigned monthOfYear = static_cast<unsigned>(floorMod(monthIndex, 12) + 1);
   const int64_t cycles = floorDiv(fullYear, 400);
   const int yearInCycle = static_cast<int>(fullYear - cycles * 400);
-  const int64_t first = sys_days{year{yearInCycle} / month{monthOfYear} / 1}.time_since_epoch().count() +
-                        cycles * kCycleDays;
+  const int64_t first =
+      sys_days{year{yearInCycle} / month{monthOfYear} / 1}.time_since_epoch().count() + cycles * kCycleDays;
   return dayFromCount(first + (d - 1));
 }
 

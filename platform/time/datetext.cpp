@@ -48,13 +48,21 @@ int FormatDate(JCHAR *lpszOut, const VYRDATE *lpDate, const JCHAR *lpszMask) {
   for (size_t at = 0; at < mask.size() && pos < kMaxFormattedLength;) {
     const Token token = tokenAt(mask, at);
     switch (token.field) {
-      case Field::Year4: pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, y, 4); break;
+      case Field::Year4:
+        pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, y, 4);
+        break;
       case Field::Year2:
         pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, vyr::cal::floorMod(y, 100), 2);
         break;
-      case Field::Month: pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, unsigned(ymd.month()), 2); break;
-      case Field::Day: pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, unsigned(ymd.day()), 2); break;
-      case Field::Literal: lpszOut[pos++] = mask[at]; break;
+      case Field::Month:
+        pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, unsigned(ymd.month()), 2);
+        break;
+      case Field::Day:
+        pos = vyr::cal::putNumber(lpszOut, pos, kMaxFormattedLength, unsigned(ymd.day()), 2);
+        break;
+      case Field::Literal:
+        lpszOut[pos++] = mask[at];
+        break;
     }
     at += token.length;
   }
@@ -90,10 +98,18 @@ int DeformatDate(LPVYRDATE lpDate, const JCHAR *lpszText, const JCHAR *lpszMask)
     if (digits == 0) return 1;
     switch (token.field) {
       // A year typed with two digits or fewer means the same under either mask.
-      case Field::Year4: fields[0] = digits <= 2 ? pivotYear(value) : value; break;
-      case Field::Year2: fields[0] = pivotYear(value); break;
-      case Field::Month: fields[1] = value; break;
-      default: fields[2] = value; break;
+      case Field::Year4:
+        fields[0] = digits <= 2 ? pivotYear(value) : value;
+        break;
+      case Field::Year2:
+        fields[0] = pivotYear(value);
+        break;
+      case Field::Month:
+        fields[1] = value;
+        break;
+      default:
+        fields[2] = value;
+        break;
     }
   }
   if (pos != text.size() || fields[0] < 0 || !vyr::cal::isRealDate(fields[0], fields[1], fields[2])) return 1;

@@ -73,8 +73,7 @@ int storeMoved(LPUTIME time, int64_t micros) {
 int setFields(LPUTIME time, int y, int mo, int d, int h, int mi, int s, const JCHAR *zone) {
   int zoneMinutes = 0;  // no zone text: UTC
   if (time == nullptr || (zone != nullptr && !vyr::cal::parseZone(zone, zoneMinutes))) return 1;
-  if (y < 1 || y > 9999 || !vyr::cal::isRealDate(y, mo, d) || h < 0 || h > 23 || mi < 0 || mi > 59 || s < 0 ||
-      s > 59)
+  if (y < 1 || y > 9999 || !vyr::cal::isRealDate(y, mo, d) || h < 0 || h > 23 || mi < 0 || mi > 59 || s < 0 || s > 59)
     return 1;
   const sys_days day{year{y} / month{static_cast<unsigned>(mo)} / std::chrono::day{static_cast<unsigned>(d)}};
   time->llMicroseconds = instantOf(day, hours{h} + minutes{mi} + seconds{s}, zoneMinutes);
@@ -109,8 +108,8 @@ int vyrUTime_SetToNow(LPUTIME lpTime) {
   return 0;
 }
 
-int vyrUTime_Get(const UTIME *lpTime, short *lpnYear, short *lpnMonth, short *lpnDay, short *lpnHour,
-                 short *lpnMinute, short *lpnSecond, const JCHAR *lpszZone) {
+int vyrUTime_Get(const UTIME *lpTime, short *lpnYear, short *lpnMonth, short *lpnDay, short *lpnHour, short *lpnMinute,
+                 short *lpnSecond, const JCHAR *lpszZone) {
   int zone = 0;
   LocalTime local{};
   if (!isSet(lpTime) || !zoneFor(*lpTime, lpszZone, zone) || !localOf(lpTime->llMicroseconds, zone, local)) return 1;
@@ -149,12 +148,11 @@ int vyrUTime_Format(JCHAR *lpszOut, size_t nSize, const UTIME *lpTime, const JCH
     return 0;
   }
   LocalTime local{};
-  if (nSize <= kLength || !zoneFor(*lpTime, lpszZone, zone) || !localOf(lpTime->llMicroseconds, zone, local))
-    return 1;
+  if (nSize <= kLength || !zoneFor(*lpTime, lpszZone, zone) || !localOf(lpTime->llMicroseconds, zone, local)) return 1;
   const year_month_day ymd{local.day};
   const hh_mm_ss<microseconds> clock{local.timeOfDay};
   if (int(ymd.year()) < 0 || int(ymd.year()) > 9999) return 1;
-  const int64_t parts[6] = {int(ymd.year()), unsigned(ymd.month()),  unsigned(ymd.day()),
+  const int64_t parts[6] = {int(ymd.year()),       unsigned(ymd.month()),   unsigned(ymd.day()),
                             clock.hours().count(), clock.minutes().count(), clock.seconds().count()};
   const char16_t separators[6] = {u'-', u'-', u' ', u':', u':', 0};
   size_t pos = 0;

@@ -109,6 +109,4 @@ VYR_EXPORT size_t vyrFromUnicode(char *lpszDest, const JCHAR *lpszSrc, size_t nS
 
 VYR_EXPORT JCHAR vyrToJCHAR(char c) { return JCHAR(static_cast<unsigned char>(c)); }
 
-VYR_EXPORT int vyrUTF16ByteOrder(void) {
-  return std::endian::native == std::endian::little ? 1 : 0;
-}
+VYR_EXPORT int vyrUTF16ByteOrder(void) { return std::endian::native == std::endian::little ? 1 : 0; }

@@ -167,20 +167,15 @@ void emitDigits(Sink &sink, const Field &field, const std::string &digits, bool 
     return;
   }
   size_t prefix = 0;
-  if (prefix < digits.size() && (digits[0] == '-' || digits[0] == '+' || digits[0] == ' '))
-    ++prefix;
-  if (prefix + 1 < digits.size() && digits[prefix] == '0' &&
-      (digits[prefix + 1] == 'x' || digits[prefix + 1] == 'X'))
+  if (prefix < digits.size() && (digits[0] == '-' || digits[0] == '+' || digits[0] == ' ')) ++prefix;
+  if (prefix + 1 < digits.size() && digits[prefix] == '0' && (digits[prefix + 1] == 'x' || digits[prefix + 1] == 'X'))
     prefix += 2;
   for (size_t i = 0; i < prefix; ++i) sink.put(JCHAR(digits[i]));
   sink.repeat(u'0', pad);
-  for (size_t i = prefix; i < digits.size(); ++i)
-    sink.put(JCHAR(static_cast<unsigned char>(digits[i])));
+  for (size_t i = prefix; i < digits.size(); ++i) sink.put(JCHAR(static_cast<unsigned char>(digits[i])));
 }
 
-bool isFinite(const std::string &digits) {
-  return digits.find_first_of("nNiI") == std::string::npos;
-}
+bool isFinite(const std::string &digits) { return digits.find_first_of("nNiI") == std::string::npos; }
 
 // Reads a decimal field of the format, saturating just past kMaxWidth.
 size_t readCount(const JCHAR *&p) {
@@ -390,13 +385,9 @@ bool scanFormatIsNumeric(std::u16string_view format) {
     if (format[i] != u'%') continue;
     ++i;
     if (i < format.size() && format[i] == u'%') continue;
-    while (i < format.size() && (format[i] == u'*' || (format[i] >= u'0' && format[i] <= u'9')))
-      ++i;
-    while (i < format.size() &&
-           std::u16string_view(u"hlLqjzt").find(format[i]) != std::u16string_view::npos)
-      ++i;
-    if (i >= format.size() ||
-        std::u16string_view(u"diuoxXfFeEgGaA").find(format[i]) == std::u16string_view::npos)
+    while (i < format.size() && (format[i] == u'*' || (format[i] >= u'0' && format[i] <= u'9'))) ++i;
+    while (i < format.size() && std::u16string_view(u"hlLqjzt").find(format[i]) != std::u16string_view::npos) ++i;
+    if (i >= format.size() || std::u16string_view(u"diuoxXfFeEgGaA").find(format[i]) == std::u16string_view::npos)
       return false;
   }
   return true;
@@ -485,8 +476,7 @@ VYR_EXPORT int vyrSscanf(const JCHAR *lpszInput, const JCHAR *lpszFormat, ...) {
 
 // strftime over UTF-8, then back to JCHAR. Returns 0 when the text does not
 // fit in nMax positions with its terminator, as strftime does.
-VYR_EXPORT size_t vyrStrftime(JCHAR *lpszOut, size_t nMax, const JCHAR *lpszFormat,
-                              const struct tm *lpTm) {
+VYR_EXPORT size_t vyrStrftime(JCHAR *lpszOut, size_t nMax, const JCHAR *lpszFormat, const struct tm *lpTm) {
   if (!lpszOut || nMax == 0) return 0;
   lpszOut[0] = 0;
   if (!lpTm || !lpszFormat || !*lpszFormat) return 0;
@@ -500,9 +490,8 @@ VYR_EXPORT size_t vyrStrftime(JCHAR *lpszOut, size_t nMax, const JCHAR *lpszForm
     for (size_t size = 256;; size *= 2) {
       if (size > most) size = most;
       bytes.resize(size);
-      written = vyr::cLocale()
-                    ? strftime_l(bytes.data(), size, format.c_str(), lpTm, vyr::cLocale())
-                    : std::strftime(bytes.data(), size, format.c_str(), lpTm);
+      written = vyr::cLocale() ? strftime_l(bytes.data(), size, format.c_str(), lpTm, vyr::cLocale())
+                               : std::strftime(bytes.data(), size, format.c_str(), lpTm);
       if (written > 0 || size >= most || size >= (size_t(1) << 20)) break;
     }
     if (written == 0) return 0;

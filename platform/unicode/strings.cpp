@@ -123,9 +123,7 @@ VYR_EXPORT JCHAR *vyrStrncat(JCHAR *lpszDest, const JCHAR *lpszSrc, size_t n) {
   return lpszDest;
 }
 
-VYR_EXPORT int vyrStrcmp(const JCHAR *lpsz1, const JCHAR *lpsz2) {
-  return vyrStrncmp(lpsz1, lpsz2, SIZE_MAX);
-}
+VYR_EXPORT int vyrStrcmp(const JCHAR *lpsz1, const JCHAR *lpsz2) { return vyrStrncmp(lpsz1, lpsz2, SIZE_MAX); }
 
 VYR_EXPORT int vyrStrncmp(const JCHAR *lpsz1, const JCHAR *lpsz2, size_t n) {
   const JCHAR *a = orEmpty(lpsz1), *b = orEmpty(lpsz2);
@@ -219,13 +217,12 @@ VYR_EXPORT JCHAR *vyrMemset(JCHAR *lpDest, JCHAR c, size_t n) {
 }
 
 VYR_EXPORT long vyrStrtol(const JCHAR *lpsz, JCHAR **lppszEnd, int nBase) {
-  return parseNumber<long>(
-      lpsz, lppszEnd, [nBase](const char *s, char **end) { return std::strtol(s, end, nBase); });
+  return parseNumber<long>(lpsz, lppszEnd, [nBase](const char *s, char **end) { return std::strtol(s, end, nBase); });
 }
 
 VYR_EXPORT unsigned long vyrStrtoul(const JCHAR *lpsz, JCHAR **lppszEnd, int nBase) {
-  return parseNumber<unsigned long>(
-      lpsz, lppszEnd, [nBase](const char *s, char **end) { return std::strtoul(s, end, nBase); });
+  return parseNumber<unsigned long>(lpsz, lppszEnd,
+                                    [nBase](const char *s, char **end) { return std::strtoul(s, end, nBase); });
 }
 
 // atoi over a value that does not fit an int gives the nearest int, not the
@@ -247,8 +244,7 @@ VYR_EXPORT double vyrAtof(const JCHAR *lpsz) {
 VYR_EXPORT JCHAR *vyrItoa(int nValue, JCHAR *lpszOut, int nRadix) {
   // Only decimal shows a sign; other radices show the two's-complement bits.
   const bool negative = nRadix == 10 && nValue < 0;
-  const unsigned long magnitude =
-      negative ? 0UL - (unsigned long)(long)nValue : (unsigned long)(unsigned)nValue;
+  const unsigned long magnitude = negative ? 0UL - (unsigned long)(long)nValue : (unsigned long)(unsigned)nValue;
   return writeRadix(magnitude, negative, lpszOut, nRadix);
 }
 

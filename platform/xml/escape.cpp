@@ -9,10 +9,19 @@ VYR_EXPORT JCHAR *vyrAllocConvertToXMLEscapeChars(const JCHAR *lpszText) {
   size_t extra = 0;
   for (; lpszText[length] != 0; ++length) {
     switch (lpszText[length]) {
-      case u'&': extra += 4; break;               // &amp;
-      case u'<': case u'>': extra += 3; break;    // &lt; &gt;
-      case u'"': case u'\'': extra += 5; break;   // &quot; &apos;
-      default: break;
+      case u'&':
+        extra += 4;
+        break;  // &amp;
+      case u'<':
+      case u'>':
+        extra += 3;
+        break;  // &lt; &gt;
+      case u'"':
+      case u'\'':
+        extra += 5;
+        break;  // &quot; &apos;
+      default:
+        break;
     }
   }
   if (length + extra >= SIZE_MAX / sizeof(JCHAR)) return nullptr;
@@ -24,12 +33,24 @@ VYR_EXPORT JCHAR *vyrAllocConvertToXMLEscapeChars(const JCHAR *lpszText) {
   };
   for (size_t k = 0; k < length; ++k) {
     switch (lpszText[k]) {
-      case u'&': put(u"&amp;"); break;
-      case u'<': put(u"&lt;"); break;
-      case u'>': put(u"&gt;"); break;
-      case u'"': put(u"&quot;"); break;
-      case u'\'': put(u"&apos;"); break;
-      default: *out++ = lpszText[k]; break;
+      case u'&':
+        put(u"&amp;");
+        break;
+      case u'<':
+        put(u"&lt;");
+        break;
+      case u'>':
+        put(u"&gt;");
+        break;
+      case u'"':
+        put(u"&quot;");
+        break;
+      case u'\'':
+        put(u"&apos;");
+        break;
+      default:
+        *out++ = lpszText[k];
+        break;
     }
   }
   *out = 0;

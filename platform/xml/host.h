@@ -36,4 +36,4 @@ struct LiveObjects {
 LiveObjects liveObjects() noexcept;
 
 }  // namespace xml
-}  // namespace vyr
+}  // namespace VYR_HOST_API

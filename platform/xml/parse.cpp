@@ -238,8 +238,7 @@ struct Transcoder {
     while (end > 0 && isSpace(s[end - 1])) --end;
     size_t begin = end;
     uint32_t hash = 0;
-    while (begin > 0 && !isSpace(s[begin - 1]) && s[begin - 1] != u'"' && s[begin - 1] != u'\'' &&
-           s[begin - 1] != u'<')
+    while (begin > 0 && !isSpace(s[begin - 1]) && s[begin - 1] != u'"' && s[begin - 1] != u'\'' && s[begin - 1] != u'<')
       hash = hash * 31 + s[--begin];
     return {{s + begin, end - begin}, hash};
   }
@@ -387,7 +386,8 @@ const char *structureProblem(const pugi::xml_document &document, pugi::xml_node 
 #if defined(__SSE2__)
 __attribute__((no_sanitize("address")))
 #endif
-size_t boundedLength(const char16_t *text, size_t limit) noexcept {
+size_t
+boundedLength(const char16_t *text, size_t limit) noexcept {
   size_t length = 0;
 #if defined(__SSE2__)
   if ((reinterpret_cast<uintptr_t>(text) & 1) == 0) {
@@ -449,7 +449,8 @@ XRCS_Status parseText(std::u16string_view text, const Limits &limits, ParsedText
   if (const char *problem = structureProblem(out->document, &where)) {
     *why = std::string("not well-formed: ") + problem;
     // Parsed in place: names and values point into the copy.
-    const char *at = where.type() == pugi::node_pcdata || where.type() == pugi::node_cdata ? where.value() : where.name();
+    const char *at =
+        where.type() == pugi::node_pcdata || where.type() == pugi::node_cdata ? where.value() : where.name();
     if (at >= buffer.get() && at < buffer.get() + pass.o)
       *why += position(text, unitsBefore(buffer.get(), static_cast<size_t>(at - buffer.get())) + skipped);
     out->document.reset();

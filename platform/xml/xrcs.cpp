@@ -294,8 +294,7 @@ VYR_EXPORT void XRCS_freeParser(XRCS_hParser hParser) {
   --tLive.parsers;
 }
 
-VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lpszXML,
-                                           XRCS_hDocument *phDocument) {
+VYR_EXPORT XRCS_Status XRCS_parseXMLString(XRCS_hParser hParser, const JCHAR *lpszXML, XRCS_hDocument *phDocument) {
   static const char kOperation[] = "XRCS_parseXMLString";
   if (phDocument == nullptr) return missingOutput(kOperation);
   *phDocument = nullptr;
@@ -337,8 +336,7 @@ VYR_EXPORT XRCS_Status XRCS_getDocumentElement(XRCS_hDocument hDocument, XRCS_hE
   static const char kOperation[] = "XRCS_getDocumentElement";
   if (phElement == nullptr) return missingOutput(kOperation);
   *phElement = nullptr;
-  if (const XRCS_Status status = usable(hDocument, kDocumentMagic, kOperation); status != XRCS_SUCCESS)
-    return status;
+  if (const XRCS_Status status = usable(hDocument, kDocumentMagic, kOperation); status != XRCS_SUCCESS) return status;
   return giveElement(hDocument->liveness, hDocument->parsed.document.document_element(), phElement, kOperation);
 }
 
@@ -470,8 +468,7 @@ VYR_EXPORT XRCS_Status XRCS_getAttributeValue(XRCS_hAttribute hAttribute, JCHAR 
   static const char kOperation[] = "XRCS_getAttributeValue";
   if (plpszValue == nullptr) return missingOutput(kOperation);
   *plpszValue = nullptr;
-  if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS)
-    return status;
+  if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS) return status;
   return giveString(pugi::xml_attribute(hAttribute->node).value(), plpszValue, kOperation);
 }
 
@@ -487,8 +484,7 @@ VYR_EXPORT XRCS_Status XRCS_getAttributeNextSibling(XRCS_hAttribute hAttribute, 
   static const char kOperation[] = "XRCS_getAttributeNextSibling";
   if (phNext == nullptr) return missingOutput(kOperation);
   *phNext = nullptr;
-  if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS)
-    return status;
+  if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS) return status;
   return giveAttribute(hAttribute->liveness, pugi::xml_attribute(hAttribute->node).next_attribute(), phNext,
                        kOperation);
 }
@@ -497,8 +493,7 @@ VYR_EXPORT XRCS_Status XRCS_getAttributeName(XRCS_hAttribute hAttribute, JCHAR *
   static const char kOperation[] = "XRCS_getAttributeName";
   if (plpszName == nullptr) return missingOutput(kOperation);
   *plpszName = nullptr;
-  if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS)
-    return status;
+  if (const XRCS_Status status = usable(hAttribute, kAttributeMagic, kOperation); status != XRCS_SUCCESS) return status;
   return giveString(pugi::xml_attribute(hAttribute->node).name(), plpszName, kOperation);
 }
 

@@ -147,7 +147,7 @@ class AppointmentSyncTest : public BsfnTest, public ::testing::WithParamInterfac
 TEST_P(AppointmentSyncTest, InitialThenIncrementalRunsReportExactlyTheChanges) {
   LPBHVRCOM alice = user("ALICE", "100");
   for (const char16_t *id : {u"A1", u"A2", u"A3", u"A4", u"A5"}) addActivity(alice, id, u"100", u"Meeting & <co>");
-  addActivity(alice, u"T1", u"100", u"a task", u'1', u'1');  // a task: not in an appointment run
+  addActivity(alice, u"T1", u"100", u"a task", u'1', u'1');      // a task: not in an appointment run
   addActivity(alice, u"X1", u"100", u"not synchronised", u'0');  // not kept with the PIM client
 
   // A change in the anchor's own second belongs to the next run.
@@ -318,8 +318,9 @@ TEST_P(AppointmentSyncTest, TwoUsersNeverSeeEachOthersActivities) {
                              "<PUTINFO numRecsToWrite=\"2\"><APPT uid=\"A1\" requestedEvent=\"Modify\" "
                              "subject=\"bob\"/><APPT uid=\"A1\" requestedEvent=\"HardDelete\"/></PUTINFO>");
   EXPECT_EQ(attribute(forged.text, "numRecsWritten"), "0") << forged.text;
-  const Answer created = sync(bob, "BOB", "putnew", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"A1\" "
-                                                    "subject=\"bob\"/></PUTINFO>");
+  const Answer created = sync(bob, "BOB", "putnew",
+                              "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"A1\" "
+                              "subject=\"bob\"/></PUTINFO>");
   EXPECT_EQ(attribute(created.text, "numRecsWritten"), "1");
   EXPECT_NE(uids(created.text).at(0), "A1");
   DSACTIVITY stored{};
@@ -402,8 +403,9 @@ TEST_P(AppointmentSyncTest, FaultsAreTracedWithTheTextsOfTheExchange) {
        "B90CA701: unable to extract numRecsToWrite from XML document"},
       {alice, "ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"SAME\"/></PUTINFO>", "Appointments",
        "B90CA701: unable to read requestedEvent from element"},
-      {alice, "ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"SAME\" requestedEvent=\"x\"/></PUTINFO>",
-       "Appointments", "B90CA701: unknown requestedEvent type"},
+      {alice, "ALICE", "putmodified",
+       "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"SAME\" requestedEvent=\"x\"/></PUTINFO>", "Appointments",
+       "B90CA701: unknown requestedEvent type"},
       {alice, "ALICE", "putmodified", "<PUTINFO numRecsToWrite=\"1\"><APPT requestedEvent=\"Delete\"/></PUTINFO>",
        "Appointments", "B90CA701: unable to read uid from element"},
       {nobody, "NOBODY", "getcount", all, "Appointments", "B90CA701_getCount: Failed to convert USERID to AN8"},
@@ -435,9 +437,11 @@ TEST_P(AppointmentSyncTest, TwoProcessesSyncingOneUserAtOnceLoseAndDoubleNothing
     std::string created, modified;
     for (int i = 0; i < kEach; ++i) {
       const std::string uid = "P" + std::to_string(p) + "-" + std::to_string(i);
-      created += "<APPT uid=\"" + uid + "\" subject=\"new\" startDate=\"20240105\" startTime=\"0800\" "
+      created += "<APPT uid=\"" + uid +
+                 "\" subject=\"new\" startDate=\"20240105\" startTime=\"0800\" "
                  "endDate=\"20240105\" endTime=\"0900\"/>";
-      modified += "<APPT uid=\"" + uid + "\" requestedEvent=\"Modify\" subject=\"changed by " + std::to_string(p) + "\"/>";
+      modified +=
+          "<APPT uid=\"" + uid + "\" requestedEvent=\"Modify\" subject=\"changed by " + std::to_string(p) + "\"/>";
     }
     const std::vector<std::pair<std::string, std::string>> files = {
         {"new", document("ALICE", "putnew", "<PUTINFO numRecsToWrite=\"20\">" + created + "</PUTINFO>")},
@@ -492,8 +496,7 @@ TEST_P(AppointmentSyncTest, TwoProcessesSyncingOneUserAtOnceLoseAndDoubleNothing
     DSACTIVITY stored{};
     vyrStrcpy(stored.szActivityID, id);
     ASSERT_EQ(call("SelectActivityUTC", &stored, alice), ER_SUCCESS);
-    EXPECT_EQ(bsfntest::text(stored.szSubject),
-              id[0] == u'S' ? u"changed" : u"changed by " + std::u16string(1, id[1]));
+    EXPECT_EQ(bsfntest::text(stored.szSubject), id[0] == u'S' ? u"changed" : u"changed by " + std::u16string(1, id[1]));
   }
 }
 

@@ -63,7 +63,7 @@ TEST(Compare, EbcdicOrderDiffersFromCodeUnitOrder) {
     const JCHAR *left, *right;
     int sign;
   } const cases[] = {
-      {u"a", u"A", -1},     {u"A", u"0", -1},          {u" ", u".", -1},          {u"ab", u"abc", -1},
+      {u"a", u"A", -1},      {u"A", u"0", -1},          {u" ", u".", -1},          {u"ab", u"abc", -1},
       {u"Z", u"\u0100", -1}, {u"\u0101", u"\u0100", 1}, {u"\u00e9", u"\u00e9", 0}, {nullptr, u"", 0},
   };
   auto sign = [](int v) { return (v > 0) - (v < 0); };

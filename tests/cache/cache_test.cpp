@@ -212,8 +212,9 @@ TEST(CacheBadInput, FailsCleanlyWithoutCrashing) {
     int line;
     ID got, want;
   } const calls[] = {
-      {__LINE__, vyrCacheInit(nullptr, nullptr, u"bad", &kByNameSeq) + vyrCacheInit(nullptr, &h, u"", &kByNameSeq) +
-                     vyrCacheInitMultipleIndex(nullptr, &h, u"bad", &kByNameSeq, 0),
+      {__LINE__,
+       vyrCacheInit(nullptr, nullptr, u"bad", &kByNameSeq) + vyrCacheInit(nullptr, &h, u"", &kByNameSeq) +
+           vyrCacheInitMultipleIndex(nullptr, &h, u"bad", &kByNameSeq, 0),
        VYRCACHE_FAILURE},
       {__LINE__, vyrCacheInit(nullptr, &h, u"bad", &kByAmount), VYRCACHE_SUCCESS},
       {__LINE__, vyrCacheInit(nullptr, &other, u"bad2", &kByAmount), VYRCACHE_SUCCESS},
@@ -221,20 +222,23 @@ TEST(CacheBadInput, FailsCleanlyWithoutCrashing) {
       {__LINE__, vyrCacheAdd(h, &r, 64), VYRCACHE_FAILURE},  // amount would end outside the record
       {__LINE__, vyrCacheAdd(h, &r, sizeof r), VYRCACHE_SUCCESS},
       {__LINE__, vyrCacheAdd(h, &r, sizeof r + 1), VYRCACHE_FAILURE},
-      {__LINE__, vyrCacheFetch(h, &r, 1, &out, sizeof out - 1) + vyrCacheFetch(h, nullptr, 1, &out, sizeof out) +
-                     vyrCacheFetch(h, &r, 2, &out, sizeof out) + vyrCacheSetIndex(h, 2),
+      {__LINE__,
+       vyrCacheFetch(h, &r, 1, &out, sizeof out - 1) + vyrCacheFetch(h, nullptr, 1, &out, sizeof out) +
+           vyrCacheFetch(h, &r, 2, &out, sizeof out) + vyrCacheSetIndex(h, 2),
        VYRCACHE_FAILURE},
       {__LINE__, vyrCacheOpenCursorX(h, &c, nullptr, 0), VYRCACHE_SUCCESS},
       {__LINE__, vyrCacheOpenCursorX(other, &foreign, "", 0), VYRCACHE_SUCCESS},
-      {__LINE__, vyrCacheFetchPosition(h, foreign, nullptr, 0, &out, sizeof out) +
-                     vyrCacheFetchPosition(h, c, &r, 2, &out, sizeof out) +
-                     vyrCacheFetchPosition(h, c, nullptr, -1, &out, sizeof out),
+      {__LINE__,
+       vyrCacheFetchPosition(h, foreign, nullptr, 0, &out, sizeof out) +
+           vyrCacheFetchPosition(h, c, &r, 2, &out, sizeof out) +
+           vyrCacheFetchPosition(h, c, nullptr, -1, &out, sizeof out),
        VYRCACHE_FAILURE},
       {__LINE__, vyrCacheDelete(h, c), VYRCACHE_NOT_FOUND},  // nothing fetched yet
       {__LINE__, vyrCacheCloseCursor(other, c), VYRCACHE_FAILURE},
       {__LINE__, vyrCacheAdd(reinterpret_cast<HCACHE>(c), &r, sizeof r), VYRCACHE_FAILURE},
-      {__LINE__, vyrCacheAdd(garbage, &r, sizeof r) + vyrCacheDeleteAll(garbage) + vyrCacheTerminate(nullptr, garbage) +
-                     vyrCacheTerminateAll(nullptr, nullptr) + ID(vyrCacheGetNumRecords(garbage)),
+      {__LINE__,
+       vyrCacheAdd(garbage, &r, sizeof r) + vyrCacheDeleteAll(garbage) + vyrCacheTerminate(nullptr, garbage) +
+           vyrCacheTerminateAll(nullptr, nullptr) + ID(vyrCacheGetNumRecords(garbage)),
        VYRCACHE_FAILURE},
       {__LINE__, vyrCacheTerminateAll(nullptr, h), VYRCACHE_SUCCESS},
       {__LINE__, vyrCacheTerminateAll(nullptr, other), VYRCACHE_SUCCESS},
@@ -292,8 +296,10 @@ TEST(CacheThreads, TerminateAllRacingOtherCallsFailsThemCleanly) {
         HCUR c = nullptr;
         const Row r = row(u"R", t * 1000 + round, std::to_string(t * 1000 + round));
         Row out{};
-        const ID results[] = {vyrCacheAdd(h, &r, sizeof r), vyrCacheOpenCursorX(h, &c, __FILE__, __LINE__),
-                              vyrCacheFetchPosition(h, c, nullptr, 0, &out, sizeof out), vyrCacheDelete(h, c),
+        const ID results[] = {vyrCacheAdd(h, &r, sizeof r),
+                              vyrCacheOpenCursorX(h, &c, __FILE__, __LINE__),
+                              vyrCacheFetchPosition(h, c, nullptr, 0, &out, sizeof out),
+                              vyrCacheDelete(h, c),
                               vyrCacheCloseCursor(h, c),
                               round % 3 == t % 3 ? vyrCacheTerminateAll(nullptr, h) : vyrCacheTerminate(nullptr, h)};
         for (const ID result : results)

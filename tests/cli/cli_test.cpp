@@ -30,9 +30,9 @@ class Command : public clitest::CommandTest {
 };
 
 TEST_F(Command, EveryMemberKindRoundTripsThroughJson) {
-  const Outcome r = echo({"call", "EchoMembers", "szText=ab é ", "cFlag=Y", "mnAmount=-12.50", "jdDate=2024-02-29",
-                          "utStamp=2024-03-10T08:30:00Z", "nCount=-7", "idHandle=4294967295", "nSmall=-32768",
-                          "abRaw=00ff10ab"});
+  const Outcome r =
+      echo({"call", "EchoMembers", "szText=ab é ", "cFlag=Y", "mnAmount=-12.50", "jdDate=2024-02-29",
+            "utStamp=2024-03-10T08:30:00Z", "nCount=-7", "idHandle=4294967295", "nSmall=-32768", "abRaw=00ff10ab"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.result(), json::parse(R"({
     "function": "EchoMembers", "return": 0,
@@ -94,7 +94,9 @@ TEST_F(Command, RefusalsCallNothingAndExit64WithOneLine) {
       {{"list", "--ds-json", "x"}, "", "--ds-json"},
       {{"call", "ubeReportGetName", "--report", "missing.json"}, "", "missing.json"},
       {{"call", "ubeReportGetName", "--report", "-"}, "{not json", "--report -: not valid JSON (byte 3)"},
-      {{"call", "ubeReportGetName", "--report", "-"}, R"({"name": "R1", "page": 2})", "report.page: is not a known key"},
+      {{"call", "ubeReportGetName", "--report", "-"},
+       R"({"name": "R1", "page": 2})",
+       "report.page: is not a known key"},
       {{"call", "EchoMembers", "--report", "-", "--ds-json", "-"}, "{}", "cannot both read stdin"},
       {{"list", "--report", "x"}, "", "--report belongs to call"},
   };
@@ -123,8 +125,10 @@ TEST_F(Command, ReportStateIsAttachedAndPrintedBack) {
   EXPECT_FALSE(r.result().contains("report")) << "no report, no report state";
 
   std::ofstream(dir / "reports.jsonl")
-      << R"({"function": "ubeReportGetPageNumber", "report": {"name": "R1", "pageNumber": 5}})" "\n"
-      << R"({"function": "ubeReportGetPageNumber", "report": {"pageNumber": 5}})" "\n";
+      << R"({"function": "ubeReportGetPageNumber", "report": {"name": "R1", "pageNumber": 5}})"
+         "\n"
+      << R"({"function": "ubeReportGetPageNumber", "report": {"pageNumber": 5}})"
+         "\n";
   const std::vector<json> out = lines(run({"batch", "reports.jsonl"}).out);
   ASSERT_EQ(out.size(), 2u);
   EXPECT_EQ(out[0]["ds"]["nPageNumber"], 5);
@@ -134,8 +138,9 @@ TEST_F(Command, ReportStateIsAttachedAndPrintedBack) {
 TEST_F(Command, DatabaseAndSettingsReachTheContext) {
   Outcome r = echo({"call", "EchoSettings", "--setting", "user=JDOE", "--setting", "CTR=BR"});
   ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(r.result()["ds"], (json{{"szUser", "JDOE"}, {"szCountry", "BR"},
-                                    {"szDatabase", (fs::canonical(dir) / "famoflas.db").string()}}))
+  EXPECT_EQ(
+      r.result()["ds"],
+      (json{{"szUser", "JDOE"}, {"szCountry", "BR"}, {"szDatabase", (fs::canonical(dir) / "famoflas.db").string()}}))
       << "the default database is famoflas.db in the working directory";
   // --db anywhere on the line, for the environment the context runs in; an explicit location wins.
   r = echo({"call", "--db", "/data/x.db", "EchoSettings", "--setting=env=PROD"});
@@ -145,14 +150,18 @@ TEST_F(Command, DatabaseAndSettingsReachTheContext) {
 }
 
 TEST_F(Command, BatchRunsEveryLineAndReportsBadOnes) {
-  const std::string input =
-      R"({"function": "EchoMembers", "ds": {"szText": "one", "idReturn": 1}})" "\n"
-      "\n"
-      R"({"function": "EchoSettings", "settings": {"CTR": "JP"}})" "\n"
-      "{broken\n"
-      R"({"function": "EchoMembers", "ds": {"nope": 1}})" "\n"
-      R"({"function": "EchoSettings", "settings": {"ldap": "7"}})" "\n"
-      R"({"function": "EchoMembers", "ds": {"szText": "last"}})" "\n";
+  const std::string input = R"({"function": "EchoMembers", "ds": {"szText": "one", "idReturn": 1}})"
+                            "\n"
+                            "\n"
+                            R"({"function": "EchoSettings", "settings": {"CTR": "JP"}})"
+                            "\n"
+                            "{broken\n"
+                            R"({"function": "EchoMembers", "ds": {"nope": 1}})"
+                            "\n"
+                            R"({"function": "EchoSettings", "settings": {"ldap": "7"}})"
+                            "\n"
+                            R"({"function": "EchoMembers", "ds": {"szText": "last"}})"
+                            "\n";
   std::ofstream(dir / "batch.jsonl") << input;
   for (const std::string source : {"batch.jsonl", "-"}) {
     SCOPED_TRACE(source);
@@ -167,7 +176,8 @@ TEST_F(Command, BatchRunsEveryLineAndReportsBadOnes) {
     EXPECT_NE(out[4]["error"].get<std::string>().find("ldap"), std::string::npos);
     EXPECT_EQ(out[5]["ds"]["szText"], "last");
   }
-  std::ofstream(dir / "good.jsonl") << R"({"function": "EchoMembers"})" "\n";
+  std::ofstream(dir / "good.jsonl") << R"({"function": "EchoMembers"})"
+                                       "\n";
   EXPECT_EQ(echo({"batch", "good.jsonl"}).status, 0);
 }
 
@@ -200,11 +210,14 @@ TEST_F(Command, NumbersStayExactAndKeysAreGivenOnce) {
   EXPECT_EQ(echo({"call", "EchoMembers", "--ds-json", "-"}, R"({"szText": 1.50})").result()["ds"]["szText"], "1.50");
 
   // Batch lines: the same numbers, and a key given twice at any level refused.
-  const std::string input =
-      R"({"function": "EchoMembers", "ds": {"mnAmount": 0.1000000000000000055511151231257}})" "\n"
-      R"({"function": "EchoMembers", "ds": {"nCount": 1, "nCount": 2}})" "\n"
-      R"({"function": "EchoSettings", "settings": {"CTR": "JP", "CTR": "BR"}})" "\n"
-      R"({"function": "EchoMembers", "function": "EchoSettings"})" "\n";
+  const std::string input = R"({"function": "EchoMembers", "ds": {"mnAmount": 0.1000000000000000055511151231257}})"
+                            "\n"
+                            R"({"function": "EchoMembers", "ds": {"nCount": 1, "nCount": 2}})"
+                            "\n"
+                            R"({"function": "EchoSettings", "settings": {"CTR": "JP", "CTR": "BR"}})"
+                            "\n"
+                            R"({"function": "EchoMembers", "function": "EchoSettings"})"
+                            "\n";
   const Outcome r = echo({"batch", "-"}, input);
   const std::vector<json> out = lines(r.out);
   ASSERT_EQ(out.size(), 4u) << r.out;
@@ -218,11 +231,14 @@ TEST_F(Command, NumbersStayExactAndKeysAreGivenOnce) {
 // platform could not carry out does not.
 TEST_F(Command, LinesThatCouldNotBeCarriedOutMakeTheBatchFail) {
   ASSERT_EQ(run({"db", "init"}).status, 0);
-  const std::string input =
-      R"({"function": "EchoMembers", "ds": {"idReturn": 2}})" "\n"
-      R"({"function": "EchoMembers", "ds": {"idReturn": 4294967295}})" "\n"
-      R"({"function": "EchoDatabase", "settings": {"env.DEFAULT": "/nonexistent/folder/x.db"}})" "\n"
-      R"({"function": "EchoDatabase"})" "\n";
+  const std::string input = R"({"function": "EchoMembers", "ds": {"idReturn": 2}})"
+                            "\n"
+                            R"({"function": "EchoMembers", "ds": {"idReturn": 4294967295}})"
+                            "\n"
+                            R"({"function": "EchoDatabase", "settings": {"env.DEFAULT": "/nonexistent/folder/x.db"}})"
+                            "\n"
+                            R"({"function": "EchoDatabase"})"
+                            "\n";
   const Outcome r = echo({"batch", "-"}, input);
   EXPECT_EQ(r.status, 69);
   const std::vector<json> out = lines(r.out);
@@ -281,7 +297,8 @@ TEST_F(Command, ListDescribeHelpAndVersion) {
 TEST_F(Command, MissingLibraryIsAClearError) {
   const fs::path lib = dir / "lib";
   fs::create_directories(lib);
-  fs::copy_file(fs::path(kCommand).parent_path().parent_path() / "lib" / "libvyrplatform.so", lib / "libvyrplatform.so");
+  fs::copy_file(fs::path(kCommand).parent_path().parent_path() / "lib" / "libvyrplatform.so",
+                lib / "libvyrplatform.so");
   std::ofstream(dir / "famoflas") << "#!/bin/sh\nLD_LIBRARY_PATH='" << lib.string() << "' exec '" << kCommand
                                   << "' \"$@\"\n";
   fs::permissions(dir / "famoflas", fs::perms::owner_all, fs::perm_options::add);

@@ -7,8 +7,8 @@
 #include "runtime/context.h"
 
 #define DSECHO_MEMBERS(M, S) \
-  EVERY_KIND_MEMBERS(M, S)     \
-  M(S, INT, nLength, 0)        \
+  EVERY_KIND_MEMBERS(M, S)   \
+  M(S, INT, nLength, 0)      \
   M(S, ID, idReturn, 0)
 FAMOFLAS_DS(DSECHO, DSECHO_MEMBERS)
 

@@ -26,18 +26,20 @@ const BSFN_CATALOG_ENTRY kClash[] = {{"GetExchRate", Answer, nullptr, "HOSTILE"}
 
 #define HOSTILE_CATALOG(symbol, ...)                                      \
   extern "C" VYR_EXPORT const BSFN_CATALOG_ENTRY *symbol(size_t *count) { \
-    static const BSFN_CATALOG_ENTRY entries[] = {__VA_ARGS__};           \
-    *count = sizeof entries / sizeof entries[0];                         \
-    return entries;                                                      \
+    static const BSFN_CATALOG_ENTRY entries[] = {__VA_ARGS__};            \
+    *count = sizeof entries / sizeof entries[0];                          \
+    return entries;                                                       \
   }
 
 HOSTILE_CATALOG(hugeMemberCatalog, {"HostileHuge", Answer, &kHugeTemplate, "HOSTILE"})
 HOSTILE_CATALOG(outsideCatalog, {"HostileOutside", Answer, &kOutsideTemplate, "HOSTILE"})
 HOSTILE_CATALOG(overlapCatalog, {"HostileOverlap", Answer, &kOverlapTemplate, "HOSTILE"})
 HOSTILE_CATALOG(badMemberNameCatalog, {"HostileMember", Answer, &kBadMemberNameTemplate, "HOSTILE"})
-HOSTILE_CATALOG(badNameCatalog, {"HostileGood", Answer, nullptr, "HOSTILE"}, {"Hostile Bad", Answer, nullptr, "HOSTILE"})
+HOSTILE_CATALOG(badNameCatalog, {"HostileGood", Answer, nullptr, "HOSTILE"},
+                {"Hostile Bad", Answer, nullptr, "HOSTILE"})
 HOSTILE_CATALOG(noEntryCatalog, {"HostileNoEntry", nullptr, nullptr, "HOSTILE"})
-HOSTILE_CATALOG(twiceCatalog, {"HostileTwice", Answer, nullptr, "HOSTILE"}, {"HostileTwice", Answer, nullptr, "HOSTILE"})
+HOSTILE_CATALOG(twiceCatalog, {"HostileTwice", Answer, nullptr, "HOSTILE"},
+                {"HostileTwice", Answer, nullptr, "HOSTILE"})
 HOSTILE_CATALOG(otherLayoutCatalog, {"HostileLayout", Answer, &kOtherLayoutTemplate, "HOSTILE"})
 // Names a host registered before the library is loaded.
 HOSTILE_CATALOG(knownNameCatalog, {"HostileKnown", Answer, nullptr, "HOSTILE"})

@@ -57,7 +57,8 @@ TEST_F(LoadingCommand, ABuiltInNameIsReplacedOnlyWithAnOverrideThatListShows) {
   r = run({"list", "--library", kHostile, "--override", "GetExchRate"});
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("GetExchRate HOSTILE (--override: from " + kHostile + ", replacing B0000033 of "),
-            std::string::npos) << r.out;
+            std::string::npos)
+      << r.out;
   EXPECT_NE(r.out.find("\nHostileExtra HOSTILE\n"), std::string::npos) << "a new name needs no override";
   EXPECT_NE(r.out.find("\nGetAuditInfo C9800001\n"), std::string::npos) << "the others stay as they are";
 

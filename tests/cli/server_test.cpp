@@ -25,8 +25,8 @@ TEST_F(StoppedServer, BatchLineFailsInBoundedTimeAndTheCommandEnds) {
   clitest::Outcome batch;
   clitest::fs::remove(dir / "stdout");  // db init's
   std::thread command([&] { batch = run({"-c", script}, "", "sh"); });
-  const std::string sessions = "SELECT pid FROM pg_stat_activity WHERE application_name = '" +
-                               dbtest::PgScratch::schemaOf(location) + "'";
+  const std::string sessions =
+      "SELECT pid FROM pg_stat_activity WHERE application_name = '" + dbtest::PgScratch::schemaOf(location) + "'";
   // Once the first line is answered, the server processes of the command's sessions stop.
   for (int i = 0; i < 600 && std::ifstream(dir / "stdout").peek() == EOF; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(50));

@@ -121,11 +121,12 @@ TEST_F(TablesCommand, ServerLocationReachesPostgresqlUnchanged) {
   // A schema of this test's own, named in the location.
   PGconn *admin = PQconnectdb(server);
   ASSERT_EQ(PQstatus(admin), CONNECTION_OK) << PQerrorMessage(admin);
-  PQsetNoticeProcessor(admin, [](void *, const char *) {}, nullptr);
+  PQsetNoticeProcessor(
+      admin, [](void *, const char *) {}, nullptr);
   const std::string schema = "clitest_" + std::to_string(::getpid());
   PQclear(PQexec(admin, ("CREATE SCHEMA \"" + schema + "\"").c_str()));
-  const std::string location = std::string(server) + (std::strchr(server, '?') ? "&" : "?") +
-                               "options=-csearch_path%3D" + schema;
+  const std::string location =
+      std::string(server) + (std::strchr(server, '?') ? "&" : "?") + "options=-csearch_path%3D" + schema;
 
   EXPECT_EQ(load(location, kRows), 0);
   const json rows = json::parse(dump(location, "F0015"))["F0015"];

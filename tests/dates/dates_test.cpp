@@ -31,8 +31,10 @@ class WorkDays : public BsfnTest {
  protected:
   void SetUp() override {
     BsfnTest::SetUp();
-    for (const auto &[from, to] : {std::pair{1900 * 12, 1900 * 12 + 1}, {1999 * 12 + 10, 2000 * 12 + 1},
-                                   {2023 * 12 + 11, 2024 * 12 + 5}, {2099 * 12 + 10, 2099 * 12 + 11}})
+    for (const auto &[from, to] : {std::pair{1900 * 12, 1900 * 12 + 1},
+                                   {1999 * 12 + 10, 2000 * 12 + 1},
+                                   {2023 * 12 + 11, 2024 * 12 + 5},
+                                   {2099 * 12 + 10, 2099 * 12 + 11}})
       for (int m = from; m <= to; ++m) {
         std::u16string flags;
         for (unsigned d = 1; d <= 31; ++d) flags += flagOf(year{m / 12} / month(unsigned(m % 12 + 1)) / day(d));
@@ -115,8 +117,11 @@ TEST_F(DateUtilities, CenturyFollowsTheChangeYear) {
   const struct {
     std::string pivot;
     const char16_t *year, *fullYear;
-  } cases[] = {{"50", u"50", u"2050"}, {"50", u"51", u"1951"}, {"50", u"0", u"2000"},
-               {"00", u"1", u"1901"},  {"99", u"99", u"2099"}};
+  } cases[] = {{"50", u"50", u"2050"},
+               {"50", u"51", u"1951"},
+               {"50", u"0", u"2000"},
+               {"00", u"1", u"1901"},
+               {"99", u"99", u"2099"}};
   for (const auto &c : cases) {
     DSD0000154 ds{math(c.year), {}, {}};
     EXPECT_EQ(call("RetrieveCorrectCentury", &ds, newContext({{"CENTCHG", c.pivot}})), ER_SUCCESS);
@@ -130,7 +135,11 @@ TEST_F(DateUtilities, CenturyFollowsTheChangeYear) {
 }
 
 TEST_F(DateUtilities, LeapDaysWalkedOverAreLeftOut) {
-  const struct { VYRDATE from, to; const char16_t *days; JCHAR leapDay; } cases[] = {
+  const struct {
+    VYRDATE from, to;
+    const char16_t *days;
+    JCHAR leapDay;
+  } cases[] = {
       {{2004, 2, 28}, {2004, 3, 1}, u"1", u'1'},    // 29 February walked over
       {{2004, 2, 29}, {2004, 2, 29}, u"-1", u'1'},  // the start is examined even in an empty range
       {{2004, 2, 1}, {2004, 2, 29}, u"28", u'0'},   // the end is not
@@ -167,9 +176,16 @@ TEST_F(DateUtilities, MonthBackAndToday) {
 }
 
 TEST_F(DateUtilities, DatePatternsAgainstTheirTables) {
-  const struct { JCHAR dtpn; VYRDATE dfyj; MATH_NUMERIC fq; } pattern = {u'R', {2024, 1, 1}, math(u"12")};
+  const struct {
+    JCHAR dtpn;
+    VYRDATE dfyj;
+    MATH_NUMERIC fq;
+  } pattern = {u'R', {2024, 1, 1}, math(u"12")};
   insert(u"F0008", &pattern, {u"DTPN", u"DFYJ", u"FQ"});
-  const struct { JCHAR co[6], dtpn; VYRDATE dfyj; } company = {u"00100", u'R', {2024, 1, 1}};
+  const struct {
+    JCHAR co[6], dtpn;
+    VYRDATE dfyj;
+  } company = {u"00100", u'R', {2024, 1, 1}};
   insert(u"F0010", &company, {u"CO", u"DTPN", u"DFYJ"});
   const Strings none, missing = {"0177 @2"}, cannotOpen = {"3143 @0"};
   const struct {

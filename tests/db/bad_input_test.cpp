@@ -10,9 +10,9 @@ namespace {
 
 using dbtest::number;
 using dbtest::Party;
+using dbtest::party;
 using dbtest::Rate;
 using dbtest::rate;
-using dbtest::party;
 using dbtest::set;
 using dbtest::traced;
 

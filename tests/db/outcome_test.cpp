@@ -42,14 +42,17 @@ TEST_P(Outcomes, NoRowIsNotFoundAndWhatTheDatabaseRefusesIsFailedWithItsError) {
          const bool one = VDB_SelectKeyed(counters, 1, u"HERE", 1) == 1 && VDB_Fetch(counters, &c, 0) == 1;
          return one ? VDB_Fetch(counters, &c, 0) : ID{99};
        },
-       VDB_NOT_FOUND, {}},
+       VDB_NOT_FOUND,
+       {}},
       {"update of a missing key", [&] { return VDB_UpdateTable(counters, 1, u"NONE", 1, &here); }, VDB_NOT_FOUND, {}},
       {"update of listed columns of a missing key",
-       [&] { return VDB_UpdateTableColsExtended(counters, 1, u"NONE", 1, ukid, 1, &here.ukid); }, VDB_FAILED, {}},
-      {"insert of a key that is taken", [&] { return VDB_InsertTable(counters, &here); }, VDB_FAILED,
-       {"DBDK F00022"}},
+       [&] { return VDB_UpdateTableColsExtended(counters, 1, u"NONE", 1, ukid, 1, &here.ukid); },
+       VDB_FAILED,
+       {}},
+      {"insert of a key that is taken", [&] { return VDB_InsertTable(counters, &here); }, VDB_FAILED, {"DBDK F00022"}},
       {"fetch from a table the database lost",
-       [&] { return VDB_FetchKeyed(currencies, 1, currency, 1, currencyRow.data(), 0); }, VDB_FAILED,
+       [&] { return VDB_FetchKeyed(currencies, 1, currency, 1, currencyRow.data(), 0); },
+       VDB_FAILED,
        {"DBER F0013"}},
       {"scan of it", [&] { return VDB_SelectKeyed(currencies, 1, nullptr, 0); }, VDB_FAILED, {"DBER F0013"}},
   };
@@ -85,10 +88,11 @@ TEST_P(Outcomes, CommitFailingAfterTheWriteAnswersFailureAndLeavesNoneOfIt) {
   };
   std::vector<std::map<std::string, std::string>> refusals = {{{"fail", "VDB_Commit:F00022"}}};
   if (postgres()) {
-    ASSERT_TRUE(rawSql("CREATE FUNCTION refuse_at_commit() RETURNS trigger LANGUAGE plpgsql AS "
-                       "$$ BEGIN RAISE EXCEPTION 'refused at commit'; END $$; "
-                       "CREATE CONSTRAINT TRIGGER refuse AFTER INSERT OR UPDATE ON \"F00022\" "
-                       "DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE FUNCTION refuse_at_commit()"))
+    ASSERT_TRUE(
+        rawSql("CREATE FUNCTION refuse_at_commit() RETURNS trigger LANGUAGE plpgsql AS "
+               "$$ BEGIN RAISE EXCEPTION 'refused at commit'; END $$; "
+               "CREATE CONSTRAINT TRIGGER refuse AFTER INSERT OR UPDATE ON \"F00022\" "
+               "DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE FUNCTION refuse_at_commit()"))
         << pg_->error();
     refusals.push_back({});  // refused by the server
   }

@@ -149,9 +149,9 @@ TEST_P(ServerDatabase, FetchThatGivesUpOnALockIsAFailureNotAMissingRow) {
   ASSERT_TRUE(pg_->run("BEGIN; LOCK TABLE \"" + dbtest::PgScratch::schemaOf(location_) +
                        "\".\"F00022\" IN ACCESS EXCLUSIVE MODE"))
       << pg_->error();
-  for (const auto &[settings, error] : {std::pair<std::map<std::string, std::string>, std::u16string>{
-                                            {{"env.TEST", impatient}}, u"DBLK F00022"},
-                                        {{{"dbtimeout", "1"}}, u"DBTO F00022"}}) {
+  for (const auto &[settings, error] :
+       {std::pair<std::map<std::string, std::string>, std::u16string>{{{"env.TEST", impatient}}, u"DBLK F00022"},
+        {{{"dbtimeout", "1"}}, u"DBTO F00022"}}) {
     LPBHVRCOM context = extraContext(settings);
     HUSER user = nullptr;
     ASSERT_EQ(VDB_InitBhvr(context, &user, nullptr, 0), 1u);

@@ -17,7 +17,8 @@ using namespace bsfntest;
 const std::string kPlugin = std::string(FAMOFLAS_BINARY_DIR) + "/tests/fixtures/libtaxplugin.so";
 const char16_t *const kJobCaches[] = {C7300001_LOOKUP_CACHE, X0901_ACCOUNTS_BY_ID_CACHE, X0901_ACCOUNTS_BY_NUMBER_CACHE,
                                       C0900001_RANGE_CACHE};
-const std::string kSalesTaxEnded = "SalesTaxClose(0) SalesTaxClose(1) SalesTaxClose(2) SalesTaxClose(3) SalesTaxTerminate";
+const std::string kSalesTaxEnded =
+    "SalesTaxClose(0) SalesTaxClose(1) SalesTaxClose(2) SalesTaxClose(3) SalesTaxTerminate";
 const std::string kEnded = "GeoCodeTerminate " + kSalesTaxEnded;
 
 // The test's own reference to the plug-in: the instance the functions load.
@@ -78,7 +79,9 @@ class Environment : public BsfnTest {
   }
   // The F7306 control record: key and interface flag.
   void putControlRecord(JCHAR flag, const char16_t *key = B0000182_F7306_CONTROL_KEY) {
-    struct { JCHAR key[6], flag; } row = {{}, flag};
+    struct {
+      JCHAR key[6], flag;
+    } row = {{}, flag};
     vyrStrcpy(row.key, key);
     insert(u"F7306", &row, {u"CTLKEY", u"TXIF"});
   }
@@ -106,15 +109,32 @@ TEST_F(Environment, StartingTheInterface) {
       {0, kPlugin, "", 0, 0, ER_ERROR, {}, "", 0, 0, 1},
       {u'Y', "", "", 0, 0, ER_ERROR, {"TXLB taxplugin@0"}, "", 0, 0},
       {u'Y', "/nonexistent/libnotax.so", "", 0, 0, ER_ERROR, {"TXLB libnotax.so@0"}, "", 0, 0},
-      {u'Y', std::string(FAMOFLAS_BINARY_DIR) + "/lib/libfamoflas.so", "", 0, 0, ER_ERROR,
-       {"TXLB TaxGeoCodeInitialize@0"}, "", 0, 0},
+      {u'Y',
+       std::string(FAMOFLAS_BINARY_DIR) + "/lib/libfamoflas.so",
+       "",
+       0,
+       0,
+       ER_ERROR,
+       {"TXLB TaxGeoCodeInitialize@0"},
+       "",
+       0,
+       0},
       {u'Y', kPlugin, "", 1, 0, ER_ERROR, {"TXIN TaxGeoCodeInitialize@0"}, "GeoCodeInitialize", 0, 0},
       {u'Y', kPlugin, "", 0, 1, ER_ERROR, {"TXIN TaxSalesTaxInitialize@0"}, started, 1, 0},
       {u'Y', kPlugin, "VDB_InitBhvr", 0, 0, ER_ERROR, {"078S @0"}, "", 0, 0},
       {u'Y', kPlugin, "VDB_OpenTable:F7306", 0, 0, ER_ERROR, {"078D F7306@0"}, "", 0, 0},
       {u'Y', kPlugin, "vyrCacheInit:GeoCodeInit", 0, 0, ER_ERROR, {"078L GeoCodeInit@0"}, "", 0, 0},
       {u'Y', kPlugin, "vyrCacheInit:SalesTaxInit", 0, 0, ER_ERROR, {"078L SalesTaxInit@0"}, "GeoCodeInitialize", 1, 0},
-      {u'Y', kPlugin, "vyrCacheAdd:SalesTaxInit", 0, 0, ER_ERROR, {"078L SalesTaxInit@0"}, started + " " + kSalesTaxEnded, 1, 0},
+      {u'Y',
+       kPlugin,
+       "vyrCacheAdd:SalesTaxInit",
+       0,
+       0,
+       ER_ERROR,
+       {"078L SalesTaxInit@0"},
+       started + " " + kSalesTaxEnded,
+       1,
+       0},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(std::string(1, char(c.flag)) + " " + c.plugin + " " + c.fault);
@@ -174,7 +194,8 @@ TEST_F(Environment, EndingTheInterfaceAndTheJobCaches) {
     EXPECT_EQ(cache(C0900001_RANGE_CACHE), c.rangesLeft);
     // Unless the behaviour handle failed, the job caches are ended, not only emptied.
     const JCHAR record[2] = {u'z', 0};
-    EXPECT_EQ(vyrCacheAdd(lookups, record, sizeof record) != VYRCACHE_SUCCESS, std::string_view(c.fault) != "VDB_InitBhvr");
+    EXPECT_EQ(vyrCacheAdd(lookups, record, sizeof record) != VYRCACHE_SUCCESS,
+              std::string_view(c.fault) != "VDB_InitBhvr");
   }
 }
 
@@ -192,7 +213,13 @@ TEST_F(Environment, CleanUpCompanionsEndTheCachesTheyAreAskedFor) {
       {"X0901TerminateCaches", u'1', u'1', "", ER_SUCCESS, 5, 5, {}},
       {"X0901TerminateCaches", u'1', u'0', "", ER_SUCCESS, 2, 8, {}},
       {"X0901TerminateCaches", u' ', u'1', "", ER_SUCCESS, 3, 7, {}},
-      {"X0901TerminateCaches", u'1', u'1', "vyrCacheInit:X0901AccountsById", ER_ERROR, 3, 7,
+      {"X0901TerminateCaches",
+       u'1',
+       u'1',
+       "vyrCacheInit:X0901AccountsById",
+       ER_ERROR,
+       3,
+       7,
        {"078L X0901AccountsById@0"}},
       {"AAIRangeOfAccountsClear", 0, 0, "", ER_SUCCESS, 4, 6, {}},
   };
@@ -224,7 +251,11 @@ std::u16string nameOf(void *env) {
 // environment is opened as a secondary one and freed again. Every failure is
 // "078S" and leaves nothing parked or open.
 TEST_F(Environment, InputOutputEnvironmentHandles) {
-  const struct { const char16_t *input, *output, *current; std::string fault; ID code = ER_ERROR; } cases[] = {
+  const struct {
+    const char16_t *input, *output, *current;
+    std::string fault;
+    ID code = ER_ERROR;
+  } cases[] = {
       {u"MAIN", u"MAIN", u"MAIN", "", ER_SUCCESS},
       {u"SECOND", u"MAIN", u"MAIN", "", ER_SUCCESS},
       {u"MAIN", u"SECOND", u"MAIN", "", ER_SUCCESS},

@@ -25,16 +25,16 @@ struct RateRow {  // every column of F0015
 // The rows of F0015; the test cases name them by index.
 const std::vector<RateRow> &rates() {
   static const std::vector<RateRow> rows = {
-      {u"EUR", u"USD", math(u"0"), u"", {2024, 1, 1}, u' ', u'Y', u"", math(u"1.1"), math(u"0.91")},    // 0
-      {u"EUR", u"USD", math(u"0"), u"", {2024, 4, 1}, u' ', u'Y', u"", math(u"1.2"), math(u"0.83")},    // 1
-      {u"EUR", u"USD", math(u"0"), u"", {2024, 7, 1}, u' ', u'Y', u"", math(u"1.3"), math(u"0.77")},    // 2
-      {u"EUR", u"USD", math(u"7"), u"", {2024, 2, 1}, u' ', u'y', u"", math(u"1.5"), math(u"0.66")},    // 3
-      {u"EUR", u"GBP", math(u"0"), u"", {2024, 1, 1}, u' ', u'Z', u"", math(u"0.8"), math(u"1.25")},    // 4
-      {u"EUR", u"CHF", math(u"0"), u"", {2024, 1, 1}, u' ', u'z', u"", math(u"0.95"), math(u"1.05")},   // 5
-      {u"EUR", u"SEK", math(u"0"), u"", {2024, 1, 1}, u' ', u'X', u"", math(u"11"), math(u"0.09")},     // 6
-      {u"EUR", u"JPY", math(u"0"), u"", {2024, 1, 1}, u'3', u'Y', u"", math(u"160"), math(u"0.005")},   // 7
-      {u"EUR", u"USD", math(u"0"), u"AV", {2024, 5, 1}, u' ', u'Y', u"", math(u"9"), math(u"9")},       // another rate type
-      {u"USD", u"EUR", math(u"0"), u"", {2024, 5, 1}, u' ', u'Y', u"", math(u"8"), math(u"8")},         // the other direction
+      {u"EUR", u"USD", math(u"0"), u"", {2024, 1, 1}, u' ', u'Y', u"", math(u"1.1"), math(u"0.91")},   // 0
+      {u"EUR", u"USD", math(u"0"), u"", {2024, 4, 1}, u' ', u'Y', u"", math(u"1.2"), math(u"0.83")},   // 1
+      {u"EUR", u"USD", math(u"0"), u"", {2024, 7, 1}, u' ', u'Y', u"", math(u"1.3"), math(u"0.77")},   // 2
+      {u"EUR", u"USD", math(u"7"), u"", {2024, 2, 1}, u' ', u'y', u"", math(u"1.5"), math(u"0.66")},   // 3
+      {u"EUR", u"GBP", math(u"0"), u"", {2024, 1, 1}, u' ', u'Z', u"", math(u"0.8"), math(u"1.25")},   // 4
+      {u"EUR", u"CHF", math(u"0"), u"", {2024, 1, 1}, u' ', u'z', u"", math(u"0.95"), math(u"1.05")},  // 5
+      {u"EUR", u"SEK", math(u"0"), u"", {2024, 1, 1}, u' ', u'X', u"", math(u"11"), math(u"0.09")},    // 6
+      {u"EUR", u"JPY", math(u"0"), u"", {2024, 1, 1}, u'3', u'Y', u"", math(u"160"), math(u"0.005")},  // 7
+      {u"EUR", u"USD", math(u"0"), u"AV", {2024, 5, 1}, u' ', u'Y', u"", math(u"9"), math(u"9")},  // another rate type
+      {u"USD", u"EUR", math(u"0"), u"", {2024, 5, 1}, u' ', u'Y', u"", math(u"8"), math(u"8")},  // the other direction
   };
   return rows;
 }
@@ -44,8 +44,9 @@ class Currency : public BsfnTest {
   void SetUp() override {
     BsfnTest::SetUp();
     for (const RateRow &row : rates()) insert(u"F0015", &row);
-    const struct { JCHAR co[6], crcd[4], bktx, abin, cryr; } companies[] = {{u"00000", u"EUR", u'N', u'Y', u'N'},
-                                                                           {u"00200", u"USD", u'Y', u'N', u'Y'}};
+    const struct {
+      JCHAR co[6], crcd[4], bktx, abin, cryr;
+    } companies[] = {{u"00000", u"EUR", u'N', u'Y', u'N'}, {u"00200", u"USD", u'Y', u'N', u'Y'}};
     for (const auto &row : companies) insert(u"F0010", &row, {u"CO", u"CRCD", u"BKTX", u"ABIN", u"CRYR"});
     const struct { JCHAR crcd[4], cdec; } currencies[] = {{u"BHD", u'3'}, {u"JPY", u'0'}};
     for (const auto &row : currencies) insert(u"F0013", &row, {u"CRCD", u"CDEC"});
@@ -60,8 +61,8 @@ DSD0000033 rateRequest(const char16_t *from, const char16_t *to, const char16_t 
   vyrStrcpy(ds.szToCurrency, to);
   ds.mnAddressNumber = math(party);
   ds.jdEffectiveDate = date;
-  for (MATH_NUMERIC *m : {&ds.mnMultiplier, &ds.mnDivisor, &ds.mnExchangeRate, &ds.mnMethod3Multiplier,
-                          &ds.mnMethod3Divisor})
+  for (MATH_NUMERIC *m :
+       {&ds.mnMultiplier, &ds.mnDivisor, &ds.mnExchangeRate, &ds.mnMethod3Multiplier, &ds.mnMethod3Divisor})
     *m = math(u"42");
   ds.jdRateEffectiveDate = ds.jdMethod3EffectiveDate = VYRDATE{1999, 9, 9};
   ds.cConversionMethod = u'?';
@@ -160,8 +161,8 @@ TEST_F(Currency, ReadersAnswerOrReportTheirErrorAndLeaveTheOutputs) {
     if (c.fail == "empty") {
       ASSERT_TRUE(vyr::db::initDatabase(dir_ + "/empty.db", &error)) << error;
     }
-    LPBHVRCOM context = newContext(c.fail == "empty" ? Settings{{"env.MAIN", dir_ + "/empty.db"}}
-                                                     : Settings{{"fail", c.fail}});
+    LPBHVRCOM context =
+        newContext(c.fail == "empty" ? Settings{{"env.MAIN", dir_ + "/empty.db"}} : Settings{{"fail", c.fail}});
     union {
       DSD0000033 rate;
       DSD0000034A company;

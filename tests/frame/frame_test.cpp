@@ -139,7 +139,8 @@ std::set<std::string> exportedFunctions(const std::string &library) {
   if (pipe == nullptr) return names;
   char line[1024], address[64], type[8], name[900];
   while (std::fgets(line, sizeof line, pipe))
-    if (std::sscanf(line, "%63s %7s %899s", address, type, name) == 3 && std::strchr("TWi", type[0])) names.insert(name);
+    if (std::sscanf(line, "%63s %7s %899s", address, type, name) == 3 && std::strchr("TWi", type[0]))
+      names.insert(name);
   pclose(pipe);
   return names;
 }
@@ -165,7 +166,8 @@ TEST(Libraries, EveryExportIsCataloguedOnceAndEveryEntryExported) {
       EXPECT_TRUE(catalogued.count(name) || std::regex_match(name, internal) || name == lib.symbol ||
                   name == "dummyFunction")
           << "exported but neither catalogued nor internal: " << name;
-    for (const std::string &name : catalogued) EXPECT_TRUE(exported.count(name)) << "catalogued, not exported: " << name;
+    for (const std::string &name : catalogued)
+      EXPECT_TRUE(exported.count(name)) << "catalogued, not exported: " << name;
   }
 }
 

@@ -33,8 +33,8 @@ ID standInError(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, ID idItem, ID idReturn) {
 ID sharedStandIn(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID lpVoidDS) {
   auto *ds = static_cast<LPDSLOCALIZATION>(lpVoidDS);
   DebugTraceFn(u"stand-in: country '%ls' company '%ls' keys '%ls' '%ls' '%ls' mode '%ls' amounts %ls %ls flag '%ls'",
-               ds->szCountryCode, ds->szCompanyKey, ds->szRecordKey1, ds->szRecordKey2, ds->szRecordKey3,
-               ds->szMode, amount(ds->mnAmount1).c_str(), amount(ds->mnAmount2).c_str(), flag(ds->cResultFlag).c_str());
+               ds->szCountryCode, ds->szCompanyKey, ds->szRecordKey1, ds->szRecordKey2, ds->szRecordKey3, ds->szMode,
+               amount(ds->mnAmount1).c_str(), amount(ds->mnAmount2).c_str(), flag(ds->cResultFlag).c_str());
   MathCopy(&ds->mnAmount2, &ds->mnAmount1);
   ds->cResultFlag = u'1';
   vyrStrcpyFillAndTerminate(ds->szRecordKey1, u"TOUCHED", 11, 0);

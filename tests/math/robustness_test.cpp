@@ -1,7 +1,7 @@
 // Garbage records, null pointers and the agreement of the 128-bit and the wide path.
 #include <cmath>
-#include <limits>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -78,10 +78,10 @@ TEST(MathRobustness, GarbageRecordsGiveCanonicalResults) {
 TEST(MathRobustness, NullPointersAreRefused) {
   MATH_NUMERIC v = num("1.5");
   JCHAR out[48] = u"x";
-  for (const ID rc : {MathAdd(nullptr, &v, &v), MathSubtract(&v, nullptr, &v), MathMultiply(&v, &v, nullptr),
-                      MathDivide(&v, nullptr, &v, nullptr, 2, 1), MathRound(&v, nullptr, 2), MathFloor(nullptr, &v),
-                      IncrementMathNumeric(nullptr), ParseNumericString(nullptr, u"1"),
-                      vyrUpdateMathCurrency(nullptr, u"EUR", 2)})
+  for (const ID rc :
+       {MathAdd(nullptr, &v, &v), MathSubtract(&v, nullptr, &v), MathMultiply(&v, &v, nullptr),
+        MathDivide(&v, nullptr, &v, nullptr, 2, 1), MathRound(&v, nullptr, 2), MathFloor(nullptr, &v),
+        IncrementMathNumeric(nullptr), ParseNumericString(nullptr, u"1"), vyrUpdateMathCurrency(nullptr, u"EUR", 2)})
     EXPECT_EQ(rc, ER_ERROR);
   ZeroMathNumeric(nullptr), MathCopy(nullptr, &v), ReverseMathNumeric(nullptr);
   EXPECT_EQ(FormatMathNumeric(out, nullptr) + FormatMathNumericWithMask(out, 48, &v, nullptr), 0);
@@ -92,8 +92,10 @@ TEST(MathRobustness, NullPointersAreRefused) {
 // shortest text, refusals, and a round trip of random values.
 TEST(MathRobustness, DoublesUseTheShortestTextAndRoundTrip) {
   const std::pair<double, const char *> cases[] = {
-      {0.1, "0.1"}, {-2.5, "-2.5"}, {-0.0, "0"}, {1e20, "100000000000000000000"},
-      {1e40, nullptr}, {std::numeric_limits<double>::quiet_NaN(), nullptr}, {-HUGE_VAL, nullptr}};
+      {0.1, "0.1"},        {-2.5, "-2.5"},
+      {-0.0, "0"},         {1e20, "100000000000000000000"},
+      {1e40, nullptr},     {std::numeric_limits<double>::quiet_NaN(), nullptr},
+      {-HUGE_VAL, nullptr}};
   MATH_NUMERIC v;
   for (const auto &[value, text] : cases) {
     EXPECT_EQ(DoubleToMathNumeric(value, &v), text ? ER_SUCCESS : ER_ERROR) << value;

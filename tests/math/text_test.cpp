@@ -14,18 +14,32 @@ TEST(MathText, ParseInBothNumberFormats) {
     const char *value;  // formatted back in the same format; "" for an empty String
     int decimals;
   } const cases[] = {
-      {false, "  12.50  ", ER_SUCCESS, "12.50", 2}, {false, "-1,234,567.8", ER_SUCCESS, "-1234567.8", 1},
-      {false, "+5", ER_SUCCESS, "5", 0}, {false, "1,234", ER_SUCCESS, "1234", 0}, {false, ".5", ER_SUCCESS, "0.5", 1},
-      {false, "5.", ER_SUCCESS, "5", 0}, {false, "-0.00", ER_SUCCESS, "0.00", 2},
+      {false, "  12.50  ", ER_SUCCESS, "12.50", 2},
+      {false, "-1,234,567.8", ER_SUCCESS, "-1234567.8", 1},
+      {false, "+5", ER_SUCCESS, "5", 0},
+      {false, "1,234", ER_SUCCESS, "1234", 0},
+      {false, ".5", ER_SUCCESS, "0.5", 1},
+      {false, "5.", ER_SUCCESS, "5", 0},
+      {false, "-0.00", ER_SUCCESS, "0.00", 2},
       {false, "0000000000000000000000000000000000001", ER_SUCCESS, "1", 0},
       {false, longDecimals.c_str(), ER_SUCCESS, "1.5000000000000000000000000000000", 31},
-      {false, "12abc", ER_WARNING, "12", 0}, {false, "1.2.3", ER_WARNING, "1.2", 1}, {false, "1,,2", ER_WARNING, "1", 0},
-      {false, "1, 234", ER_WARNING, "1", 0}, {false, "", ER_ERROR, "", 0}, {false, "   ", ER_ERROR, "", 0},
-      {false, "abc", ER_ERROR, "", 0}, {false, "-", ER_ERROR, "", 0}, {false, "- 5", ER_ERROR, "", 0},
-      {false, ",5", ER_ERROR, "", 0}, {false, "123456789012345678901234567890123", ER_ERROR, "0", 0},
-      {true, "1,234", ER_SUCCESS, "1,234", 3}, {true, "1.234", ER_SUCCESS, "1234", 0},
-      {true, "-1.234.567,89", ER_SUCCESS, "-1234567,89", 2}, {true, ",5", ER_SUCCESS, "0,5", 1},
-      {true, "1,2,3", ER_WARNING, "1,2", 1}, {true, "1.5.", ER_WARNING, "15", 0},
+      {false, "12abc", ER_WARNING, "12", 0},
+      {false, "1.2.3", ER_WARNING, "1.2", 1},
+      {false, "1,,2", ER_WARNING, "1", 0},
+      {false, "1, 234", ER_WARNING, "1", 0},
+      {false, "", ER_ERROR, "", 0},
+      {false, "   ", ER_ERROR, "", 0},
+      {false, "abc", ER_ERROR, "", 0},
+      {false, "-", ER_ERROR, "", 0},
+      {false, "- 5", ER_ERROR, "", 0},
+      {false, ",5", ER_ERROR, "", 0},
+      {false, "123456789012345678901234567890123", ER_ERROR, "0", 0},
+      {true, "1,234", ER_SUCCESS, "1,234", 3},
+      {true, "1.234", ER_SUCCESS, "1234", 0},
+      {true, "-1.234.567,89", ER_SUCCESS, "-1234567,89", 2},
+      {true, ",5", ER_SUCCESS, "0,5", 1},
+      {true, "1,2,3", ER_WARNING, "1,2", 1},
+      {true, "1.5.", ER_WARNING, "15", 0},
   };
   for (const Case &c : cases) {
     vyr::CurrentSettingsScope scope(c.comma ? &kDecimalComma : nullptr);
@@ -84,9 +98,16 @@ TEST(MathText, FormatWithMask) {
     const char *mask, *value, *result;
     bool comma = false;
   } const cases[] = {
-      {"#,##0.00", "1234567.891", "1,234,567.89"}, {"#,##0.00", "0.5", "0.50"}, {"#,##0.00", "-0.004", "0.00"},
-      {"#,##0.00", "-1234.5", "-1,234.50"}, {"#,##0.00", "1234.5", "1.234,50", true}, {"000", "7", "007"},
-      {"#.##", "1.5", "1.5"}, {"#.##", "2", "2"}, {"##0.0#", "3.14159", "3.14"}, {"$#,##0", "999.5", "$1,000"},
+      {"#,##0.00", "1234567.891", "1,234,567.89"},
+      {"#,##0.00", "0.5", "0.50"},
+      {"#,##0.00", "-0.004", "0.00"},
+      {"#,##0.00", "-1234.5", "-1,234.50"},
+      {"#,##0.00", "1234.5", "1.234,50", true},
+      {"000", "7", "007"},
+      {"#.##", "1.5", "1.5"},
+      {"#.##", "2", "2"},
+      {"##0.0#", "3.14159", "3.14"},
+      {"$#,##0", "999.5", "$1,000"},
   };
   for (const Case &c : cases) {
     const MATH_NUMERIC v = num(c.value);

@@ -83,14 +83,14 @@ TEST_F(AddressNumbers, ManualNumbersAgainstAddressBookDistributedAndCurrentNumbe
   } cases[] = {
       {u"4242", "1", noF0002, "2 4242 1 '1212' 1212 @1", u'0'},
       {u"3000", "1", noF0002, "2 3000 1 'CRM0071' CRM0071 @1", u'0'},  // the lowest distributed number
-      {u"3000", "1", noF0002, "2 3000 1 'CRM0071'", u'1'},            // only recorded
-      {u"2999", "1", noF0002, "0 2999 0 ''", u'0'},                   // below it
+      {u"3000", "1", noF0002, "2 3000 1 'CRM0071'", u'1'},             // only recorded
+      {u"2999", "1", noF0002, "0 2999 0 ''", u'0'},                    // below it
       {u"4999", "1", "", "2 4999 1 'CRM0071' CRM0071 @1", u'0'},
       {u"5000", "1", "", "0 5000 0 ''", u'0'},
       {u"5000", "1", noF0002, "2 5000 1 '078D' 078D F0002@0", u'0'},
       {u"5001", "1", "VDB_FetchKeyed:F0101", "2 5001 1 '078D' 078D F0101@0", u'0'},  // unread is not free
-      {u"3000", "0", noF0002, "0 3000 0 ''", u'0'},  // switch off: free is enough
-      {u"3000", "", noF0002, "2 3000 1 'CRM0071' CRM0071 @1", u'0'},  // empty counts as on
+      {u"3000", "0", noF0002, "0 3000 0 ''", u'0'},                                  // switch off: free is enough
+      {u"3000", "", noF0002, "2 3000 1 'CRM0071' CRM0071 @1", u'0'},                 // empty counts as on
       {u"-5", "1", noF0002, "2 -5 1 '0002' 0002 @1", u'0'},
       {u"1.5", "1", noF0002, "2 1.5 1 '0002' 0002 @1", u'0'},
       {u"123456789", "1", noF0002, "2 123456789 1 '0002' 0002 @1", u'0'},
@@ -121,9 +121,8 @@ TEST_F(AddressNumbers, ADrawnZeroIsDrawnOnceMoreAndAFailedDrawStops) {
     LPBSFN standIn;
     const char *outcome;
     int calls;
-  } cases[] = {{ZeroThenSeven, "0 7 0 ''", 2},
-               {AlwaysZero, "2 0 1 '4456' 4456 @1", 2},
-               {Warns, "2 0 1 '4456' 4456 @1", 1}};
+  } cases[] = {
+      {ZeroThenSeven, "0 7 0 ''", 2}, {AlwaysZero, "2 0 1 '4456' 4456 @1", 2}, {Warns, "2 0 1 '4456' 4456 @1", 1}};
   for (const auto &c : cases) {
     gCalls = 0;
     vyr::registerFunction(BSFN_CATALOG_ENTRY{"X0010GetNextNumber", c.standIn, &DSNEXTNUMBER_template, "TEST"});

@@ -85,14 +85,14 @@ TEST_F(Numbering, CheckDigitAndImbeddedDigitsAsPrinted) {
     const char16_t *fy, *number, *expected;
     ID code;
   } cases[] = {
-      {u'C', u"", u"1234", u"12343", 0},         // 16 + 16 + 12 + 8 = 52, 52 mod 11 = 8, 11 - 8 = 3
-      {u'C', u"", u"19", u"191", 0},             // sum 22 divisible by 11: check digit 1
-      {u'C', u"", u"6", u"60", 0},               // remainder 1: check digit 0
-      {u'C', u"", u"123456789", u"23456788", 0}, // the first 8 of nine digits are weighted; the leading one is lost
-      {u'2', u"7", u"1234", u"7001234", 0},      // 00001234 -> 07001234
-      {u'1', u"24", u"1234", u"40001234", 0},    // the last digit of the year
-      {u' ', u"24", u"1234", u"1234", 0},        // no imbedding
-      {u'2', u"-3", u"1234", u"1234", 2},        // a year that cannot be printed in two digits
+      {u'C', u"", u"1234", u"12343", 0},          // 16 + 16 + 12 + 8 = 52, 52 mod 11 = 8, 11 - 8 = 3
+      {u'C', u"", u"19", u"191", 0},              // sum 22 divisible by 11: check digit 1
+      {u'C', u"", u"6", u"60", 0},                // remainder 1: check digit 0
+      {u'C', u"", u"123456789", u"23456788", 0},  // the first 8 of nine digits are weighted; the leading one is lost
+      {u'2', u"7", u"1234", u"7001234", 0},       // 00001234 -> 07001234
+      {u'1', u"24", u"1234", u"40001234", 0},     // the last digit of the year
+      {u' ', u"24", u"1234", u"1234", 0},         // no imbedding
+      {u'2', u"-3", u"1234", u"1234", 2},         // a year that cannot be printed in two digits
   };
   for (const auto &c : cases) {
     DSNEXTNUMBER ds = request(u"09", u"1");
@@ -118,11 +118,10 @@ TEST_F(Numbering, InquiryBySystemReadsWithoutWritingAndPushesPastLedgerDocuments
   const struct {
     const char16_t *sy, *dct, *expected;
   } cases[] = {
-      {u"04", u"PV", u"102"},    // 100 and 101 exist; 102 only for another company
-      {u"04", u"RI", u"100"},
-      {u"03B", u"RI", u"2"},     // a counter at 0 answers 1, and document 1 exists
-      {u"09", u"JE", u"12344"},  // 1234 with its check digit is 12343, which the ledger holds
-      {u"77", u"PV", u"1"},      // no row for the system
+      {u"04", u"PV", u"102"},                           // 100 and 101 exist; 102 only for another company
+      {u"04", u"RI", u"100"},   {u"03B", u"RI", u"2"},  // a counter at 0 answers 1, and document 1 exists
+      {u"09", u"JE", u"12344"},                         // 1234 with its check digit is 12343, which the ledger holds
+      {u"77", u"PV", u"1"},                             // no row for the system
   };
   for (const auto &c : cases) {
     DSNEXTNUMBER ds = request(c.sy, u"1", u"00001", c.dct);
@@ -218,7 +217,7 @@ TEST_F(Numbering, UniqueKeyBlocksAndTheirRefusals) {
       {u"BLOCKS", u"0", u"0", u"8", {"4456 @8"}, ""},  // would hand 8 to the next caller too
       {u"BLOCKS", u"-3", u"0", u"8", {"4456 @8"}, ""},
       {u"BLOCKS", u"1.5", u"0", u"8", {"4456 @8"}, ""},
-      {u"BLOCKS", u"1000000000000000", u"0", u"8", {"4456 @8"}, ""},      // 16 digits: UKID has 15
+      {u"BLOCKS", u"1000000000000000", u"0", u"8", {"4456 @8"}, ""},       // 16 digits: UKID has 15
       {u"BLOCKS", u"999999999999999", u"0", u"8", {"078H F00022@0"}, ""},  // UKID would pass its 15 digits
       {u"NEWROW", u"999999999999999", u"0", u"none", {"078F F00022@0"}, ""},
       {u"BLOCKS", u"1", u"0", u"8", {"078D F00022@0"}, "VDB_OpenTable:F00022"},

@@ -148,8 +148,9 @@ class Races : public dbtest::DbTest {
   // Runs one worker per role, all released at the same moment (right after
   // beforeStart); an "inserter" goes on until the others have ended.
   // whileRunning runs meanwhile. TRUE when each exited with 0.
-  bool race(const std::vector<std::string> &roles, const std::function<void()> &beforeStart = [] {},
-            const std::function<void()> &whileRunning = [] {}) {
+  bool race(
+      const std::vector<std::string> &roles, const std::function<void()> &beforeStart = [] {},
+      const std::function<void()> &whileRunning = [] {}) {
     int ready[2], start[2], stop[2];
     if (pipe(ready) != 0 || pipe(start) != 0 || pipe(stop) != 0) return false;
     for (int parentEnd : {ready[0], start[1], stop[1]}) fcntl(parentEnd, F_SETFD, FD_CLOEXEC);
@@ -167,7 +168,8 @@ class Races : public dbtest::DbTest {
       if (posix_spawn(&child, argv[0], nullptr, nullptr, argv, environ) == 0)
         workers.emplace_back(child, roles[i] == "inserter");
     }
-    for (const char *name : {"NNRACE_LOCATION", "NNRACE_READY", "NNRACE_START", "NNRACE_STOP", "NNRACE_ROLE", "NNRACE_OUT"})
+    for (const char *name :
+         {"NNRACE_LOCATION", "NNRACE_READY", "NNRACE_START", "NNRACE_STOP", "NNRACE_ROLE", "NNRACE_OUT"})
       unsetenv(name);
     close(ready[1]), close(start[0]), close(stop[0]);
     char byte;
@@ -205,8 +207,10 @@ class Races : public dbtest::DbTest {
   // Sessions on the test's PostgreSQL schema that wait for a lock.
   int lockWaiters() {
     PGconn *conn = PQconnectdb(location_.c_str());
-    const std::string sql = "SELECT count(*) FROM pg_stat_activity WHERE wait_event_type = 'Lock' AND "
-                            "application_name = '" + dbtest::PgScratch::schemaOf(location_) + "'";
+    const std::string sql =
+        "SELECT count(*) FROM pg_stat_activity WHERE wait_event_type = 'Lock' AND "
+        "application_name = '" +
+        dbtest::PgScratch::schemaOf(location_) + "'";
     PGresult *result = PQexec(conn, sql.c_str());
     const int waiting = PQresultStatus(result) == PGRES_TUPLES_OK ? std::atoi(PQgetvalue(result, 0, 0)) : -1;
     PQclear(result);

@@ -104,8 +104,7 @@ const Case kFamilies[] = {
     {ubeSectionGetDataSequenceItem, &DSD94NM16B6_template, "mnSequenceItem=3|szDataItem=STALE", "szDataItem="},
     {ubeSectionGetDataSequenceItem, &DSD94NM16B6_template, "mnSequenceItem=-1|szDataItem=STALE", "szDataItem="},
     // 2^32 + 1 must not wrap onto item 1.
-    {ubeSectionGetDataSequenceItem, &DSD94NM16B6_template, "mnSequenceItem=4294967297|szDataItem=STALE",
-     "szDataItem="},
+    {ubeSectionGetDataSequenceItem, &DSD94NM16B6_template, "mnSequenceItem=4294967297|szDataItem=STALE", "szDataItem="},
     {ubeSectionGetNumLevelBreaks, &DSD94NM16C1_template, "", "nNumberLevelBreaks=3"},
     {ubeTabGetLevelBreak, &DSD94NM16C2_template, "", "nLevelBreak=3"},
     {ubeTabGetLevelNumber, &DSD94NM16C3_template, "", "nLevelNumber=2"},
@@ -123,9 +122,10 @@ TEST_F(ReportAccessors, EachFamilyAnswersFromTheReport) {
     EXPECT_EQ(call(c.fn, *c.tmpl, c.input, c.output), c.output) << c.tmpl->szName << " " << c.input;
   EXPECT_TRUE(context_->errors.empty());
   EXPECT_TRUE(state().sendMessageDisabled);
-  EXPECT_EQ(vyr::reportToJson(state())["stop"],
-            (nlohmann::ordered_json{{"withError", true},
-                                    {"message", "This is a test for the system API ubeSection_StopBatchProcessWithError"}}))
+  EXPECT_EQ(
+      vyr::reportToJson(state())["stop"],
+      (nlohmann::ordered_json{{"withError", true},
+                              {"message", "This is a test for the system API ubeSection_StopBatchProcessWithError"}}))
       << "a later plain stop keeps the stop in error";
   // The flags answer both ways.
   state().preview = state().sections[1].reverseSign = state().sections[1].balanceAuditor = false;

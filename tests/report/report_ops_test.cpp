@@ -66,19 +66,20 @@ TEST_F(ReportOperations, RefusedHandlesAnswerNothingAndChangeNothing) {
 
 TEST_F(ReportOperations, RefusalsAreTracedForTheReportAuthor) {
   std::vector<std::u16string> lines;
-  const vyr::TraceSink previous = vyr::setThreadTraceSink(
-      {[](void *user, std::u16string_view line) noexcept {
-         static_cast<std::vector<std::u16string> *>(user)->emplace_back(line);
-       },
-       &lines});
+  const vyr::TraceSink previous =
+      vyr::setThreadTraceSink({[](void *user, std::u16string_view line) noexcept {
+                                 static_cast<std::vector<std::u16string> *>(user)->emplace_back(line);
+                               },
+                               &lines});
   int32_t level = 0;
   ubeReport_IsTemplate(reinterpret_cast<HREPORT>(&level));
   ubeSection_GetLevelNID(report(), 1, &level);
   ubeReport_GetPreviewMode(reinterpret_cast<HREPORT>(bare_));
   vyr::setThreadTraceSink(previous);
-  EXPECT_EQ(lines, (std::vector<std::u16string>{u"ubeReport_IsTemplate: the report handle is not a behaviour context",
-                                                u"ubeSection_GetLevelNID: no such level",
-                                                u"ubeReport_GetPreviewMode: no report runs under this behaviour context"}));
+  EXPECT_EQ(lines,
+            (std::vector<std::u16string>{u"ubeReport_IsTemplate: the report handle is not a behaviour context",
+                                         u"ubeSection_GetLevelNID: no such level",
+                                         u"ubeReport_GetPreviewMode: no report runs under this behaviour context"}));
 }
 
 TEST_F(ReportOperations, NamedSectionsMatchNameAndVersionWithoutTrailingBlanks) {
@@ -87,13 +88,10 @@ TEST_F(ReportOperations, NamedSectionsMatchNameAndVersionWithoutTrailingBlanks) 
     BOOL found;
     const char16_t *dataItem;  // item 1 of the section found
   } const cases[] = {
-      {nullptr, nullptr, FALSE, u""},           // the current section has no sequence
-      {u"Totals", u"V1", TRUE, u"MMCU"},
-      {u"Totals    ", u"V1   ", TRUE, u"MMCU"},  // blank-padded members
-      {u"Totals", nullptr, TRUE, u"MMCU"},       // any version
-      {u"Totals", u"V2", FALSE, u""},
-      {u"totals", u"V1", FALSE, u""},
-      {u"", u"V1", FALSE, u""},
+      {nullptr, nullptr, FALSE, u""},  // the current section has no sequence
+      {u"Totals", u"V1", TRUE, u"MMCU"},   {u"Totals    ", u"V1   ", TRUE, u"MMCU"},  // blank-padded members
+      {u"Totals", nullptr, TRUE, u"MMCU"},                                            // any version
+      {u"Totals", u"V2", FALSE, u""},      {u"totals", u"V1", FALSE, u""},           {u"", u"V1", FALSE, u""},
   };
   for (const Case &c : cases) {
     UBE_SEQUENCE_ITEM item;
@@ -149,7 +147,7 @@ TEST_F(ReportOperations, SubsystemRecordsAreQueuedInOrder) {
   EXPECT_FALSE(ubeReport_AddSubsystemRecord(report(), u"R123456789X", u"V1", u"k"));
   EXPECT_EQ(vyr::reportToJson(state())["subsystemRecords"],
             (ordered{{{"report", "RSUB0001"}, {"version", "ALT0001"}, {"key", "KEY 4711"}},
-                  {{"report", "RSUB0001"}, {"version", ""}, {"key", ""}}}));
+                     {{"report", "RSUB0001"}, {"version", ""}, {"key", ""}}}));
 }
 
 TEST_F(ReportOperations, TextAnswersAreCutToTheCallersBuffer) {

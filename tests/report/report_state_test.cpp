@@ -37,13 +37,14 @@ TEST(ReportState, DefaultsAndTextOfEveryCharacter) {
   std::string error;
   ASSERT_TRUE(vyr::reportFromJson(json::parse(R"({"name": "R1", "sections": [{"id": 7}, {"id": 8, "name": "B"}]})"),
                                   &state, &error));
-  EXPECT_TRUE(state.pageNumber == 1 && state.currentSection == 7 && !state.stop) << "a report starts in its first section";
+  EXPECT_TRUE(state.pageNumber == 1 && state.currentSection == 7 && !state.stop)
+      << "a report starts in its first section";
   ASSERT_TRUE(vyr::reportFromJson(json{{"name", "R1"}}, &state, &error)) << error;
   EXPECT_TRUE(vyr::reportToJson(state)["currentSection"].is_null());
 
   // "Grüße 𝄞" counts 8 UTF-16 units; a name of 10 units fits.
-  const json report = {{"name", "R1"}, {"stop", {{"withError", true}, {"message", "Grüße 𝄞"}}},
-                       {"sourceEnvironment", "ÄÄÄÄÄÄÄÄÄÄ"}};
+  const json report = {
+      {"name", "R1"}, {"stop", {{"withError", true}, {"message", "Grüße 𝄞"}}}, {"sourceEnvironment", "ÄÄÄÄÄÄÄÄÄÄ"}};
   ASSERT_TRUE(vyr::reportFromJson(report, &state, &error)) << error;
   EXPECT_EQ(state.stop->message, u"Grüße 𝄞");
   EXPECT_EQ(vyr::reportToJson(state)["stop"]["message"], "Grüße 𝄞");

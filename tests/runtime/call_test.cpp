@@ -130,7 +130,8 @@ TEST_F(CallObject, UnknownOrFailingCalleesAreErrorsNotCrashes) {
 
   int notAContext = 0;  // refused, not followed
   for (LPBHVRCOM bad : {reinterpret_cast<LPBHVRCOM>(&notAContext), LPBHVRCOM(nullptr)})
-    EXPECT_EQ(vyrCallObject(u"TestScriptedCallee", nullptr, bad, nullptr, nullptr, nullptr, 0, nullptr, 0, 0), ER_ERROR);
+    EXPECT_EQ(vyrCallObject(u"TestScriptedCallee", nullptr, bad, nullptr, nullptr, nullptr, 0, nullptr, 0, 0),
+              ER_ERROR);
 }
 
 // A host learns whether the function answered or the call failed around it.
@@ -178,7 +179,7 @@ TEST_F(CallObject, ErrorWalkVisitsEachErrorOnceWithItsParts) {
   vyrErrorSetEx(context, nullptr, 3, u"078D", unterminated, "B0000182", 120);
   vyrErrorSetEx(context, nullptr, 0, u"4363", nullptr, nullptr, 7);
   vyrErrorSetEx(nullptr, nullptr, 0, u"LOST", nullptr, "NOWHERE", 1);  // no context: trace only
-  for (int walk = 0; walk < 2; ++walk) {  // a new walk starts over
+  for (int walk = 0; walk < 2; ++walk) {                               // a new walk starts over
     EXPECT_EQ(vyrErrorSetToFirstEx(context, nullptr), 2);
     VYRERRORINFO info;
     ASSERT_TRUE(vyrErrorGetNextDDItemNameInfoEx(context, nullptr, &info));

@@ -43,7 +43,8 @@ TEST(Catalogue, LooksUpByUtf8OrJcharNameAndReplacesByName) {
   EXPECT_TRUE(std::is_sorted(all.begin(), all.end(), [](auto *a, auto *b) {
     return std::string_view(a->szFunction) < std::string_view(b->szFunction);
   }));
-  EXPECT_EQ(std::count_if(all.begin(), all.end(), [](auto *e) { return std::string_view(e->szFunction) == "CatAlpha"; }), 1);
+  EXPECT_EQ(
+      std::count_if(all.begin(), all.end(), [](auto *e) { return std::string_view(e->szFunction) == "CatAlpha"; }), 1);
 
   const DSTMPL *found = nullptr;
   EXPECT_EQ(VDBRS_GetDSTMPLSpecs(nullptr, u"DSCATALOGTEST  ", &found), 1);

@@ -22,10 +22,10 @@ TEST(Context, SettingsStartAtDefaultsAndRefuseBadValues) {
   EXPECT_EQ(context->threadSettings.decimalSeparator, u',');
   EXPECT_EQ(context->threadSettings.thousandsSeparator, u'.');
   const std::pair<const char *, const char *> refusals[] = {
-      {"decimal", "dot"},   {"ldap", "yes"},         {"CENTCHG", "5x"},        {"clienttype", "3"},
-      {"nosuchkey", "1"},   {"env.PROD", ""},        {"CTR", "BRAZIL"},        {"CTR", "br"},
-      {"an8", "123456789"}, {"currency", "EURO"},    {"env", "a b"},           {"user", "A\x1b[2J"},
-      {"user", "😀😀😀😀😀😀"}, {"machine", "bad\xff"}, {"env.PRO D", "/tmp/x.db"}, {"NNO", "12"}};
+      {"decimal", "dot"}, {"ldap", "yes"},      {"CENTCHG", "5x"},  {"clienttype", "3"},    {"nosuchkey", "1"},
+      {"env.PROD", ""},   {"CTR", "BRAZIL"},    {"CTR", "br"},      {"an8", "123456789"},   {"currency", "EURO"},
+      {"env", "a b"},     {"user", "A\x1b[2J"}, {"user", "😀😀😀😀😀😀"}, {"machine", "bad\xff"}, {"env.PRO D", "/tmp/x.db"},
+      {"NNO", "12"}};
   for (const auto &[key, value] : refusals) {
     error.clear();
     EXPECT_FALSE(vyr::setSetting(context, key, value, &error) || error.empty()) << key << "=" << value;
@@ -78,9 +78,11 @@ TEST(Queries, AnswerFromSettingsWithDefaultsAndOverrides) {
     std::u16string expected;
     ID code;
   } const cases[] = {
-      {vyrGetUserInfo, context, u"USER", 41, u"JDOE", ER_SUCCESS}, {vyrGetUserInfo, context, u"AN8", 41, u"0", ER_SUCCESS},
+      {vyrGetUserInfo, context, u"USER", 41, u"JDOE", ER_SUCCESS},
+      {vyrGetUserInfo, context, u"AN8", 41, u"0", ER_SUCCESS},
       {vyrGetUserInfo, context, u"CTR ", 41, u"JP", ER_SUCCESS},  // items from blank-padded members
-      {vyrGetUserInfo, context, u"ENV", 41, u"PROD", ER_SUCCESS}, {vyrGetUserInfo, context, nullptr, 41, u"", ER_ERROR},
+      {vyrGetUserInfo, context, u"ENV", 41, u"PROD", ER_SUCCESS},
+      {vyrGetUserInfo, context, nullptr, 41, u"", ER_ERROR},
       {vyrGetUserInfo, context, u"USER", 3, u"JD", ER_SUCCESS},  // cut to the buffer, terminated
       {vyrGetUserInfo, context, u"NNO", 41, u"", ER_ERROR},      // a system constant, not a user item
       {vyrGetUserInfo, nullptr, u"USER", 41, u"", ER_ERROR},     // none given, none current

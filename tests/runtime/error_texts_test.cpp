@@ -129,7 +129,8 @@ RaisedIds raisedIds(const std::vector<Source> &sources) {
   std::map<std::string, std::string> macros;
   static const std::regex macro(R"re(#define\s+(\w+)\s+u"([^"]*)")re");
   for (const Source &source : sources)
-    for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), macro); it != std::sregex_iterator(); ++it)
+    for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), macro); it != std::sregex_iterator();
+         ++it)
       macros[(*it)[1]] = (*it)[2];
 
   std::vector<std::pair<std::string, size_t>> raisers = {{"vyrErrorSetEx", 3}};
@@ -140,7 +141,8 @@ RaisedIds raisedIds(const std::vector<Source> &sources) {
     const auto [function, index] = raisers[r];
     const std::regex call("\\b" + function + "\\s*\\(");
     for (const Source &source : sources) {
-      for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), call); it != std::sregex_iterator(); ++it) {
+      for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), call); it != std::sregex_iterator();
+           ++it) {
         const size_t open = size_t(it->position() + it->length() - 1);
         const std::vector<std::string> args = arguments(source.text, open);
         if (args.size() <= index) continue;
@@ -154,7 +156,7 @@ RaisedIds raisedIds(const std::vector<Source> &sources) {
         } else if (std::regex_match(arg, declaration)) {
           // the helper's own definition or declaration
         } else if (const auto helper = std::regex_match(arg, identifier) ? enclosingFunction(source.text, open, arg)
-                                                                          : std::pair<std::string, size_t>{};
+                                                                         : std::pair<std::string, size_t>{};
                    !helper.first.empty()) {
           if (std::find(raisers.begin(), raisers.end(), helper) == raisers.end()) raisers.push_back(helper);
         } else if (std::regex_search(arg, literal)) {  // a choice between literals
@@ -171,7 +173,8 @@ RaisedIds raisedIds(const std::vector<Source> &sources) {
     const auto raise = tableFiles.find(source.path);
     if (raise == tableFiles.end()) continue;
     bool any = false;
-    for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), tableId); it != std::sregex_iterator(); ++it)
+    for (auto it = std::sregex_iterator(source.text.begin(), source.text.end(), tableId); it != std::sregex_iterator();
+         ++it)
       if ((*it)[1].str().find_first_of("0123456789") != std::string::npos) {
         result.ids.emplace((*it)[1], source.path + ":" + std::to_string(lineOf(source.text, size_t(it->position()))));
         any = true;
@@ -193,7 +196,8 @@ TEST(ErrorTexts, EveryIdTheLibraryAndCompanionsRaiseHasAMessage) {
     if (vyr::errorMessage(vyr::fromUtf8(id)).empty()) missing += "\n  \"" + id + "\" raised at " + where;
   }
   EXPECT_TRUE(missing.empty()) << "ids without a message text (add them to kErrorTexts in "
-                                  "platform/runtime/dictionary.cpp):" << missing;
+                                  "platform/runtime/dictionary.cpp):"
+                               << missing;
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ TEST_F(Policy, AddUpdateGetDeleteRoundTripWithTheAuditStamp) {
     const PasswordPolicy *stored;  // what the row (and a Get) holds afterwards; nullptr: no row
     Strings errors = {};
   } steps[] = {
-      {"UpdatePasswordPolicyToF98QXSEC", &first, ER_SUCCESS, &first},  // inserts
+      {"UpdatePasswordPolicyToF98QXSEC", &first, ER_SUCCESS, &first},                   // inserts
       {"AddPasswordPolicyToF98QXSEC", &second, ER_ERROR, &first, {"DBDK F98QXSEC@0"}},  // the row exists
       {"UpdatePasswordPolicyToF98QXSEC", &second, ER_SUCCESS, &second},
       {"GetPasswordPolicyFromF98QXSEC", &got, ER_SUCCESS, &second},
@@ -116,7 +116,8 @@ TEST_F(Policy, AddUpdateGetDeleteRoundTripWithTheAuditStamp) {
 // the failure returns after the handle was opened leave it to the context.
 TEST_F(Policy, ValidationReportsTheFirstBrokenRuleAndLeavesHandlesAsSpecified) {
   const PasswordPolicy strict = policy(u"8", u"2", u"2", u"1", u"1"), zero = policy(u"0", u"0", u"0", u"0", u"0"),
-                       pairs1 = policy(u"0", u"0", u"0", u"1", u"0"), length257 = policy(u"257", u"0", u"0", u"0", u"0");
+                       pairs1 = policy(u"0", u"0", u"0", u"1", u"0"),
+                       length257 = policy(u"257", u"0", u"0", u"0", u"0");
   const struct {
     const PasswordPolicy *limits;  // nullptr: no policy row
     std::u16string password;
@@ -166,7 +167,10 @@ TEST_F(Policy, ValidationReportsTheFirstBrokenRuleAndLeavesHandlesAsSpecified) {
 }
 
 TEST_F(Policy, MaintenanceFailuresReleaseTheirHandlesAndChangeNothing) {
-  const struct { const char *function, *fail; bool rowBefore; } cases[] = {
+  const struct {
+    const char *function, *fail;
+    bool rowBefore;
+  } cases[] = {
       {"AddPasswordPolicyToF98QXSEC", "VDB_InitBhvr", false},
       {"AddPasswordPolicyToF98QXSEC", "VDB_OpenTable:F98QXSEC", false},
       {"AddPasswordPolicyToF98QXSEC", "VDB_SetBLOBSize:F98QXSEC", false},
@@ -238,22 +242,39 @@ TEST(PasswordRules, EachRuleBelowAtAndAboveItsLimit) {
   const Rule length = I9500929_CheckMinimumPasswordLength, digits = I9500929_CheckNumberOfNumerics,
              letters = I9500929_CheckMinimumCharacters, pairs = I9500929_CheckMaximumConsecutiveCharacters,
              special = I9500929_CheckMinimumSpecialCharacters;
-  const struct { Rule rule; const char16_t *password, *limit; int passes; } cases[] = {
-      {length, u"abc", u"4", 0},  {length, u"abcd", u"4", 1},  {length, u"abcde", u"4", 1},
-      {length, u"abc", u"3.5", 1},  // length + 1 > limit, compared as decimals
+  const struct {
+    Rule rule;
+    const char16_t *password, *limit;
+    int passes;
+  } cases[] = {
+      {length, u"abc", u"4", 0},
+      {length, u"abcd", u"4", 1},
+      {length, u"abcde", u"4", 1},
+      {length, u"abc", u"3.5", 1},                     // length + 1 > limit, compared as decimals
       {length, u"\u00e9\u00e9\u00e9\u00e9", u"4", 1},  // characters, not bytes
-      {length, nullptr, u"1", 0},   {length, nullptr, u"0", 1},  // a null password reads as empty
-      {digits, u"a1b", u"2", 0},    {digits, u"a1b2", u"2", 1},  {digits, u"1a2b3", u"2", 1},
+      {length, nullptr, u"1", 0},
+      {length, nullptr, u"0", 1},  // a null password reads as empty
+      {digits, u"a1b", u"2", 0},
+      {digits, u"a1b2", u"2", 1},
+      {digits, u"1a2b3", u"2", 1},
       {digits, u"\uff11\uff12", u"1", 0},  // full-width digits are not 0-9
       {digits, u"", u"0", 1},              // the terminator's position is walked too
-      {letters, u"1a2", u"2", 0},   {letters, u"ab1", u"2", 1},  {letters, u"abc", u"2", 1},
+      {letters, u"1a2", u"2", 0},
+      {letters, u"ab1", u"2", 1},
+      {letters, u"abc", u"2", 1},
       {letters, u"\u00e9\u0416", u"1", 0},
       {letters, u"", u"0", 0},  // nothing walked, nothing reached
-      {special, u"a!b", u"2", 0},   {special, u"a!b?", u"2", 1}, {special, u" !?", u"2", 1},
+      {special, u"a!b", u"2", 0},
+      {special, u"a!b?", u"2", 1},
+      {special, u" !?", u"2", 1},
       {special, u"\u00e9\u20ac", u"2", 1},  // non-ASCII letters count as special
       {special, nullptr, u"1", 0},
-      {pairs, u"aabb", u"1", 0},    {pairs, u"abab", u"1", 1},   {pairs, u"aab", u"1", 1},
-      {pairs, u"aabb", u"2", 1},    {pairs, u"aabbcc", u"2", 0}, {pairs, u"aA", u"0", 1},
+      {pairs, u"aabb", u"1", 0},
+      {pairs, u"abab", u"1", 1},
+      {pairs, u"aab", u"1", 1},
+      {pairs, u"aabb", u"2", 1},
+      {pairs, u"aabbcc", u"2", 0},
+      {pairs, u"aA", u"0", 1},
       {pairs, nullptr, u"0", 1},
   };
   for (size_t i = 0; i < std::size(cases); ++i)

@@ -65,7 +65,8 @@ TEST_P(ServeEngineTest, StopsGracefullyDuringLoad) {
   }
   std::optional<httplib::Result> slow;
   std::thread slowCall([&] {
-    slow = server.client("bob", kBobPassword)->Post("/v1/call/SleepMillis", callBody({{"nMillis", 1500}}), "application/json");
+    slow = server.client("bob", kBobPassword)
+               ->Post("/v1/call/SleepMillis", callBody({{"nMillis", 1500}}), "application/json");
   });
   std::this_thread::sleep_for(700ms);
   const auto signalled = std::chrono::steady_clock::now();

@@ -45,7 +45,8 @@ class Server {
     if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid_ = -1;
     posix_spawn_file_actions_destroy(&actions);
     // The bound address is the first line on stderr.
-    for (auto deadline = std::chrono::steady_clock::now() + 30s; pid_ > 0 && std::chrono::steady_clock::now() < deadline;) {
+    for (auto deadline = std::chrono::steady_clock::now() + 30s;
+         pid_ > 0 && std::chrono::steady_clock::now() < deadline;) {
       std::ifstream in(log_);
       std::string first;
       if (std::getline(in, first) && !in.eof() && first.starts_with("http")) {

@@ -21,18 +21,21 @@ TEST_F(ServeTest, EndpointsAnswerWhatTheCommandPrints) {
 
   const nlohmann::json functions = body(alice->Get("/v1/functions"));
   ASSERT_TRUE(functions.is_array());
-  EXPECT_NE(std::find(functions.begin(), functions.end(), nlohmann::json{{"function", "GetExchRate"}, {"source", "B0000033"}}),
+  EXPECT_NE(std::find(functions.begin(), functions.end(),
+                      nlohmann::json{{"function", "GetExchRate"}, {"source", "B0000033"}}),
             functions.end());
-  EXPECT_NE(std::find(functions.begin(), functions.end(), nlohmann::json{{"function", "SleepMillis"}, {"source", "SERVETEST"}}),
+  EXPECT_NE(std::find(functions.begin(), functions.end(),
+                      nlohmann::json{{"function", "SleepMillis"}, {"source", "SERVETEST"}}),
             functions.end());
   EXPECT_EQ(body(alice->Get("/v1/functions/GetExchRate")), famoflas({"describe", "GetExchRate"}).result());
 
-  auto called = alice->Post("/v1/call/AlgebraicExpressionCalculate", callBody({{"szAlgebraicExpression", "12.5*(3+4)"}}),
-                            "application/json; charset=utf-8");
+  auto called = alice->Post("/v1/call/AlgebraicExpressionCalculate",
+                            callBody({{"szAlgebraicExpression", "12.5*(3+4)"}}), "application/json; charset=utf-8");
   ASSERT_TRUE(called);
   EXPECT_EQ(called->status, 200);
-  nlohmann::json expected = famoflas({"call", "AlgebraicExpressionCalculate", "szAlgebraicExpression=12.5*(3+4)",
-                                      "--setting", "user=alice"}).result();
+  nlohmann::json expected =
+      famoflas({"call", "AlgebraicExpressionCalculate", "szAlgebraicExpression=12.5*(3+4)", "--setting", "user=alice"})
+          .result();
   EXPECT_EQ(body(called), expected);
 
   // A function that fails still answers 200: the failure is in "return" and "errors".
@@ -68,7 +71,8 @@ TEST_F(ServeTest, EndpointsAnswerWhatTheCommandPrints) {
 
   ASSERT_EQ(server.stop(), 0);
   const std::vector<nlohmann::json> log = server.logLines();
-  const auto logged = std::find_if(log.begin(), log.end(), [](const nlohmann::json &l) { return l.value("path", "") == "/v1/batch"; });
+  const auto logged =
+      std::find_if(log.begin(), log.end(), [](const nlohmann::json &l) { return l.value("path", "") == "/v1/batch"; });
   ASSERT_NE(logged, log.end());
   EXPECT_EQ((*logged)["user"], "alice");
   EXPECT_EQ((*logged)["method"], "POST");
@@ -94,7 +98,8 @@ TEST_F(ServeTest, OpenApiDocumentPassesTheValidatorAndDescribesEachDataStructure
   std::ofstream(file) << document->body;
   const std::string check = FAMOFLAS_SOURCE_DIR "/tools/openapi-check";
   ASSERT_TRUE(fs::exists(check + "/node_modules")) << "the validator is not installed: run scripts/setup";
-  const std::string command = "node '" + check + "/check.js' '" + file.string() + "' >'" + (dir / "check.out").string() + "' 2>&1";
+  const std::string command =
+      "node '" + check + "/check.js' '" + file.string() + "' >'" + (dir / "check.out").string() + "' 2>&1";
   const int status = std::system(command.c_str());
   std::ifstream said(dir / "check.out");
   EXPECT_EQ(status, 0) << std::string(std::istreambuf_iterator<char>(said), {});
@@ -110,15 +115,20 @@ TEST_F(ServeTest, BadRequestsGetTheirStatusAndAnError) {
   };
   const std::string ds = callBody({{"szFromCurrency", "EUR"}});
   const Case cases[] = {
-      {"malformed JSON", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json", "{\"ds\": ", 400, "JSON"},
+      {"malformed JSON", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json", "{\"ds\": ", 400,
+       "JSON"},
       {"unknown member", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json",
        callBody({{"szNoSuchMember", "1"}}), 400, "szNoSuchMember"},
       {"value too wide", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json",
        callBody({{"szFromCurrency", "EURO"}}), 400, "szFromCurrency"},
-      {"body not an object", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json", "[1]", 400, "object"},
-      {"unknown function", "alice", kAlicePassword.c_str(), "/v1/call/NoSuchFunction", "application/json", ds, 404, "NoSuchFunction"},
-      {"unknown path", "alice", kAlicePassword.c_str(), "/v2/call/GetExchRate", "application/json", ds, 404, "endpoint"},
-      {"wrong content type", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "text/plain", ds, 415, "application/json"},
+      {"body not an object", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json", "[1]", 400,
+       "object"},
+      {"unknown function", "alice", kAlicePassword.c_str(), "/v1/call/NoSuchFunction", "application/json", ds, 404,
+       "NoSuchFunction"},
+      {"unknown path", "alice", kAlicePassword.c_str(), "/v2/call/GetExchRate", "application/json", ds, 404,
+       "endpoint"},
+      {"wrong content type", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "text/plain", ds, 415,
+       "application/json"},
       {"batch as JSON", "alice", kAlicePassword.c_str(), "/v1/batch", "application/json", ds, 415, "x-ndjson"},
       {"over the limit", "alice", kAlicePassword.c_str(), "/v1/call/GetExchRate", "application/json",
        callBody({{"szFromCurrency", std::string(2000, 'x')}}), 413, "limit"},

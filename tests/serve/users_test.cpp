@@ -42,11 +42,14 @@ TEST_F(ServeTest, UserCommandsRefuseWhatTheyCannotKeep) {
       {{"user", "remove", "alice", "--setting", "fail=VDB_FetchKeyed:F98SVUSR"}, "", "cannot read F98SVUSR"},
       {{"user", "list", "--setting", "fail=VDB_Fetch:F98SVUSR"}, "", "cannot read F98SVUSR"},
       // A write that fails is neither a taken name nor a missing user.
-      {{"user", "add", "dave", "--setting", "fail=VDB_InsertTable:F98SVUSR"}, "dave's secret 7\n",
+      {{"user", "add", "dave", "--setting", "fail=VDB_InsertTable:F98SVUSR"},
+       "dave's secret 7\n",
        "dave not written, nothing changed"},
-      {{"user", "passwd", "alice", "--setting", "fail=VDB_UpdateTable:F98SVUSR"}, "another secret 5\n",
+      {{"user", "passwd", "alice", "--setting", "fail=VDB_UpdateTable:F98SVUSR"},
+       "another secret 5\n",
        "alice not written, nothing changed"},
-      {{"user", "set", "alice", "decimal=comma", "--setting", "fail=VDB_DeleteTable:F98SVSET"}, "",
+      {{"user", "set", "alice", "decimal=comma", "--setting", "fail=VDB_DeleteTable:F98SVSET"},
+       "",
        "decimal not written, nothing changed"},
   };
   for (const auto &c : cases) {

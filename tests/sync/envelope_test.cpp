@@ -86,7 +86,8 @@ TEST_F(EnvelopeTest, SyncTimestampsFormatAndParseInUtc) {
   EXPECT_EQ(vyrUTime_Compare(&back, &time), 0);
 
   // Parts the text does not give are 0, and the platform refuses month 0.
-  for (const char16_t *refused : {u"2024", u"20240231000000Z", u"", u"Z"}) EXPECT_EQ(B90CA700_ParseUTime(&back, refused), 0);
+  for (const char16_t *refused : {u"2024", u"20240231000000Z", u"", u"Z"})
+    EXPECT_EQ(B90CA700_ParseUTime(&back, refused), 0);
   vyrUTime_SetToNull(&time);
   vyrStrcpy(out, u"untouched");
   EXPECT_EQ(B90CA700_FormatUTime(out, &time), 0);
@@ -107,8 +108,9 @@ TEST_F(EnvelopeTest, HeadersAreWrittenExactlyAndOnlyRecordValuesEscaped) {
   EXPECT_EQ(written, int(vyrStrlen(end)));
 
   end = B90CA700_createXMLPutHeader(&sync_, buffer, 4, 3);
-  const std::u16string put = u"<?xml version=\"1.0\"?> <PIMRESP username=\"U&1\" appDataType=\"Appointments\">"
-                             u"<PUTRESP numRecsRequested=\"4\" numRecsWritten=\"3\" newSyncAnchor=\"20240105080309Z\"/>";
+  const std::u16string put =
+      u"<?xml version=\"1.0\"?> <PIMRESP username=\"U&1\" appDataType=\"Appointments\">"
+      u"<PUTRESP numRecsRequested=\"4\" numRecsWritten=\"3\" newSyncAnchor=\"20240105080309Z\"/>";
   EXPECT_EQ(std::u16string(buffer), put);
   EXPECT_EQ(end, buffer + put.size());
 

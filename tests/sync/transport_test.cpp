@@ -127,13 +127,14 @@ TEST_F(SyncCommandTest, DocumentsRunInOrderInOneProcessOneResponseALine) {
   write("count.xml", request("U", "getcount", info));
   write("details.xml", request("U", "getdetails", info));
   write("end.xml", request("U", "endsync", "<ENDSYNC SyncResult=\"Success\"/>"));
-  const clitest::Outcome out = run({"sync", "--user", "U", "--setting", "an8=100", "--db", "sync.db", "count.xml",
-                                    "details.xml", "end.xml"});
+  const clitest::Outcome out =
+      run({"sync", "--user", "U", "--setting", "an8=100", "--db", "sync.db", "count.xml", "details.xml", "end.xml"});
   EXPECT_EQ(out.status, 0) << out.err;
   // The run's anchor is kept in the process from getcount to getdetails.
   const std::regex lines(
       "<\\?xml version=\"1.0\"\\?> <PIMRESP username=\"U\" appDataType=\"Appointments\"><GETRESP startRec=\"3\" "
-      "totalRecs=\"0\" totalNewRecs=\"0\" totalModifyRecs=\"0\" totalDeleteRecs=\"0\" currentSyncAnchor=\"(\\d{14}Z)\"/>"
+      "totalRecs=\"0\" totalNewRecs=\"0\" totalModifyRecs=\"0\" totalDeleteRecs=\"0\" "
+      "currentSyncAnchor=\"(\\d{14}Z)\"/>"
       "</PIMRESP>\n"
       "<\\?xml version=\"1.0\"\\?> <PIMRESP username=\"U\" appDataType=\"Appointments\"><GETRESP startRec=\"3\" "
       "totalRecs=\"0\" totalNewRecs=\"0\" totalModifyRecs=\"0\" totalDeleteRecs=\"0\" currentSyncAnchor=\"\\1\"/>"
@@ -150,15 +151,14 @@ TEST_F(SyncCommandTest, RefusedDocumentsLeaveAnEmptyLineAndSayWhy) {
   const std::string huge = request("U", "putnew", "") + "<PUTINFO numRecsToWrite=\"";
   write("huge.xml", huge);
   ASSERT_EQ(truncate((dir / "huge.xml").c_str(), off_t(1) << 30), 0);
-  const clitest::Outcome out = run({"sync", "--user", "U", "--db", "sync.db", "other.xml",
-                                    "contacts.xml", "latin1.xml", "huge.xml", "missing.xml", "end.xml"});
+  const clitest::Outcome out = run({"sync", "--user", "U", "--db", "sync.db", "other.xml", "contacts.xml", "latin1.xml",
+                                    "huge.xml", "missing.xml", "end.xml"});
   EXPECT_EQ(out.status, 64);
   EXPECT_EQ(out.out, "\n\n\n\n\n<?xml version=\"1.0\"?> <PIMRESP/>\n");
-  for (const char *why :
-       {"other.xml: the request is for user 'V', but the context is signed on as 'U'",
-        "contacts.xml: no sync function is registered for appDataType 'Contacts'",
-        "latin1.xml: the text is not valid UTF-8", "huge.xml: larger than the XML size limit",
-        "missing.xml: cannot be read"})
+  for (const char *why : {"other.xml: the request is for user 'V', but the context is signed on as 'U'",
+                          "contacts.xml: no sync function is registered for appDataType 'Contacts'",
+                          "latin1.xml: the text is not valid UTF-8", "huge.xml: larger than the XML size limit",
+                          "missing.xml: cannot be read"})
     EXPECT_NE(out.err.find(why), std::string::npos) << why << "\n" << out.err;
 
   EXPECT_EQ(run({"sync", "end.xml"}).status, 64) << "--user is required";

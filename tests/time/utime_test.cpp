@@ -34,10 +34,12 @@ const UTIME kBase = at({2024, 1, 5, 8, 3, 9}, u"UTC -0:00");
 
 TEST(UTime, OneInstantGivesDifferentFieldsPerZone) {
   EXPECT_EQ(kBase.llMicroseconds, 1704441789LL * 1000000);
-  const struct { const char16_t *zone; Fields fields; } cases[] = {
-      {u"UTC -0:00", {2024, 1, 5, 8, 3, 9}}, {u"UTC", {2024, 1, 5, 8, 3, 9}}, {u"UTC +5:30", {2024, 1, 5, 13, 33, 9}},
-      {u"UTC +10:00", {2024, 1, 5, 18, 3, 9}}, {u"UTC -3:30", {2024, 1, 5, 4, 33, 9}},
-      {u"UTC -10:00", {2024, 1, 4, 22, 3, 9}}};
+  const struct {
+    const char16_t *zone;
+    Fields fields;
+  } cases[] = {{u"UTC -0:00", {2024, 1, 5, 8, 3, 9}},   {u"UTC", {2024, 1, 5, 8, 3, 9}},
+               {u"UTC +5:30", {2024, 1, 5, 13, 33, 9}}, {u"UTC +10:00", {2024, 1, 5, 18, 3, 9}},
+               {u"UTC -3:30", {2024, 1, 5, 4, 33, 9}},  {u"UTC -10:00", {2024, 1, 4, 22, 3, 9}}};
   for (const auto &c : cases) {
     EXPECT_EQ(fieldsIn(kBase, c.zone), c.fields) << c.fields[3];
     const UTIME local = at(c.fields, c.zone);
@@ -48,9 +50,12 @@ TEST(UTime, OneInstantGivesDifferentFieldsPerZone) {
 
 TEST(UTime, ConvertToVYRDateNearMidnight) {
   const UTIME eve = at({2024, 12, 31, 23, 30, 0}, nullptr), march = at({2024, 3, 1, 2, 0, 0}, u"UTC"), null{};
-  const struct { const UTIME *time; const char16_t *zone; long date; } cases[] = {
-      {&eve, u"UTC +5:30", 20250101}, {&eve, u"UTC -3:30", 20241231}, {&eve, nullptr, 20241231},
-      {&march, u"UTC -3:30", 20240229}, {&march, u"UTC +10:00", 20240301}, {&null, u"UTC", 0}};
+  const struct {
+    const UTIME *time;
+    const char16_t *zone;
+    long date;
+  } cases[] = {{&eve, u"UTC +5:30", 20250101},   {&eve, u"UTC -3:30", 20241231},    {&eve, nullptr, 20241231},
+               {&march, u"UTC -3:30", 20240229}, {&march, u"UTC +10:00", 20240301}, {&null, u"UTC", 0}};
   for (const auto &c : cases) {
     VYRDATE d{1, 1, 1};
     EXPECT_EQ(vyrUTime_ConvertToVYRDate(c.time, &d, c.zone), 0);
@@ -59,11 +64,13 @@ TEST(UTime, ConvertToVYRDateNearMidnight) {
 }
 
 TEST(UTime, SetRefusesFieldsOutOfRangeAndLeavesTheValue) {
-  const Fields refused[] = {
-      {2024, 0, 1, 0, 0, 0},  {2024, 13, 1, 0, 0, 0}, {2024, 1, 0, 0, 0, 0},  {2023, 2, 29, 0, 0, 0},
-      {2024, 2, 30, 0, 0, 0}, {2024, 4, 31, 0, 0, 0}, {2024, 1, 1, 24, 0, 0}, {2024, 1, 1, 0, 60, 0},
-      {2024, 1, 1, 0, 0, 60}, {2024, 1, 1, -1, 0, 0}, {0, 1, 1, 0, 0, 0},     {10000, 1, 1, 0, 0, 0},
-      {-32768, 1, 1, 0, 0, 0}, {32767, 32767, 32767, 32767, 32767, 32767}};
+  const Fields refused[] = {{2024, 0, 1, 0, 0, 0},   {2024, 13, 1, 0, 0, 0},
+                            {2024, 1, 0, 0, 0, 0},   {2023, 2, 29, 0, 0, 0},
+                            {2024, 2, 30, 0, 0, 0},  {2024, 4, 31, 0, 0, 0},
+                            {2024, 1, 1, 24, 0, 0},  {2024, 1, 1, 0, 60, 0},
+                            {2024, 1, 1, 0, 0, 60},  {2024, 1, 1, -1, 0, 0},
+                            {0, 1, 1, 0, 0, 0},      {10000, 1, 1, 0, 0, 0},
+                            {-32768, 1, 1, 0, 0, 0}, {32767, 32767, 32767, 32767, 32767, 32767}};
   for (const Fields &f : refused) {
     UTIME t = kBase;
     EXPECT_EQ(set(t, f, u"UTC +5:30"), 1) << f[0] << '-' << f[1] << '-' << f[2] << ' ' << f[3];
@@ -114,10 +121,16 @@ TEST(UTime, CompareAndTimeBetween) {
   const UTIME null{}, later = at({2024, 1, 6, 8, 3, 8}, u"UTC +5:30");
   UTIME almostTwoBack = kBase;
   almostTwoBack.llMicroseconds -= 1'999'999;
-  const struct { const UTIME *from, *to; int cmp, rc; int64_t seconds; } cases[] = {
-      {&null, &kBase, -1, 1, 42}, {&kBase, nullptr, 1, 1, 42}, {&null, nullptr, 0, 1, 42},
-      {&kBase, &later, -1, 0, 86399 - 19800}, {&later, &kBase, 1, 0, 19800 - 86399},
-      {&kBase, &almostTwoBack, 1, 0, -1}};
+  const struct {
+    const UTIME *from, *to;
+    int cmp, rc;
+    int64_t seconds;
+  } cases[] = {{&null, &kBase, -1, 1, 42},
+               {&kBase, nullptr, 1, 1, 42},
+               {&null, nullptr, 0, 1, 42},
+               {&kBase, &later, -1, 0, 86399 - 19800},
+               {&later, &kBase, 1, 0, 19800 - 86399},
+               {&kBase, &almostTwoBack, 1, 0, -1}};
   for (const auto &c : cases) {
     int64_t seconds = 42;
     EXPECT_EQ(vyrUTime_Compare(c.from, c.to), c.cmp);
@@ -128,10 +141,14 @@ TEST(UTime, CompareAndTimeBetween) {
 
 TEST(UTime, AdvanceAcrossMidnightAndMonthEndInTheDisplayZone) {
   UTIME t = at({2024, 1, 31, 23, 30, 0}, u"UTC +5:30");
-  const struct { int years, months, days, hours, minutes, seconds; Fields shown; } steps[] = {
-      {0, 1, 0, 0, 0, 0, {2024, 2, 29, 23, 30, 0}},       {1, 0, 1, 0, 0, 0, {2025, 3, 1, 23, 30, 0}},
-      {0, 0, 0, 0, 45, 0, {2025, 3, 2, 0, 15, 0}},        {0, 0, 0, -24, -15, -16, {2025, 2, 28, 23, 59, 44}},
-      {0, -1, -28, 0, 0, 0, {2024, 12, 31, 23, 59, 44}}};
+  const struct {
+    int years, months, days, hours, minutes, seconds;
+    Fields shown;
+  } steps[] = {{0, 1, 0, 0, 0, 0, {2024, 2, 29, 23, 30, 0}},
+               {1, 0, 1, 0, 0, 0, {2025, 3, 1, 23, 30, 0}},
+               {0, 0, 0, 0, 45, 0, {2025, 3, 2, 0, 15, 0}},
+               {0, 0, 0, -24, -15, -16, {2025, 2, 28, 23, 59, 44}},
+               {0, -1, -28, 0, 0, 0, {2024, 12, 31, 23, 59, 44}}};
   for (const auto &s : steps) {
     EXPECT_EQ(vyrUTime_AdvanceDate(&t, s.years, s.months, s.days), 0);
     EXPECT_EQ(vyrUTime_AdvanceTime(&t, s.hours, s.minutes, s.seconds), 0);

@@ -13,7 +13,9 @@ namespace {
 
 TEST(Conversion, RoundTripsNeverSplitsACharacterAndReplacesIllFormedInput) {
   const std::u16string_view text = u"Gr\u00fc\u00dfe \u20ac\U0001D11E";
-  const std::string_view utf8 = "Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC\xF0\x9D\x84\x9E";
+  const std::string_view utf8 =
+      "Gr\xC3\xBC\xC3\x9F"
+      "e \xE2\x82\xAC\xF0\x9D\x84\x9E";
   char bytes[64];
   JCHAR back[64];
   EXPECT_EQ(vyrFromUnicode(bytes, text.data(), sizeof bytes), utf8.size());
@@ -49,17 +51,22 @@ TEST(Conversion, PlatformTextIsRepairedOrRefused) {
   const std::pair<std::string_view, std::u16string_view> cases[] = {
       {"a\xC3\xA9\xF0\x9D\x84\x9E", u"a\u00e9\U0001D11E"},
       {std::string_view("a\0b", 3), std::u16string_view(u"a\0b", 3)},
-      {"a\xFF" "b", u"a\uFFFDb"},
-      {"\xC0\xAF", u"\uFFFD\uFFFD"},              // overlong
-      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},      // encoded surrogate
-      {"ab\xE2\x82", u"ab\uFFFD"},                 // cut short
+      {"a\xFF"
+       "b",
+       u"a\uFFFDb"},
+      {"\xC0\xAF", u"\uFFFD\uFFFD"},            // overlong
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},  // encoded surrogate
+      {"ab\xE2\x82", u"ab\uFFFD"},              // cut short
   };
   for (const auto &[utf8, text] : cases) {
     std::u16string strict;
     EXPECT_EQ(vyr::fromUtf8(utf8), text);
     EXPECT_EQ(vyr::decodeUtf8(utf8, &strict), text.find(u'\uFFFD') == text.npos) << utf8;
   }
-  EXPECT_EQ(vyr::toUtf8(u"a\xD800" u"b\U0001D11E"), "a\xEF\xBF\xBD" "b\xF0\x9D\x84\x9E");
+  EXPECT_EQ(vyr::toUtf8(u"a\xD800"
+                        u"b\U0001D11E"),
+            "a\xEF\xBF\xBD"
+            "b\xF0\x9D\x84\x9E");
 }
 
 TEST(Files, FprintfWritesUtf8ThatFgetsReadsBack) {

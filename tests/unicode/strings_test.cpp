@@ -66,8 +66,10 @@ TEST(Strings, CompareSearchAndWriteTreatingNullAsEmpty) {
   EXPECT_TRUE(vyrStrncmp(u"abcX", u"abcY", 3) == 0 && vyrStrncmp(u"ab", u"abc", 11) < 0);
   EXPECT_TRUE(vyrStricmp(u"\u00c4bc", u"\u00e4BC") == 0 && vyrStricmp(u"abc", u"ABD") < 0);
   const JCHAR *text = u"a-b-c";
-  EXPECT_TRUE(vyrStrchr(text, u'-') == text + 1 && vyrStrrchr(text, u'-') == text + 3 && vyrStrchr(text, 0) == text + 5);
-  EXPECT_TRUE(vyrStrstr(text, u"b-c") == text + 2 && vyrStrstr(text, u"c-") == nullptr && vyrStrstr(text, nullptr) == text);
+  EXPECT_TRUE(vyrStrchr(text, u'-') == text + 1 && vyrStrrchr(text, u'-') == text + 3 &&
+              vyrStrchr(text, 0) == text + 5);
+  EXPECT_TRUE(vyrStrstr(text, u"b-c") == text + 2 && vyrStrstr(text, u"c-") == nullptr &&
+              vyrStrstr(text, nullptr) == text);
   EXPECT_TRUE(vyrStrspn(u"aab-", u"ab") == 3u && vyrStrpbrk(text, u"cb") == text + 2);
 
   JCHAR out[8];

@@ -66,7 +66,10 @@ TEST_F(Evaluator, ComputesWithPrecedenceLeftToRightAndNineDecimals) {
 }
 
 TEST_F(Evaluator, FailuresStoreTheirIdClearTheValueAndRaiseNothing) {
-  const struct { const char16_t *expression, *errorId; ID code = ER_ERROR; } cases[] = {
+  const struct {
+    const char16_t *expression, *errorId;
+    ID code = ER_ERROR;
+  } cases[] = {
       {u"", u"4363", ER_WARNING},
       {u"(1))", u"3199"},
       {u"((1)", u"3199"},

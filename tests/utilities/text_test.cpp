@@ -13,7 +13,10 @@ using namespace bsfntest;
 using TextUtilities = BsfnTest;
 
 TEST_F(TextUtilities, CpfMovesCharactersByPositionOneSeparatorAtATime) {
-  const struct { const char *function; std::u16string input, output; } cases[] = {
+  const struct {
+    const char *function;
+    std::u16string input, output;
+  } cases[] = {
       {"MaskBCPF", u"12345678901", u"123.456.789-01"},
       {"MaskBCPF", u"123456789012", u"123.456.789-01"},  // the twelfth is read, never written
       {"MaskBCPF", u"123.456.789-01", u"123..45.6.7-89"},
@@ -55,7 +58,8 @@ TEST_F(TextUtilities, AmountsInWordsFillSeventyCharactersWithAsterisks) {
       {"ConvertNumbersToWordsED", u"123456789012", u"123456789012"},
       {"ConvertNumbersToWordsED", u"1234567890.12", u"1234567890.12"},
       // 70 characters exactly stand; 71 fall back to digits.
-      {"ConvertNumbersToWordsED", u"7777777.95", u"SIEBEN-SIEBEN-SIEBEN-SIEBEN-SIEBEN-SIEBEN-SIEBEN Euro NEUN-FUENF Cents"},
+      {"ConvertNumbersToWordsED", u"7777777.95",
+       u"SIEBEN-SIEBEN-SIEBEN-SIEBEN-SIEBEN-SIEBEN-SIEBEN Euro NEUN-FUENF Cents"},
       {"ConvertNumbersToWordsED", u"7777777.97", u"7777777.97"},
       {"ConvertNumbersToWordsED", u"77777777777", u"77777777777"},
       {"ConvertNumbersToWordsGERMANY", u"1234.56", u"EINS-ZWEI-DREI-VIER-56/100"},
@@ -98,8 +102,9 @@ TEST_F(TextUtilities, SeparatorRevisionDecidesTheDecimalMark) {
     c.input.copy(ds.szNumericString, DSREVISEDECSEP_STRING_LENGTH + 1);
     ds.cRevisionMode = c.mode;
     ds.cEitherMarkIsDecimal = c.eitherMark;
-    EXPECT_EQ(call("ReviseDecimalSeparatorInString", &ds, newContext({{"decimal", c.decimalComma ? "comma" : "point"}})),
-              c.code);
+    EXPECT_EQ(
+        call("ReviseDecimalSeparatorInString", &ds, newContext({{"decimal", c.decimalComma ? "comma" : "point"}})),
+        c.code);
     EXPECT_EQ(std::u16string(ds.szNumericString), c.output) << toUtf8(c.input);
     EXPECT_EQ(errors(contexts_.back()), c.code == ER_SUCCESS ? Strings{} : Strings{"4363 @2"});
   }

@@ -100,7 +100,8 @@ TEST_F(XmlTest, HostileAndMalformedTextIsRefusedWithItsReason) {
       {u"<a>\xFFFF</a>", XRCS_PARSE_ERROR, "a character XML does not allow"},
       {loneLead, XRCS_PARSE_ERROR, "an unpaired surrogate at line 1, column 4"},
       {loneTrail, XRCS_PARSE_ERROR, "an unpaired surrogate"},
-      {u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a/>", XRCS_PARSE_ERROR, "not well-formed: a declaration of an encoding other than"},
+      {u"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a/>", XRCS_PARSE_ERROR,
+       "not well-formed: a declaration of an encoding other than"},
       {misread, XRCS_PARSE_ERROR, "text outside the document element at line 1, column 1"},
   };
   for (const auto &c : cases) {
@@ -122,8 +123,12 @@ TEST_F(XmlLimitsTest, SettingsOfTheCurrentContextSetTheLimits) {
   EXPECT_NE(lastTrace().find("is longer than the limit of 64"), std::string::npos) << lastTrace();
 
   std::string why;
-  for (const auto &[key, value] : {std::pair{"xmlmaxchars", "0"}, {"xmlmaxchars", "-5"}, {"xmlmaxchars", "1073741824"},
-                                   {"xmlmaxdepth", "100001"}, {"xmlmaxdepth", " 5"}, {"xmlmaxdepth", ""}})
+  for (const auto &[key, value] : {std::pair{"xmlmaxchars", "0"},
+                                   {"xmlmaxchars", "-5"},
+                                   {"xmlmaxchars", "1073741824"},
+                                   {"xmlmaxdepth", "100001"},
+                                   {"xmlmaxdepth", " 5"},
+                                   {"xmlmaxdepth", ""}})
     EXPECT_FALSE(vyr::validSetting(key, value, &why)) << key << "=" << value;
   EXPECT_EQ(vyr::setting(context_, "xmlmaxdepth"), "2");
 }

@@ -25,8 +25,7 @@ std::string ascii(std::u16string_view text) {
 bool identifierPart(std::u16string_view text) {
   if (text.empty()) return false;
   for (char16_t c : text)
-    if (!((c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9') || c == u'_'))
-      return false;
+    if (!((c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9') || c == u'_')) return false;
   return true;
 }
 
@@ -60,8 +59,7 @@ bool describe(const TableDef &table, std::ostream &out) {
   size_t offset = 0;
   for (const ColumnDef &column : table.columns) {
     if (!identifierPart(column.alias)) {
-      std::cerr << "record_layouts: column '" << ascii(column.alias) << "' of " << t
-                << " cannot name C identifiers\n";
+      std::cerr << "record_layouts: column '" << ascii(column.alias) << "' of " << t << " cannot name C identifiers\n";
       return false;
     }
     const std::string c = ascii(column.alias);

@@ -672,8 +672,8 @@ class PgStatement final : public Statement {
       lengths_[i] = static_cast<int>(p.data.size());
       formats_[i] = p.binary ? 1 : 0;
     }
-    const Command run{Command::Kind::Execute, name_.c_str(), nullptr, static_cast<int>(n),
-                      values_.data(),          lengths_.data(), formats_.data()};
+    const Command run{Command::Kind::Execute, name_.c_str(),   nullptr,        static_cast<int>(n),
+                      values_.data(),         lengths_.data(), formats_.data()};
     if (!cursor_) return take(run);
     // The cursor is declared and its first page fetched in one round trip.
     closeCursor();
@@ -937,11 +937,12 @@ class PgBackend final : public Backend {
     const int idle = options.keepaliveSeconds;
     const std::string probeEvery = std::to_string(std::max(1, idle / 3)), unacknowledged = std::to_string(2000 * idle);
     const std::string idleText = std::to_string(idle);
-    const char *keywords[] = {"connect_timeout",    "application_name", "keepalives", "keepalives_idle",
-                              "keepalives_interval", "keepalives_count", "tcp_user_timeout", "dbname",
-                              "client_encoding",    nullptr};
-    const char *values[] = {"10",  "famoflas", "1", idleText.c_str(), probeEvery.c_str(), "3", unacknowledged.c_str(),
-                            location_.c_str(), "UTF8", nullptr};
+    const char *keywords[] = {
+        "connect_timeout",  "application_name", "keepalives", "keepalives_idle", "keepalives_interval",
+        "keepalives_count", "tcp_user_timeout", "dbname",     "client_encoding", nullptr};
+    const char *values[] = {
+        "10",   "famoflas", "1", idleText.c_str(), probeEvery.c_str(), "3", unacknowledged.c_str(), location_.c_str(),
+        "UTF8", nullptr};
     PGconn *conn = PQconnectdbParams(keywords, values, 1);
     auto refuse = [&](const std::string &why) -> std::unique_ptr<Connection> {
       if (error) *error = "cannot open database " + redactLocation(location_) + ": " + why;
