@@ -147,9 +147,11 @@ FAMOFLAS_BSFN ID beginAppointmentSync(LPBHVRCOM lpBhvrCom, LPVOID lpVoid, LPVOID
 /*
  * Written records. An appointment whose start equals its end (or has none) is
  * still sent, with the trace naming it, so that the pages add up to the
- * totals. The short form (PIM flag other than "1") cannot come from a run,
- * whose selection takes flagged activities only; it stays for callers of
- * B90CA701_AddRecordDetailsToXML.
+ * totals. The short form (PIM flag other than "1") comes from a run only
+ * when a change clearing the flag, stamped before the run's anchor, commits
+ * between the selection (flagged activities only) and the re-read of that
+ * activity; otherwise it is for direct callers of
+ * B90CA701_AddRecordDetailsToXML. It carries no ">" before the closing tag.
  */
 /* Kinds of staged records. */
 #define B90CA701_STAGED_ACTIVITY u'A'

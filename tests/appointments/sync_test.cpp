@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <fstream>
 #include <regex>
 
@@ -329,9 +330,43 @@ TEST_P(AppointmentSyncTest, TwoUsersNeverSeeEachOthersActivities) {
   EXPECT_EQ(bsfntest::text(stored.szSubject), u"alice's");
 }
 
+// Every F01331 row (patterns and exclusion dates), bytes as fetched.
+std::vector<std::string> recurrenceRows(LPBHVRCOM context) {
+  std::vector<std::string> rows;
+  HUSER user = nullptr;
+  HREQUEST request = nullptr;
+  if (VDB_InitUser(context, &user, nullptr, 1) != VDB_SUCCESS) return rows;
+  if (VDB_OpenTable(user, u"F01331", 1, nullptr, 0, nullptr, &request) == VDB_SUCCESS &&
+      VDB_SelectKeyed(request, 1, nullptr, 0) == VDB_SUCCESS) {
+    unsigned char row[1024] = {};
+    while (VDB_Fetch(request, row, 0) == VDB_SUCCESS) {
+      rows.emplace_back(reinterpret_cast<const char *>(row), sizeof row);
+      std::memset(row, 0, sizeof row);
+    }
+    VDB_CloseTable(request);
+  }
+  VDB_FreeUser(user);
+  return rows;
+}
+
 TEST_P(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
   LPBHVRCOM alice = user("ALICE", "100");
   addActivity(alice, u"A1", u"100", u"kept");
+  // R1 repeats weekly with two dates excluded: a pattern row and two exclusion rows.
+  ASSERT_EQ(sync(alice, "ALICE", "putnew",
+                 "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"R1\" subject=\"r\" startDate=\"20240105\" "
+                 "startTime=\"0800\" endDate=\"20240105\" endTime=\"0900\" repeatType=\"WEEKLY\"><REPEAT "
+                 "startDate=\"20240105\" endDate=\"-1\" dayOfWeek=\"F\" frequency=\"1\" weekOfMonth=\"0\">"
+                 "<EXCLUSION exclusionDate=\"20240112\"/><EXCLUSION exclusionDate=\"20240119\"/></REPEAT></APPT>"
+                 "</PUTINFO>")
+                .code,
+            ER_SUCCESS);
+  const std::vector<std::string> recurrences = recurrenceRows(alice);
+  ASSERT_EQ(recurrences.size(), 3u);
+  const std::string badRepeat =
+      "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"R1\" requestedEvent=\"Modify\" "
+      "repeatType=\"DAILY\"><REPEAT startDate=\"20240105\" endDate=\"-1\" "
+      "dayOfWeek=\"F\" frequency=\"1\" weekOfMonth=\"0\">";
   const std::string tooLong(121, 'x');
   const struct {
     std::string command, child;
@@ -354,6 +389,15 @@ TEST_P(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
       {"putdeleted", "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"A1\" requestedEvent=\"Modify\"/></PUTINFO>",
        ER_WARNING},
       {"endsync", "<ENDSYNC/>", ER_ERROR},
+      {"putmodified", badRepeat + "<EXCLUSION exclusionDate=\"20241340\"/></REPEAT></APPT></PUTINFO>", ER_WARNING},
+      {"putmodified",
+       "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"R1\" requestedEvent=\"Modify\" repeatType=\"DAILY\">"
+       "<REPEAT startDate=\"2024\" endDate=\"-1\"/></APPT></PUTINFO>",
+       ER_WARNING},
+      {"putmodified",
+       "<PUTINFO numRecsToWrite=\"1\"><APPT uid=\"R1\" requestedEvent=\"Modify\" subject=\"" + tooLong +
+           "\" repeatType=\"DAILY\"><REPEAT startDate=\"20240106\" endDate=\"-1\"/></APPT></PUTINFO>",
+       ER_WARNING},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.command + " " + c.child.substr(0, 120));
@@ -368,6 +412,40 @@ TEST_P(AppointmentSyncTest, MalformedRequestsChangeNothingAndAnswerCleanly) {
     vyrStrcpy(probe.szActivityID, u"A1");
     ASSERT_EQ(call("SelectActivityUTC", &probe, alice), ER_SUCCESS);
     EXPECT_EQ(bsfntest::text(probe.szSubject), u"kept");
+    EXPECT_EQ(recurrenceRows(alice), recurrences) << "patterns and exclusions stay as they were";
+  }
+}
+
+// The writer's short form, for an activity not flagged for the PIM: the run's selection takes flagged
+// activities only, so the writer is driven directly.
+TEST(AppointmentSyncWriter, AnActivityNotFlaggedForThePimIsWrittenShort) {
+  B90CA701_CONTEXT context{};
+  vyrStrcpy(context.szRecordName, u"APPT");
+  vyrStrcpy(context.sync.szSyncAnchor, u"20240301120000Z");
+  context.bCategory = TRUE;
+  vyrStrcpy(context.szCategory, u" category=\"Work\"");
+  const struct {
+    char16_t flag;
+    const char *expect;
+  } cases[] = {
+      {u'0', "<APPT uid=\"X1\" syncAnchor=\"20240301120000Z\" lastEvent=\"New\" category=\"\"</APPT>"},
+      {u' ', "<APPT uid=\"X1\" syncAnchor=\"20240301120000Z\" lastEvent=\"New\" category=\"\"</APPT>"},
+      {u'1', "<APPT uid=\"X1\" syncAnchor=\"20240301120000Z\" lastEvent=\"New\" category=\"Work\" subject=\"s\""},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(std::string(1, char(c.flag)));
+    B90CA701_RECORD record{};
+    record.cKind = B90CA701_STAGED_ACTIVITY;
+    vyrStrcpyFillAndTerminate(record.activity.szActivityID, u"X1", 37, 0);
+    vyrStrcpyFillAndTerminate(record.activity.szSubject, u"s", 121, 0);
+    vyrUTime_SetToNull(&record.activity.utPIMTimestamp);
+    record.activity.cPIMFlag = c.flag;
+    B90CA701_TEXT text = {nullptr, 0, 0};
+    ASSERT_TRUE(B90CA701_AddRecordDetailsToXML(&context, &text, &record));
+    const std::string written = toUtf8(std::u16string(text.lpszText, text.nLength));
+    vyrFree(text.lpszText);
+    EXPECT_EQ(written.substr(0, std::strlen(c.expect)), c.expect);
+    EXPECT_EQ(written.size() == std::strlen(c.expect), c.flag != u'1') << written;
   }
 }
 
