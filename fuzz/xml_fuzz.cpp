@@ -20,6 +20,7 @@
 
 #include <unistd.h>
 
+#include "db/host.h"
 #include "runtime/context.h"
 #include "runtime/pimsync.h"
 #include "sync/B90CA700.h"
@@ -140,7 +141,10 @@ std::string LoadedDatabase() {
     const BSFN_CATALOG_ENTRY *entries = catalog(&count);
     vyr::registerCatalog(entries, count);
   }
-  return std::string(dir) + "/sync.db";
+  const std::string location = std::string(dir) + "/sync.db";
+  std::string error;
+  if (!vyr::db::initDatabase(location, &error)) Fail("the database could not be created");
+  return location;
 }
 
 void Seed(LPBHVRCOM context) {
